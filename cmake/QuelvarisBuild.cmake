@@ -1,0 +1,31 @@
+# Warnings, sanitizers and what the build says of itself.
+
+if( NOT CMAKE_BUILD_TYPE )
+    set( CMAKE_BUILD_TYPE RelWithDebInfo )
+endif()
+set( CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g" )
+set( CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g" )
+
+set( QUELVARIS_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=" )
+option( QUELVARIS_COVERAGE "Measure line and branch coverage" OFF )
+
+add_library( quelvaris_flags INTERFACE )
+target_compile_options( quelvaris_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+    -fno-semantic-interposition
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wmissing-declarations> )
+if( QUELVARIS_SANITIZE )
+    target_compile_options( quelvaris_flags INTERFACE
+        -fsanitize=${QUELVARIS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer )
+    target_link_options( quelvaris_flags INTERFACE -fsanitize=${QUELVARIS_SANITIZE} )
+endif()
+if( QUELVARIS_COVERAGE )
+    target_compile_options( quelvaris_flags INTERFACE --coverage -O0 )
+    target_link_options( quelvaris_flags INTERFACE --coverage )
+endif()
+
+# SOURCE_DATE_EPOCH, when set, makes the build reproducible.
+string( TIMESTAMP QUELVARIS_BUILD_TIME "UTC %Y-%m-%d %H:%M:%S (%a)" UTC )
+string( TOLOWER "${CMAKE_SYSTEM_NAME} ${CMAKE_SYSTEM_PROCESSOR} ${CMAKE_BUILD_TYPE}" QUELVARIS_BUILD_PLATFORM )
+configure_file( ${PROJECT_SOURCE_DIR}/source/pb/pb_build.h.in ${CMAKE_BINARY_DIR}/generated/pb/pb_build.h @ONLY )

@@ -1,0 +1,37 @@
+/* Files, line sources and byte sinks. Every descriptor is close-on-exec. */
+#ifndef PB_FILE_H
+#define PB_FILE_H
+
+#include <pb/pb_string.h>
+
+/** The whole content of a file (also of one under /proc, whose size is unknown), a new buffer; null when it cannot be read. */
+PB_API PB_BUFFER *pbFileReadBuffer( PB_STRING *path );
+PB_API PB_BUFFER *pbFileReadBufferCstr( const char *path, PB_INT length );
+
+/**
+ * Replaces a file whole: writes a new file beside it, synchronises it, renames it over the old one and synchronises the
+ * folder, so that a crash at any moment leaves the old content or the new one. The mode of an existing file is kept, a
+ * symbolic link is followed. On failure the old file is untouched, the new one is gone, and errno tells why.
+ */
+PB_API PB_BOOL pbFileTryReplace( PB_STRING *path, PB_BUFFER *content );
+
+PB_CLASS( PB_LINE_SOURCE, pbLineSource )
+
+/** Lines of a buffer, which is retained, or of a file, read as it goes (null when it cannot be opened). One thread. */
+PB_API PB_LINE_SOURCE *pbLineSourceCreateFromBuffer( PB_BUFFER *buf );
+PB_API PB_LINE_SOURCE *pbLineSourceTryCreateFromFileCstr( const char *path, PB_INT length );
+/** The next line without its line feed, a new string (ill-formed UTF-8 becomes U+FFFD), or null at the end. */
+PB_API PB_STRING *pbLineSourceTryReadLine( PB_LINE_SOURCE *source );
+
+PB_CLASS( PB_BYTE_SINK, pbByteSink )
+
+/** A sink that fills a buffer, and what it holds so far (a new reference). */
+PB_API PB_BYTE_SINK *pbByteSinkCreateBuffer( void );
+PB_API PB_BUFFER *pbByteSinkBuffer( PB_BYTE_SINK *sink );
+/** A sink that writes a file, created or emptied; null when it cannot be opened (errno). Closed when released. */
+PB_API PB_BYTE_SINK *pbByteSinkTryCreateFile( PB_STRING *path );
+/** Writes all bytes, in order. After a failure the sink is in error, and writes nothing more. One thread at a time. */
+PB_API void pbByteSinkWriteBytes( PB_BYTE_SINK *sink, const void *bytes, PB_INT count );
+PB_API PB_BOOL pbByteSinkError( PB_BYTE_SINK *sink );
+
+#endif

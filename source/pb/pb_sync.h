@@ -1,0 +1,111 @@
+/*
+ * Synchronisation. Change is told by signals and alerts, never by callbacks into user code under a lock.
+ *
+ * A signal goes from clear to asserted once. An alert is set while something waits, and unset when not. What wakes up is a
+ * signalable or an alertable: it may be fired from any thread, must not block, and is fired outside every lock of the
+ * signal or alert. Adding a waiter twice is adding it once. Adding one to an asserted signal or a set alert fires it at
+ * once, in the call. After a Del call returns, the waiter may still be inside a firing that began before. A signal or
+ * alert holds a reference to each of its waiters; an asserted signal holds none.
+ */
+#ifndef PB_SYNC_H
+#define PB_SYNC_H
+
+#include <pb/pb_obj.h>
+
+PB_CLASS( PB_MONITOR, pbMonitor )
+
+/** A lock. Not recursive: a thread that enters again, or leaves what it does not hold, aborts. */
+PB_API PB_MONITOR *pbMonitorCreate( void );
+PB_API void pbMonitorEnter( PB_MONITOR *monitor );
+PB_API void pbMonitorLeave( PB_MONITOR *monitor );
+
+PB_CLASS( PB_REGION, pbRegion )
+
+/** A shared/exclusive lock; waiting writers go before new readers. Not recursive, in neither mode. */
+PB_API PB_REGION *pbRegionCreate( void );
+PB_API void pbRegionEnterShared( PB_REGION *region );
+PB_API void pbRegionLeaveShared( PB_REGION *region );
+PB_API void pbRegionEnterExclusive( PB_REGION *region );
+PB_API void pbRegionLeaveExclusive( PB_REGION *region );
+
+PB_CLASS( PB_BARRIER, pbBarrier )
+
+/** A barrier with a number of blockers, at least 0. It can be passed while there are none. */
+PB_API PB_BARRIER *pbBarrierCreate( PB_INT blockers );
+/** Adds a blocker. */
+PB_API void pbBarrierBlock( PB_BARRIER *barrier );
+/** Takes a blocker away; wakes all who wait when it was the last. Without blockers it does nothing. */
+PB_API void pbBarrierUnblock( PB_BARRIER *barrier );
+PB_API PB_BOOL pbBarrierBlocked( PB_BARRIER *barrier );
+/** Waits until there are no blockers. */
+PB_API void pbBarrierPass( PB_BARRIER *barrier );
+/** Waits at most that many milliseconds; whether it was passed. */
+PB_API PB_BOOL pbBarrierPassTimed( PB_BARRIER *barrier, PB_INT milliseconds );
+
+PB_CLASS( PB_SIGNALABLE, pbSignalable )
+
+/** A function that a signalable calls with its argument. Any thread; must not block. */
+typedef void PB_SIGNALABLE_FUNC( PB_OBJ *argument );
+/** A signalable that calls a function; `optionalArgument` is retained. */
+PB_API PB_SIGNALABLE *pbSignalableCreate( PB_SIGNALABLE_FUNC *func, PB_OBJ *optionalArgument );
+/** A signalable that unblocks a barrier once each time it is fired. */
+PB_API PB_SIGNALABLE *pbSignalableCreateBarrier( PB_BARRIER *barrier );
+/** Fires it. */
+PB_API void pbSignalableSignal( PB_SIGNALABLE *signalable );
+
+PB_CLASS( PB_SIGNAL, pbSignal )
+
+/** A clear signal. */
+PB_API PB_SIGNAL *pbSignalCreate( void );
+/** Asserts it and fires all waiters, each once; asserting again does nothing. */
+PB_API void pbSignalAssert( PB_SIGNAL *signal );
+PB_API PB_BOOL pbSignalAsserted( PB_SIGNAL *signal );
+PB_API void pbSignalAddSignalable( PB_SIGNAL *signal, PB_SIGNALABLE *signalable );
+PB_API void pbSignalDelSignalable( PB_SIGNAL *signal, PB_SIGNALABLE *signalable );
+/** The signal takes one blocker away from the barrier when it is asserted. */
+PB_API void pbSignalAddBarrier( PB_SIGNAL *signal, PB_BARRIER *barrier );
+PB_API void pbSignalDelBarrier( PB_SIGNAL *signal, PB_BARRIER *barrier );
+/** Waits until the signal is asserted. */
+PB_API void pbSignalWait( PB_SIGNAL *signal );
+
+PB_CLASS( PB_ALERTABLE, pbAlertable )
+
+typedef void PB_ALERTABLE_FUNC( PB_OBJ *argument );
+PB_API PB_ALERTABLE *pbAlertableCreate( PB_ALERTABLE_FUNC *func, PB_OBJ *optionalArgument );
+/** An alertable that unblocks a barrier once each time it is fired. */
+PB_API PB_ALERTABLE *pbAlertableCreateBarrier( PB_BARRIER *barrier );
+PB_API void pbAlertableAlert( PB_ALERTABLE *alertable );
+
+PB_CLASS( PB_ALERT, pbAlert )
+
+/** An alert, unset. */
+PB_API PB_ALERT *pbAlertCreate( void );
+/** Sets it; fires all waiters when it was unset. They stay registered. */
+PB_API void pbAlertSet( PB_ALERT *alert );
+PB_API void pbAlertUnset( PB_ALERT *alert );
+PB_API PB_BOOL pbAlertIsSet( PB_ALERT *alert );
+PB_API void pbAlertAddAlertable( PB_ALERT *alert, PB_ALERTABLE *alertable );
+PB_API void pbAlertDelAlertable( PB_ALERT *alert, PB_ALERTABLE *alertable );
+
+PB_CLASS( PB_THREAD, pbThread )
+
+typedef void PB_THREAD_FUNC( PB_OBJ *argument );
+
+/**
+ * How urgent a thread is, from 0 (background) over 2 (as its creator) to 4 (serves sockets or audio). Applied as far as
+ * the host permits: without the right to raise a thread's priority (CAP_SYS_NICE), 3 and 4 run like 2.
+ */
+#define PB_THREAD_OPTION_OK( option ) ( (uint64_t)( option ) <= 4 )
+#define PB_THREAD_OPTION_NORMAL 2
+
+/**
+ * Starts a thread that runs `func` with all signals blocked; `optionalArgument` is retained until it ends. The name may
+ * be longer than what the kernel keeps (15 bytes; the beginning). Null when the system refuses.
+ * The thread must be joined before the last reference goes (aborts otherwise).
+ */
+PB_API PB_THREAD *pbThreadTrySpawnCstr(
+    const char *name, PB_INT length, PB_THREAD_FUNC *func, PB_OBJ *optionalArgument, PB_INT option );
+/** Waits for the end of the thread. Joining again returns at once; joining oneself aborts. */
+PB_API void pbThreadJoin( PB_THREAD *thread );
+
+#endif
