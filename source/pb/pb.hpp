@@ -176,7 +176,8 @@ public:
         object = released<T>();
     }
     T *get() const noexcept { return object; }
-    T **handle() noexcept { return &object; }
+    /** The place of the reference, as of a plain pointer, for setters. */
+    T **operator&() noexcept { return &object; }
 
 private:
     T *object = nullptr;
@@ -195,6 +196,15 @@ template <class T, class... Arguments>
     else
         object = ::new ( memory ) T( std::forward<Arguments>( arguments )... );
     object->sort = sort; // constructing set the header anew
+    return object;
+}
+
+/** A new object, equal to `source`, with one reference: what the CreateFrom function of a value class returns. */
+template <class T>
+[[nodiscard]] T *copy( const T &source )
+{
+    T *object = ::new ( static_cast<void *>( pb___ObjCreate( sizeof( T ), source.sort ) ) ) T( source );
+    object->refs = 1; // the count was copied too
     return object;
 }
 
@@ -302,6 +312,12 @@ template <class... Arguments>
 [[nodiscard]] Ref<PB_STRING> format( const char *text, const Arguments &...arguments )
 {
     return adopt( pbStringCreateFromFormatCstr( text, -1, formatArgument( arguments )... ) );
+}
+
+/** The text of a ...Cstr function: its length follows it, -1 when it ends with a zero. */
+inline std::string_view view( const char *cstr, PB_INT length )
+{
+    return length < 0 ? std::string_view( cstr ) : std::string_view( cstr, static_cast<std::size_t>( length ) );
 }
 
 /** A string as UTF-8, for the C++ library, and back. */
@@ -425,7 +441,7 @@ private:
 
 } // namespace pb
 
-/** What starts and stops a module; filled in statically: PB_MODULE in___module = { { pbModuleSort... } }. */
+/** What starts and stops a module; a static object, see PB_MODULE_DEFINE. */
 struct PB_MODULE : PB_OBJ {
     PB_MODULE_STARTUP_FUNC *startup;
     void *reserved;

@@ -86,8 +86,8 @@ static inline PB_INT pbIntConstrain( PB_INT value, PB_INT low, PB_INT high )
 }
 
 /**
- * Ends the process for a broken precondition: writes `context` (null for none), the source path, the line and the text
- * of the failed expression to standard error, then traps. Any thread.
+ * Ends the process for a broken precondition: writes the source path, the line, `context` and the text of the failed
+ * expression (each of these two may be null) to standard error, then traps. Any thread.
  */
 PB_API void pb___Abort( const char *context, const char *path, PB_INT line, const char *expression )
     __attribute__( ( noreturn, cold ) );

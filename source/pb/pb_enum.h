@@ -20,7 +20,7 @@ PB_CLASS( PB_FLAGSET, pbFlagset )
 
 PB_API PB_FLAGSET *pbFlagsetCreate( void );
 PB_API PB_FLAGSET *pbFlagsetCreateFrom( PB_FLAGSET *source );
-/** Adds a flag; the name must be new, the value must be one bit. */
+/** Adds a flag; the name must be new, the value must be one bit. Of several names for a bit the first is written. */
 PB_API void pbFlagsetAddFlagCstr( PB_FLAGSET **set, const char *name, PB_INT length, PB_INT value );
 PB_API PB_BOOL pbFlagsetHasFlagCstr( PB_FLAGSET *set, const char *name, PB_INT length );
 /** The flags that a text names: names joined by "|", blanks around them allowed; unknown names are left out. */

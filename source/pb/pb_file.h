@@ -11,7 +11,8 @@ PB_API PB_BUFFER *pbFileReadBufferCstr( const char *path, PB_INT length );
 /**
  * Replaces a file whole: writes a new file beside it, synchronises it, renames it over the old one and synchronises the
  * folder, so that a crash at any moment leaves the old content or the new one. The mode of an existing file is kept, a
- * symbolic link is followed. On failure the old file is untouched, the new one is gone, and errno tells why.
+ * symbolic link is followed, also to a place where no file is yet. On failure the old file is untouched, the new one is
+ * gone, and errno tells why. What is no regular file is not replaced (EISDIR, EINVAL).
  */
 PB_API PB_BOOL pbFileTryReplace( PB_STRING *path, PB_BUFFER *content );
 

@@ -7,7 +7,7 @@
 
 #include <pb/pb_obj.h>
 
-PB_CLASS( PB_RANGE_MAP, pbRangeMap )
+PB_CLASS( PB_RANGE_MAP, pbRangeMap ) /* order: range by range; text form: "{1..5: a, 7..7: b}" */
 
 PB_API PB_RANGE_MAP *pbRangeMapCreate( void );
 PB_API PB_RANGE_MAP *pbRangeMapCreateFrom( PB_RANGE_MAP *source );
@@ -20,7 +20,7 @@ PB_API void pbRangeMapSetRange( PB_RANGE_MAP **map, PB_INT first, PB_INT last, P
 PB_API void pbRangeMapSetKey( PB_RANGE_MAP **map, PB_INT key, PB_OBJ *value );
 PB_API void pbRangeMapDelRange( PB_RANGE_MAP **map, PB_INT first, PB_INT last );
 
-PB_CLASS( PB_PRIORITY_MAP, pbPriorityMap )
+PB_CLASS( PB_PRIORITY_MAP, pbPriorityMap ) /* order: entry by entry; text form: "{10: a, 20: b}" */
 
 PB_API PB_PRIORITY_MAP *pbPriorityMapCreate( void );
 PB_API PB_PRIORITY_MAP *pbPriorityMapCreateFrom( PB_PRIORITY_MAP *source );
@@ -35,6 +35,7 @@ PB_API PB_OBJ *pbPriorityMapLowestObj( PB_PRIORITY_MAP *map );
 PB_API void pbPriorityMapSet( PB_PRIORITY_MAP **map, PB_OBJ *obj, PB_INT priority );
 /** Removes an object; one that is not in changes nothing. */
 PB_API void pbPriorityMapDel( PB_PRIORITY_MAP **map, PB_OBJ *obj );
+/** Removes the object that pbPriorityMapLowestObj gives. Aborts when empty. */
 PB_API void pbPriorityMapDelLowest( PB_PRIORITY_MAP **map );
 
 #endif

@@ -84,10 +84,9 @@ inline void countLive( int64_t difference )
 
 void pb___Abort( const char *context, const char *path, PB_INT line, const char *expression )
 {
-    if ( context )
-        std::fprintf( stderr, "%s:%lld: %s: %s\n", path, static_cast<long long>( line ), context, expression );
-    else
-        std::fprintf( stderr, "%s:%lld: %s\n", path, static_cast<long long>( line ), expression );
+    const char *separator = context && expression ? ": " : "";
+    std::fprintf( stderr, "%s:%lld: %s%s%s\n", path, static_cast<long long>( line ), context ? context : "", separator,
+        expression ? expression : "" );
     std::fflush( stderr );
     __builtin_trap();
 }

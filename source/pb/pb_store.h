@@ -3,7 +3,8 @@
  * the order they were written) or an array (entries by index). An entry is a value, that is a text, or a store.
  * A typed read of an entry that is absent or of another kind or type gives null or false and leaves the out argument.
  * Setting a key that is there replaces its entry in its place. Keys end in Cstr: UTF-8 with a length, -1 for
- * zero-terminated. Keyed functions on an array, and indexed ones on a keyed store, see no entries; setters abort.
+ * zero-terminated. Keyed reads of an array see no entries, keyed setters abort. Places count the entries of either kind
+ * in their order; reads past the end see no entry, setters abort. Nesting has no limit.
  */
 #ifndef PB_STORE_H
 #define PB_STORE_H
@@ -58,6 +59,7 @@ PB_API void pbStoreDel( PB_STORE **store, PB_STRING *key );
 /**
  * Whether the value at a place is a bare word: an integer or boolean that was set as such, or a number, true, false or
  * null that stood without quotes in a file. It only decides how the value is written to a file again. Keyed or array.
+ * Setting a text clears the mark; an entry that JSON does not allow without quotes does not take it.
  */
 PB_API PB_BOOL pbStoreIsBareAt( PB_STORE *store, PB_INT index );
 PB_API void pbStoreSetBareAt( PB_STORE **store, PB_INT index, PB_BOOL bare );

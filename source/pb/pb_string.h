@@ -36,7 +36,9 @@ PB_API PB_STRING *pbStringCreateTrailing( PB_STRING *source, PB_INT count );
  * object (its text), `%b` a PB_BOOL ("true", "false"), `%c` a PB_CHAR, `%%` a per cent sign. Between the sign and the
  * letter may stand, in this order: `~` (the call consumes the argument's reference; s and o only), `^` (upper-case
  * digits), `0` and a width (pad with zeros to that many digits) or a width alone (pad with blanks), `!` and a radix from 2
- * to 36 (default 10). Integers must be passed as PB_INT: PB_INT_FROM( 1 ). A null string or object prints "null".
+ * to 36 (default 10). Upper case, zeros and a radix go with i only; a width is at most 999. Integers must be passed as
+ * PB_INT: PB_INT_FROM( 1 ). A null string or object prints "null".
+ * A malformed directive ends the reading: references that directives before it consume are gone, the others are not.
  */
 PB_API PB_STRING *pbStringCreateFromFormatCstr( const char *format, PB_INT length, ... );
 PB_API PB_STRING *pbStringCreateFromFormatCstrVa( const char *format, PB_INT length, va_list arguments );
@@ -46,7 +48,7 @@ PB_API PB_INT pbStringLength( PB_STRING *str );
 /** The code points, read only, valid while the string is neither changed nor freed; not zero-terminated. */
 PB_API const PB_CHAR *pbStringBacking( PB_STRING *str );
 PB_API PB_CHAR pbStringCharAt( PB_STRING *str, PB_INT index );
-/** The string as UTF-8 bytes, a new buffer without a terminator. */
+/** The string as UTF-8 bytes, a new buffer without a terminator. Surrogates, which UTF-8 cannot hold, become U+FFFD. */
 PB_API PB_BUFFER *pbStringToUtf8( PB_STRING *str );
 /** The string as UTF-8 bytes with a terminating zero, a new buffer; null when the string holds U+0000. */
 PB_API PB_BUFFER *pbStringTryToCstr( PB_STRING *str );

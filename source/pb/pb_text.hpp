@@ -41,6 +41,18 @@ inline Chars trim( Chars text )
     return text;
 }
 
+/** Takes the piece before the next separator, and the separator, off the text; false when there is none. */
+inline bool takePiece( Chars &text, PB_CHAR separator, Chars &piece )
+{
+    auto end = std::find( text.begin(), text.end(), separator );
+    if ( end == text.end() )
+        return false;
+    auto length = static_cast<std::size_t>( end - text.begin() );
+    piece = text.first( length );
+    text = text.subspan( length + 1 );
+    return true;
+}
+
 /** The pieces of a text between separators: at most `Limit`, the last one holds the rest. */
 template <std::size_t Limit>
 struct Pieces {
@@ -52,14 +64,8 @@ template <std::size_t Limit>
 Pieces<Limit> split( Chars text, PB_CHAR separator )
 {
     Pieces<Limit> pieces;
-    while ( pieces.count + 1 < Limit ) {
-        auto end = std::find( text.begin(), text.end(), separator );
-        if ( end == text.end() )
-            break;
-        auto length = static_cast<std::size_t>( end - text.begin() );
-        pieces.at[pieces.count++] = text.first( length );
-        text = text.subspan( length + 1 );
-    }
+    while ( pieces.count + 1 < Limit && takePiece( text, separator, pieces.at[pieces.count] ) )
+        ++pieces.count;
     pieces.at[pieces.count++] = text;
     return pieces;
 }

@@ -22,7 +22,8 @@ enum {
 /**
  * Watches descriptors, over epoll, level-triggered, and reports them one at a time to one waiting thread. A report is
  * open from the return of unixFdObserverWait to unixFdObserverUnblock. What was removed or set anew is never reported for
- * what it was before, also when its number has been reused.
+ * what it was before, also when its number has been reused. A condition may have passed by the time it is reported, when
+ * somebody else has read or written: what is observed must be non-blocking.
  */
 PB_CLASS( UNIX_FD_OBSERVER, unixFdObserver )
 

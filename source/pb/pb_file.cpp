@@ -1,0 +1,335 @@
+/* Files read and replaced whole, lines, and byte sinks. Interrupted calls go on; short writes are continued. */
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <pb/pb.hpp>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr std::size_t blockSize = 65536;
+
+template <class Call>
+auto uninterrupted( Call call )
+{
+    auto result = call();
+    while ( result < 0 && errno == EINTR )
+        result = call();
+    return result;
+}
+
+pb::Fd openFile( const std::string &path, int flags, mode_t mode = 0 )
+{
+    return pb::Fd( uninterrupted( [&] { return ::open( path.c_str(), flags | O_CLOEXEC, mode ); } ) );
+}
+
+/** Appends what one read gives; 0 at the end, negative on failure. */
+ssize_t readBlock( const pb::Fd &file, std::string &bytes )
+{
+    std::size_t length = bytes.size();
+    bytes.resize( length + blockSize );
+    ssize_t count = uninterrupted( [&] { return ::read( file.get(), bytes.data() + length, blockSize ); } );
+    bytes.resize( length + static_cast<std::size_t>( count > 0 ? count : 0 ) );
+    return count;
+}
+
+bool writeAll( const pb::Fd &file, std::string_view bytes )
+{
+    while ( !bytes.empty() ) {
+        ssize_t count = uninterrupted( [&] { return ::write( file.get(), bytes.data(), bytes.size() ); } );
+        if ( count <= 0 ) {
+            errno = count == 0 ? EIO : errno;
+            return false;
+        }
+        bytes.remove_prefix( static_cast<std::size_t>( count ) );
+    }
+    return true;
+}
+
+std::string_view view( PB_BUFFER *buf )
+{
+    return {
+        reinterpret_cast<const char *>( pbBufferBacking( buf ) ), static_cast<std::size_t>( pbBufferLength( buf ) ) };
+}
+
+/** A path for the kernel, which ends it at a zero: one that holds a zero is none (EINVAL). */
+bool pathFrom( std::string_view text, std::string &path )
+{
+    path = text;
+    bool valid = path.find( '\0' ) == std::string::npos;
+    if ( !valid )
+        errno = EINVAL;
+    return valid;
+}
+
+bool pathFromCstr( const char *text, PB_INT length, std::string &path )
+{
+    return pathFrom( pb::view( text, length ), path );
+}
+
+/** Follows symbolic links to the place of the file itself, which need not be there yet. */
+bool followLinks( std::filesystem::path &target )
+{
+    std::error_code error;
+    for ( int links = 0; std::filesystem::is_symlink( target, error ); ++links ) {
+        std::filesystem::path next = std::filesystem::read_symlink( target, error );
+        if ( error || links == 40 ) {
+            errno = error ? error.value() : ELOOP;
+            return false;
+        }
+        target = target.parent_path() / next; // an absolute link replaces the whole
+    }
+    return true;
+}
+
+/** A new file on its way to take another one's place: it is unlinked again unless it gets there. */
+struct NewFile {
+    std::filesystem::path target;
+    pb::Fd folder;
+    pb::Fd file;
+    std::string path;
+
+    ~NewFile()
+    {
+        int reason = errno;
+        if ( !path.empty() )
+            ::unlink( path.c_str() );
+        errno = reason;
+    }
+    bool open();
+    bool create( mode_t mode );
+    bool finish( std::string_view content );
+};
+
+/** Opens the folder and a file in it, with the mode of the one that it is to replace. */
+bool NewFile::open()
+{
+    std::filesystem::path folderPath = target.parent_path();
+    folder = openFile( folderPath.empty() ? "." : folderPath.string(), O_RDONLY | O_DIRECTORY );
+    if ( !folder )
+        return false;
+    struct stat status;
+    if ( ::stat( target.c_str(), &status ) < 0 )
+        return errno == ENOENT && create( 0666 );
+    if ( !S_ISREG( status.st_mode ) ) { // renaming over a device would succeed, and the device would be gone
+        errno = S_ISDIR( status.st_mode ) ? EISDIR : EINVAL;
+        return false;
+    }
+    return create( 0600 ) && ::fchmod( file.get(), status.st_mode & 07777 ) == 0;
+}
+
+/** Random names, because a process that was killed may have left its file behind. */
+bool NewFile::create( mode_t mode )
+{
+    constexpr std::size_t nameLimit = 200; // of the 255 bytes that a name may have
+    for ( int attempt = 0; attempt < 100; ++attempt ) {
+        pb::Ref<PB_STRING> suffix = pb::format( "%016!16i", pbRandomNonNegativeIntRange( 0, PB_INT_MAX ) );
+        std::string name = "." + target.filename().string().substr( 0, nameLimit ) + "." + pb::text( suffix.get() );
+        std::string candidate = ( target.parent_path() / name ).string();
+        file = openFile( candidate, O_WRONLY | O_CREAT | O_EXCL, mode );
+        if ( file )
+            path = candidate;
+        if ( file || errno != EEXIST )
+            break;
+    }
+    return bool( file );
+}
+
+/**
+ * The content must be on the disk before the name leads to it. The folder's synchronisation at the end only decides how
+ * soon a crash keeps the new content; the file has been replaced by then, so its failure is none of the whole.
+ */
+bool NewFile::finish( std::string_view content )
+{
+    if ( !writeAll( file, content ) || uninterrupted( [&] { return ::fsync( file.get() ); } ) < 0 )
+        return false;
+    if ( ::rename( path.c_str(), target.c_str() ) < 0 )
+        return false;
+    path.clear();
+    uninterrupted( [&] { return ::fsync( folder.get() ); } );
+    return true;
+}
+
+} // namespace
+
+static PB_BUFFER *readWhole( const std::string &path )
+{
+    pb::Fd file = openFile( path, O_RDONLY );
+    if ( !file )
+        return nullptr;
+    pb::Ref<PB_BUFFER> content = pb::adopt( pbBufferCreate() );
+    std::string block;
+    ssize_t count;
+    while ( ( count = readBlock( file, block ) ) > 0 ) {
+        pbBufferAppendBytes( content.handle(), block.data(), count );
+        block.clear();
+    }
+    return count == 0 ? content.give() : nullptr;
+}
+
+PB_BUFFER *pbFileReadBuffer( PB_STRING *path )
+{
+    PB_ASSERT( path );
+    std::string name;
+    return pathFrom( pb::text( path ), name ) ? readWhole( name ) : nullptr;
+}
+
+PB_BUFFER *pbFileReadBufferCstr( const char *path, PB_INT length )
+{
+    PB_ASSERT( path );
+    PB_ASSERT( length >= -1 );
+    std::string name;
+    return pathFromCstr( path, length, name ) ? readWhole( name ) : nullptr;
+}
+
+PB_BOOL pbFileTryReplace( PB_STRING *path, PB_BUFFER *content )
+{
+    PB_ASSERT( path );
+    PB_ASSERT( content );
+    std::string name;
+    if ( !pathFrom( pb::text( path ), name ) )
+        return false;
+    NewFile newFile;
+    newFile.target = name;
+    return followLinks( newFile.target ) && newFile.open() && newFile.finish( view( content ) );
+}
+
+/** Either the buffer or the file is there; of a file, `block` holds what was read and `at` is where the next line begins. */
+struct PB_LINE_SOURCE : PB_OBJ {
+    pb::Ref<PB_BUFFER> buf;
+    pb::Fd file;
+    std::string block;
+    std::size_t at = 0;
+
+    std::string_view rest() const
+    {
+        std::string_view whole = buf ? view( buf.get() ) : std::string_view( block );
+        return whole.substr( at );
+    }
+    bool refill();
+    PB_STRING *take( std::size_t length, std::size_t withLineFeed );
+};
+
+/** Moves what is left to the beginning and reads on; false at the end of the file, and where it cannot be read further. */
+bool PB_LINE_SOURCE::refill()
+{
+    if ( !file )
+        return false;
+    block.erase( 0, std::exchange( at, 0 ) );
+    return readBlock( file, block ) > 0;
+}
+
+PB_STRING *PB_LINE_SOURCE::take( std::size_t length, std::size_t withLineFeed )
+{
+    PB_STRING *line = pbStringCreateFromCstr( rest().data(), static_cast<PB_INT>( length ) );
+    at += withLineFeed;
+    return line;
+}
+
+static void pb___LineSourceFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<PB_LINE_SOURCE>( obj );
+}
+
+PB_CLASS_DEFINE( PB_LINE_SOURCE, pbLineSource, pb___LineSourceFreeFunc, nullptr, nullptr );
+
+PB_LINE_SOURCE *pbLineSourceCreateFromBuffer( PB_BUFFER *buf )
+{
+    PB_ASSERT( buf );
+    PB_LINE_SOURCE *source = pb::create<PB_LINE_SOURCE>();
+    source->buf = pb::share( buf );
+    return source;
+}
+
+PB_LINE_SOURCE *pbLineSourceTryCreateFromFileCstr( const char *path, PB_INT length )
+{
+    PB_ASSERT( path );
+    PB_ASSERT( length >= -1 );
+    std::string name;
+    if ( !pathFromCstr( path, length, name ) )
+        return nullptr;
+    pb::Fd file = openFile( name, O_RDONLY );
+    if ( !file )
+        return nullptr;
+    PB_LINE_SOURCE *source = pb::create<PB_LINE_SOURCE>();
+    source->file = std::move( file );
+    return source;
+}
+
+PB_STRING *pbLineSourceTryReadLine( PB_LINE_SOURCE *source )
+{
+    PB_ASSERT( source );
+    std::size_t searched = 0; // a long line is not searched again with each block
+    do {
+        std::size_t end = source->rest().find( '\n', searched );
+        if ( end != std::string_view::npos )
+            return source->take( end, end + 1 );
+        searched = source->rest().size();
+    } while ( source->refill() );
+    return searched > 0 ? source->take( searched, searched ) : nullptr;
+}
+
+/** Either the buffer or the file is there. */
+struct PB_BYTE_SINK : PB_OBJ {
+    pb::Ref<PB_BUFFER> buffer;
+    pb::Fd file;
+    bool error = false;
+};
+
+static void pb___ByteSinkFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<PB_BYTE_SINK>( obj );
+}
+
+PB_CLASS_DEFINE( PB_BYTE_SINK, pbByteSink, pb___ByteSinkFreeFunc, nullptr, nullptr );
+
+PB_BYTE_SINK *pbByteSinkCreateBuffer( void )
+{
+    PB_BYTE_SINK *sink = pb::create<PB_BYTE_SINK>();
+    sink->buffer = pb::adopt( pbBufferCreate() );
+    return sink;
+}
+
+PB_BUFFER *pbByteSinkBuffer( PB_BYTE_SINK *sink )
+{
+    PB_ASSERT( sink );
+    PB_ASSERT( sink->buffer );
+    return sink->buffer.retained();
+}
+
+PB_BYTE_SINK *pbByteSinkTryCreateFile( PB_STRING *path )
+{
+    PB_ASSERT( path );
+    std::string name;
+    if ( !pathFrom( pb::text( path ), name ) )
+        return nullptr;
+    pb::Fd file = openFile( name, O_WRONLY | O_CREAT | O_TRUNC, 0666 );
+    if ( !file )
+        return nullptr;
+    PB_BYTE_SINK *sink = pb::create<PB_BYTE_SINK>();
+    sink->file = std::move( file );
+    return sink;
+}
+
+void pbByteSinkWriteBytes( PB_BYTE_SINK *sink, const void *bytes, PB_INT count )
+{
+    PB_ASSERT( sink );
+    PB_ASSERT( count >= 0 );
+    PB_ASSERT( bytes || !count );
+    if ( sink->error || count == 0 )
+        return;
+    if ( sink->buffer )
+        pbBufferAppendBytes( sink->buffer.handle(), bytes, count );
+    else
+        sink->error =
+            !writeAll( sink->file, { static_cast<const char *>( bytes ), static_cast<std::size_t>( count ) } );
+}
+
+PB_BOOL pbByteSinkError( PB_BYTE_SINK *sink )
+{
+    PB_ASSERT( sink );
+    return sink->error;
+}

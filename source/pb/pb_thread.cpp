@@ -1,0 +1,112 @@
+/*
+ * Threads. What the new thread needs travels in a Start that it owns and destroys before it ends; the object is not
+ * touched by the thread itself. `joining` is held for the whole wait in pbThreadJoin: whoever joins second waits for the
+ * first.
+ */
+#include <csignal>
+#include <memory>
+#include <pb/pb.hpp>
+#include <sys/resource.h>
+
+struct PB_THREAD : PB_OBJ {
+    ~PB_THREAD() { PB_ASSERT( !running ); }
+
+    pb::Monitor joining;
+    pthread_t id PB_GUARDED_BY( joining ) = {};
+    bool running PB_GUARDED_BY( joining ) = false; // until it is joined
+};
+
+namespace {
+
+constexpr std::size_t kernelNameMax = 15;
+
+struct Start {
+    const PB_THREAD *thread;
+    std::string name;
+    PB_THREAD_FUNC *func;
+    pb::Ref<PB_OBJ> argument;
+    PB_INT option;
+};
+
+/** The thread that runs, to find out who joins itself; never followed. */
+constinit thread_local const PB_THREAD *ownThread = nullptr;
+
+/** Signals are blocked while this lives, for threads that are started meanwhile: they inherit it. */
+class SignalsBlocked {
+public:
+    SignalsBlocked()
+    {
+        sigset_t all;
+        sigfillset( &all );
+        pthread_sigmask( SIG_SETMASK, &all, &before );
+    }
+    ~SignalsBlocked() { pthread_sigmask( SIG_SETMASK, &before, nullptr ); }
+    SignalsBlocked( const SignalsBlocked & ) = delete;
+    SignalsBlocked &operator=( const SignalsBlocked & ) = delete;
+
+private:
+    sigset_t before;
+};
+
+/** On Linux the nice value belongs to the thread, and who 0 is the calling one. Refusal leaves it as it was. */
+void applyOption( PB_INT option )
+{
+    constexpr int niceOf[] = { 10, 5, 0, -5, -10 };
+    if ( niceOf[option] )
+        setpriority( PRIO_PROCESS, 0, getpriority( PRIO_PROCESS, 0 ) + niceOf[option] );
+}
+
+/** The argument's reference goes with `start`, so before anybody's join returns. */
+void *threadMain( void *owned ) noexcept
+{
+    std::unique_ptr<Start> start( static_cast<Start *>( owned ) );
+    ownThread = start->thread;
+    pthread_setname_np( pthread_self(), start->name.c_str() );
+    applyOption( start->option );
+    start->func( start->argument.get() );
+    return nullptr;
+}
+
+bool trySpawn( PB_THREAD &thread, std::unique_ptr<Start> start )
+{
+    pb::Lock lock( thread.joining );
+    SignalsBlocked blocked;
+    thread.running = pthread_create( &thread.id, nullptr, threadMain, start.get() ) == 0;
+    if ( thread.running )
+        (void)start.release(); // the thread's now
+    return thread.running;
+}
+
+} // namespace
+
+static void pb___ThreadFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<PB_THREAD>( obj );
+}
+
+PB_CLASS_DEFINE( PB_THREAD, pbThread, pb___ThreadFreeFunc, nullptr, nullptr );
+
+PB_THREAD *pbThreadTrySpawnCstr(
+    const char *name, PB_INT length, PB_THREAD_FUNC *func, PB_OBJ *optionalArgument, PB_INT option )
+{
+    PB_ASSERT( name );
+    PB_ASSERT( length >= -1 );
+    PB_ASSERT( func );
+    PB_ASSERT( PB_THREAD_OPTION_OK( option ) );
+    std::string keptName( pb::view( name, length ).substr( 0, kernelNameMax ) );
+    pb::Ref<PB_THREAD> thread = pb::adopt( pb::create<PB_THREAD>() );
+    auto start =
+        std::make_unique<Start>( Start{ thread.get(), keptName, func, pb::share( optionalArgument ), option } );
+    return trySpawn( *thread, std::move( start ) ) ? thread.give() : nullptr;
+}
+
+void pbThreadJoin( PB_THREAD *thread )
+{
+    PB_ASSERT( thread );
+    PB_ASSERT( thread != ownThread );
+    pb::Lock lock( thread->joining );
+    if ( !thread->running )
+        return;
+    thread->running = pthread_join( thread->id, nullptr ) != 0;
+    PB_ASSERT( !thread->running );
+}

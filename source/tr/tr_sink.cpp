@@ -1,0 +1,63 @@
+/* Sinks as objects, and the one that keeps what it is told in memory. */
+#include <tr/tr_private.h>
+
+static void tr___SinkFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<TR_SINK>( obj );
+}
+
+PB_CLASS_DEFINE( TR_SINK, trSink, tr___SinkFreeFunc, nullptr, nullptr );
+
+TR_SINK *tr___SinkCreate( std::unique_ptr<tr::Output> output, bool highVolume )
+{
+    return pb::create<TR_SINK>( std::move( output ), highVolume );
+}
+
+PB_INT trSinkDropped( TR_SINK *sink )
+{
+    PB_ASSERT( sink );
+    return sink->output->dropped();
+}
+
+void trSinkFlush( TR_SINK *sink )
+{
+    PB_ASSERT( sink );
+    sink->output->flush();
+}
+
+namespace {
+
+class Recorder : public tr::Output {
+public:
+    void write( const pb::Ref<PB_STORE> &record ) override
+    {
+        pb::Lock lock( monitor );
+        pbVectorAppend( records.handle(), pb::obj( record.get() ) );
+    }
+    PB_VECTOR *takeRecords() override
+    {
+        pb::Ref<PB_VECTOR> taken = pb::adopt( pbVectorCreate() );
+        pb::Lock lock( monitor );
+        std::swap( taken, records );
+        return taken.give();
+    }
+
+private:
+    pb::Monitor monitor;
+    pb::Ref<PB_VECTOR> records PB_GUARDED_BY( monitor ) = pb::adopt( pbVectorCreate() );
+};
+
+} // namespace
+
+TR_SINK *trSinkCreateRecorder( PB_BOOL highVolume )
+{
+    return tr___SinkCreate( std::make_unique<Recorder>(), highVolume );
+}
+
+PB_VECTOR *trSinkTakeRecords( TR_SINK *recorder )
+{
+    PB_ASSERT( recorder );
+    PB_VECTOR *records = recorder->output->takeRecords();
+    PB_ASSERT( records );
+    return records;
+}

@@ -1,0 +1,91 @@
+/*
+ * Threads that meet: all begin a round at the same moment, and the next round only begins when the last one is done.
+ */
+#ifndef TEST_PB_RACE_H
+#define TEST_PB_RACE_H
+
+#include <fstream>
+#include <functional>
+#include <string>
+#include <support/test_support.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <vector>
+
+namespace test {
+
+/** Calls func( 0 ) to func( count - 1 ), each on a thread of its own, and waits for all. */
+template <class Func>
+void onThreads( int count, Func func )
+{
+    std::vector<std::thread> threads;
+    for ( int index = 0; index < count; ++index )
+        threads.emplace_back( func, index );
+    for ( std::thread &thread : threads )
+        thread.join();
+}
+
+/** `rounds` times: before(), then func( index ) on `count` threads at once, then after(). */
+template <class Before, class Func, class After>
+void race( int rounds, int count, Before before, Func func, After after )
+{
+    pthread_barrier_t meeting;
+    pthread_barrier_init( &meeting, nullptr, static_cast<unsigned>( count ) );
+    onThreads( count, [&]( int index ) {
+        for ( int round = 0; round < rounds; ++round ) {
+            if ( index == 0 )
+                before();
+            pthread_barrier_wait( &meeting );
+            func( index );
+            pthread_barrier_wait( &meeting );
+            if ( index == 0 )
+                after();
+        }
+    } );
+    pthread_barrier_destroy( &meeting );
+}
+
+/** Counts how often it was fired, and the objects of its kind. */
+struct Counter : PB_OBJ {
+    std::atomic<int> fired{ 0 };
+    std::function<void()> reaction = [] {};
+    bool *freed = nullptr;
+
+    ~Counter()
+    {
+        if ( freed )
+            *freed = true;
+    }
+    static void fire( PB_OBJ *counter )
+    {
+        static_cast<Counter *>( counter )->fired++;
+        static_cast<Counter *>( counter )->reaction();
+    }
+};
+inline const PB_SORT counterSort = { "COUNTER", pb::destroy<Counter>, nullptr, nullptr };
+
+/** Waits until a thread of this process that told its number (0: not yet) sleeps in the kernel. */
+inline void waitUntilAsleep( const std::atomic<int> &number )
+{
+    std::string state;
+    while ( state != "S" ) {
+        std::this_thread::yield();
+        std::ifstream file( "/proc/self/task/" + std::to_string( number.load() ) + "/stat" );
+        std::string skipped;
+        std::getline( file, skipped, ')' );
+        file >> state;
+    }
+}
+inline int ownNumber()
+{
+    return static_cast<int>( syscall( SYS_gettid ) );
+}
+
+} // namespace test
+
+template <>
+struct pb::Class<test::Counter> {
+    static const PB_SORT *sort() { return &test::counterSort; }
+};
+
+#endif

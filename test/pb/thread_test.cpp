@@ -1,0 +1,113 @@
+/* Threads: what a new one finds, and the rules of joining. */
+#include "race.h"
+#include <csignal>
+#include <sys/resource.h>
+
+namespace {
+
+/** What the latest probe thread found; read after it was joined. */
+struct Finding {
+    char name[16] = "";
+    sigset_t blocked;
+    int niceValue = 0;
+} finding;
+
+void probe( PB_OBJ * )
+{
+    pthread_getname_np( pthread_self(), finding.name, sizeof finding.name );
+    pthread_sigmask( SIG_BLOCK, nullptr, &finding.blocked );
+    finding.niceValue = getpriority( PRIO_PROCESS, 0 );
+}
+
+void runProbe( const char *name, PB_INT length, PB_INT option )
+{
+    pb::Ref<PB_THREAD> thread = pb::adopt( pbThreadTrySpawnCstr( name, length, probe, nullptr, option ) );
+    ASSERT_TRUE( thread );
+    pbThreadJoin( thread.get() );
+}
+
+pb::Ref<PB_THREAD> spawnCounter( test::Counter *counter )
+{
+    return pb::adopt( pbThreadTrySpawnCstr( "counter", -1, test::Counter::fire, counter, PB_THREAD_OPTION_NORMAL ) );
+}
+
+TEST( Thread, NameIsCutToWhatTheKernelKeeps )
+{
+    runProbe( "in___ImpTcpUnixChannelThreadFunc()", -1, 2 );
+    EXPECT_STREQ( finding.name, "in___ImpTcpUnix" );
+    runProbe( "shortened", 5, 2 );
+    EXPECT_STREQ( finding.name, "short" );
+}
+
+TEST( Thread, RunsWithAllSignalsBlockedAndItsCreatorDoesNot )
+{
+    runProbe( "signals", -1, 2 );
+    for ( int number : { SIGHUP, SIGINT, SIGPIPE, SIGTERM, SIGCHLD, SIGUSR1, SIGRTMAX } )
+        EXPECT_TRUE( sigismember( &finding.blocked, number ) ) << number;
+    sigset_t own;
+    pthread_sigmask( SIG_BLOCK, nullptr, &own );
+    EXPECT_FALSE( sigismember( &own, SIGUSR1 ) );
+}
+
+TEST( Thread, OptionMovesThePriority )
+{
+    int own = getpriority( PRIO_PROCESS, 0 );
+    const int wanted[] = { 10, 5, 0, -5, -10 };
+    for ( PB_INT option = 0; option <= 4; ++option ) {
+        runProbe( "priority", -1, option );
+        int expected = std::min( own + wanted[option], 19 );
+        bool refused = wanted[option] < 0 && finding.niceValue == own; // raising takes a right that is not always there
+        EXPECT_TRUE( refused || finding.niceValue == std::max( expected, -20 ) ) << option << ": " << finding.niceValue;
+    }
+    EXPECT_EQ( getpriority( PRIO_PROCESS, 0 ), own );
+}
+
+TEST( Thread, ArgumentIsFreedBeforeJoinReturns )
+{
+    bool freed = false;
+    pb::Ref<test::Counter> counter = pb::adopt( pb::create<test::Counter>() );
+    counter->freed = &freed;
+    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
+    counter->reaction = [gate = barrier.get()] { pbBarrierPass( gate ); };
+    pb::Ref<PB_THREAD> thread = spawnCounter( counter.get() );
+    counter = nullptr;
+    pbBarrierUnblock( barrier.get() );
+    pbThreadJoin( thread.get() );
+    EXPECT_TRUE( freed );
+}
+
+TEST( Thread, SeveralMayJoinAndJoinAgain )
+{
+    bool freed = false;
+    pb::Ref<test::Counter> counter = pb::adopt( pb::create<test::Counter>() );
+    counter->freed = &freed;
+    pb::Ref<PB_THREAD> thread = spawnCounter( counter.get() );
+    counter = nullptr;
+    test::onThreads( 4, [&]( int ) {
+        pbThreadJoin( thread.get() );
+        EXPECT_TRUE( freed ); // none of them returns before the end
+    } );
+    pbThreadJoin( thread.get() );
+}
+
+TEST( ThreadDeathTest, Misuse )
+{
+    EXPECT_DEATH( pbThreadRelease( spawnCounter( pb::create<test::Counter>() ).give() ), "!running" );
+    EXPECT_DEATH( (void)pbThreadTrySpawnCstr( "x", -1, probe, nullptr, 5 ), "PB_THREAD_OPTION_OK" );
+    EXPECT_DEATH( (void)pbThreadTrySpawnCstr( "x", -1, probe, nullptr, -1 ), "PB_THREAD_OPTION_OK" );
+    auto joinOneself = [] {
+        static pb::Global<PB_THREAD> self;
+        pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
+        test::Counter *counter = pb::create<test::Counter>();
+        counter->reaction = [&] {
+            pbBarrierPass( barrier.get() );
+            pbThreadJoin( self.get() );
+        };
+        self.set( spawnCounter( counter ).give() );
+        pbBarrierUnblock( barrier.get() );
+        pbThreadJoin( self.get() ); // must not keep the thread from finding its mistake
+    };
+    EXPECT_DEATH( joinOneself(), "thread != ownThread" );
+}
+
+} // namespace

@@ -1,0 +1,79 @@
+/*
+ * Hosts for tests that need a network: the namespace that in_namespace made for this process is one host; a Peer is
+ * another, joined to it by a veth pair.
+ */
+#ifndef TEST_NAMESPACE_HPP
+#define TEST_NAMESPACE_HPP
+
+#include <csignal>
+#include <cstdlib>
+#include <sched.h>
+#include <string>
+#include <support/test_support.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace test {
+
+/** Skips the test unless the process is in a namespace of its own. */
+#define NEEDS_NAMESPACE() \
+    if ( !std::getenv( "TEST_NAMESPACE" ) ) \
+    GTEST_SKIP() << "the kernel allows no user and network namespaces here"
+
+/** Runs a shell command of the test's own; it must succeed. */
+inline void sh( const std::string &command )
+{
+    ASSERT_EQ( std::system( ( command + " 2>&1" ).c_str() ), 0 ) << command;
+}
+
+/** A second host: a process in a network namespace of its own, gone with the object, and its interfaces with it. */
+class Peer {
+public:
+    Peer()
+    {
+        int ready[2];
+        if ( pipe( ready ) )
+            std::abort();
+        process = fork();
+        if ( process == 0 ) {
+            char done = unshare( CLONE_NEWNET ) == 0;
+            if ( write( ready[1], &done, 1 ) != 1 )
+                _exit( 1 );
+            for ( ;; )
+                pause();
+        }
+        char done = 0;
+        EXPECT_EQ( read( ready[0], &done, 1 ), 1 );
+        EXPECT_EQ( done, 1 );
+        close( ready[0] );
+        close( ready[1] );
+    }
+    ~Peer()
+    {
+        kill( process, SIGKILL );
+        waitpid( process, nullptr, 0 );
+    }
+    Peer( const Peer & ) = delete;
+    Peer &operator=( const Peer & ) = delete;
+
+    /** Joins the two hosts: `here` on this one, `there` on the peer, both without addresses, up. */
+    void join( const std::string &here, const std::string &there )
+    {
+        sh( "ip link add '" + here + "' type veth peer name '" + there + "'" );
+        sh( "ip link set '" + there + "' netns " + std::to_string( process ) );
+        sh( "ip link set '" + here + "' up" );
+        run( "ip link set '" + there + "' up" );
+    }
+    /** Runs a shell command on the peer. */
+    void run( const std::string &command )
+    {
+        sh( "nsenter --target " + std::to_string( process ) + " --net sh -c \"" + command + "\"" );
+    }
+
+private:
+    pid_t process;
+};
+
+} // namespace test
+
+#endif

@@ -1,0 +1,369 @@
+/* Streams, anchors and sinks: what is recorded, what a sink is told that comes late or goes early, alone and under load. */
+#include <atomic>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <support/test_support.h>
+#include <sys/stat.h>
+#include <thread>
+#include <tr/tr_private.h>
+#include <vector>
+
+namespace {
+
+using Stream = pb::Ref<TR_STREAM>;
+using Sink = pb::Ref<TR_SINK>;
+
+Stream stream( const char *name = "IN_THING" )
+{
+    return pb::adopt( trStreamCreateCstr( name, -1 ) );
+}
+
+/** A recorder that is told from here to the end of the scope. */
+struct Recording {
+    Sink sink;
+    explicit Recording( bool highVolume = false ) : sink( pb::adopt( trSinkCreateRecorder( highVolume ) ) )
+    {
+        trSystemAddSink( sink.get() );
+    }
+    ~Recording() { trSystemDelSink( sink.get() ); }
+
+    std::vector<pb::Ref<PB_STORE>> take()
+    {
+        pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( sink.get() ) );
+        std::vector<pb::Ref<PB_STORE>> stores;
+        for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i )
+            stores.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) ) );
+        return stores;
+    }
+    /** The records as lines, less the time; "$n" for the numbers of the streams given. */
+    std::string takeText( const std::vector<TR_STREAM *> &streams )
+    {
+        std::string text;
+        for ( const pb::Ref<PB_STORE> &record : take() )
+            text += test::textOf( record.get() ) + "\n";
+        text = std::regex_replace(
+            text, std::regex( "\"time\":\"\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z\"," ), "" );
+        for ( std::size_t i = 0; i < streams.size(); ++i ) {
+            std::string number = std::to_string( trStreamNumber( streams[i] ) );
+            text = std::regex_replace(
+                text, std::regex( "(\"stream\"|\"to\"):" + number + "\\b" ), "$1:#" + std::to_string( i ) );
+        }
+        return text;
+    }
+};
+
+std::string valueOf( PB_STORE *record, const char *key )
+{
+    return test::take( pbStoreValueCstr( record, key, -1 ) );
+}
+
+TEST( Tr, RecordsWhatHappens )
+{
+    Recording recording( true );
+    Stream one = stream(), two = stream( "IN_OTHER" );
+    trStreamTextCstr( one.get(), "a \"text\" and more", 8 );
+    trStreamTextFormatCstr( one.get(), "[f()] %i %~s", -1, PB_INT_FROM( 5 ), test::str( "x" ).give() );
+    trStreamSetPropertyCstr( one.get(), "s", -1, test::str( "5" ).get() );
+    trStreamSetPropertyIntCstr( one.get(), "i!", 1, 5 );
+    trStreamSetPropertyBoolCstr( one.get(), "b", -1, true );
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+    pbStoreSetValueIntCstr( store.handle(), "n", -1, 1 );
+    trStreamSetPropertyStoreCstr( one.get(), "o", -1, store.get() );
+    trStreamDelPropertyCstr( one.get(), "b", -1 );
+    trStreamDelPropertyCstr( one.get(), "never set", -1 );
+    trStreamSetConfiguration( one.get(), store.get() );
+    trStreamSetNotable( one.get() );
+    trStreamSetNotable( one.get() );
+    trStreamDelNotable( one.get() );
+    trStreamMessageFormatCstr( one.get(), "\x01\xFF", 2, "%i bytes", -1, PB_INT_FROM( 2 ) );
+    trStreamSetPayloadTypeCstr( one.get(), "PB_BUFFER", -1 );
+    trStreamMessageFormatCstr( one.get(), nullptr, 0, "none", -1 );
+    pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( one.get(), TR_ANCHOR_KIND_PARENT ) );
+    pb::Ref<TR_ANCHOR> named =
+        pb::adopt( trAnchorCreateWithAnnotationCstr( one.get(), TR_ANCHOR_KIND_USES, "inStack", -1 ) );
+    trAnchorComplete( anchor.get(), two.get() );
+    trAnchorComplete( named.get(), two.get() );
+    std::vector<TR_STREAM *> streams{ one.get(), two.get() };
+    std::string common = R"({"stream":#0,"name":"IN_THING","event":)";
+    std::string expected = R"("stream"}
+{"stream":#1,"name":"IN_OTHER","event":"stream"}
+!"text","text":"a \"text\""}
+!"text","text":"[f()] 5 x"}
+!"property","key":"s","value":"5"}
+!"property","key":"i","value":5}
+!"property","key":"b","value":true}
+!"property","key":"o","value":{"n":1}}
+!"property","key":"b"}
+!"configuration","configuration":{"n":1}}
+!"notable","notable":true}
+!"notable","notable":false}
+!"message","text":"2 bytes","payload":"01ff","bytes":2}
+!"message","text":"none","payloadType":"PB_BUFFER","payload":"","bytes":0}
+!"anchor","kind":18,"to":#1}
+!"anchor","kind":9,"annotation":"inStack","to":#1}
+)";
+    EXPECT_EQ( recording.takeText( streams ), common + std::regex_replace( expected, std::regex( "!" ), common ) );
+
+    PB_INT number = trStreamNumber( one.get() );
+    EXPECT_EQ( test::textOf( one.get() ), "IN_THING " + std::to_string( number ) );
+    EXPECT_EQ( test::take( trStreamName( one.get() ) ), "IN_THING" );
+    one = nullptr;
+    EXPECT_TRUE( recording.take().empty() ); // the anchors still hold it
+    anchor = named = nullptr;
+    auto rest = recording.take();
+    ASSERT_EQ( rest.size(), 1U );
+    EXPECT_EQ( valueOf( rest[0].get(), "event" ), "end" );
+    EXPECT_EQ( valueOf( rest[0].get(), "stream" ), std::to_string( number ) );
+}
+
+TEST( Tr, KeepsStateForSinksThatComeLater )
+{
+    Stream one = stream(), two = stream();
+    trStreamTextCstr( one.get(), "nobody reads this", -1 );
+    trStreamSetPropertyIntCstr( one.get(), "a", -1, 1 );
+    trStreamSetPropertyIntCstr( one.get(), "b", -1, 2 );
+    trStreamSetPropertyCstr( one.get(), "a", -1, test::str( "3" ).get() );
+    trStreamDelPropertyCstr( one.get(), "b", -1 );
+    pb::Ref<PB_STORE> config = pb::adopt( pbStoreCreate() );
+    trStreamSetConfiguration( one.get(), config.get() );
+    trStreamSetPropertyStoreCstr( one.get(), "c", -1, config.get() );
+    trStreamSetNotable( one.get() );
+    EXPECT_TRUE( trStreamNotable( one.get() ) );
+    EXPECT_FALSE( trStreamNotable( two.get() ) );
+    pb::Ref<PB_STORE> before = pb::adopt( trStreamProperties( one.get() ) );
+    trStreamSetPropertyBoolCstr( one.get(), "d", -1, false );
+    EXPECT_EQ( test::textOf( before.get() ), R"({"a":"3","c":{}})" ); // a value: later changes do not reach it
+    EXPECT_EQ( test::textOf( pb::adopt( trStreamProperties( two.get() ) ).get() ), "{}" );
+    two = nullptr;
+
+    Recording recording;
+    trSystemAddSink( recording.sink.get() ); // twice is once
+    EXPECT_EQ( tr___SystemSinks, 1 );
+    std::string expected = R"(!"stream"}
+!"property","key":"a","value":"3"}
+!"property","key":"c","value":{}}
+!"property","key":"d","value":false}
+!"configuration","configuration":{}}
+!"notable","notable":true}
+)";
+    std::string common = R"({"stream":#0,"name":"IN_THING","event":)";
+    EXPECT_EQ( recording.takeText( { one.get() } ), std::regex_replace( expected, std::regex( "!" ), common ) );
+}
+
+TEST( Tr, WithoutASinkArgumentsAreNotEvaluated )
+{
+    Stream one = stream();
+    int evaluated = 0;
+    auto argument = [&] { return PB_INT_FROM( ++evaluated ); };
+    trStreamTextFormatCstr( one.get(), "%i", -1, argument() );
+    EXPECT_EQ( evaluated, 0 );
+    // a message evaluates them, and so must not leave over what it is given to consume
+    trStreamMessageFormatCstr( one.get(), "", 0, "%~s", -1, test::str( "x" ).give() );
+    Recording recording;
+    EXPECT_FALSE( trSystemAcceptsHighVolumeMessages() );
+    trStreamMessageFormatCstr( one.get(), "", 0, "%~s", -1, test::str( "x" ).give() );
+    trStreamTextFormatCstr( one.get(), "%i", -1, argument() );
+    {
+        Recording second( true );
+        EXPECT_TRUE( trSystemAcceptsHighVolumeMessages() );
+        trStreamMessageFormatCstr( one.get(), "", 0, "for the second", -1 );
+        EXPECT_EQ( second.take().size(), 2U );
+    }
+    EXPECT_FALSE( trSystemAcceptsHighVolumeMessages() );
+    EXPECT_EQ( evaluated, 1 );
+    EXPECT_EQ( recording.take().size(), 2U ); // the stream and the text
+}
+
+/** A path that is gone at the end of the scope. */
+struct Path {
+    std::string path = testing::TempDir() + "tr_test." + std::to_string( getpid() );
+    ~Path() { std::filesystem::remove( path ); }
+    Sink sink( PB_INT limit, bool highVolume = false )
+    {
+        return pb::adopt( trSinkTryCreateJson( test::str( path ).get(), limit, highVolume ) );
+    }
+    std::string content()
+    {
+        std::ifstream file( path );
+        return { std::istreambuf_iterator<char>( file ), {} };
+    }
+};
+
+TEST( TrJson, WritesTheLinesThatARecorderKeeps )
+{
+    Path path;
+    std::ofstream( path.path ) << "{}\n"; // a file that is there is continued
+    Recording recording;
+    Sink json = path.sink( 10'000 );
+    ASSERT_TRUE( json );
+    trSystemAddSink( json.get() );
+    Stream one = stream( "line\nfeed" );
+    for ( int i = 0; i < 500; ++i )
+        trStreamTextFormatCstr( one.get(), "%i", -1, PB_INT_FROM( i ) );
+    trSinkFlush( json.get() );
+    std::string expected = "{}\n";
+    for ( const pb::Ref<PB_STORE> &record : recording.take() )
+        expected += test::textOf( record.get() ) + "\n";
+    EXPECT_EQ( path.content(), expected );
+    trStreamTextCstr( one.get(), "written when the sink is released", -1 );
+    trSystemDelSink( json.get() );
+    trStreamTextCstr( one.get(), "not for this sink", -1 );
+    EXPECT_EQ( trSinkDropped( json.get() ), 0 );
+    json = nullptr;
+    expected += test::textOf( recording.take()[0].get() ) + "\n";
+    EXPECT_EQ( path.content(), expected );
+}
+
+TEST( TrJson, NullWhenTheFileCannotBeOpened )
+{
+    EXPECT_EQ( trSinkTryCreateJson( test::str( "/no/such/folder/x" ).get(), 1, false ), nullptr );
+    EXPECT_EQ( errno, ENOENT );
+    EXPECT_EQ( trSinkTryCreateJson( test::str( std::string( "a\0b", 3 ) ).get(), 1, false ), nullptr );
+    EXPECT_EQ( errno, EINVAL );
+}
+
+/** Nobody reads the pipe, so it fills up, then the queue; whoever traces is not held up. What was lost is told. */
+TEST( TrJson, DropsAndTells )
+{
+    Path path;
+    ASSERT_EQ( mkfifo( path.path.c_str(), 0600 ), 0 );
+    pb::Fd reader( open( path.path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC ) );
+    Sink json = path.sink( 10 );
+    ASSERT_TRUE( json );
+    trSystemAddSink( json.get() );
+    Stream one = stream();
+    PB_INT written = 1;
+    while ( trSinkDropped( json.get() ) < 100 ) {
+        trStreamTextCstr( one.get(), "text", -1 );
+        ++written;
+    }
+    std::string lines;
+    std::thread drain( [&] {
+        std::array<char, 65536> bytes;
+        while ( lines.find( "\"last\"" ) == std::string::npos || lines.back() != '\n' ) {
+            ssize_t count = read( reader.get(), bytes.data(), bytes.size() );
+            count > 0 ? void( lines.append( bytes.data(), std::size_t( count ) ) ) : std::this_thread::yield();
+        }
+    } );
+    trSinkFlush( json.get() );
+    PB_INT dropped = trSinkDropped( json.get() );
+    trStreamTextCstr( one.get(), "last", -1 );
+    drain.join();
+    trSystemDelSink( json.get() );
+    PB_INT told = 0;
+    const std::regex drops( "\"dropped\":(\\d+)" );
+    for ( std::sregex_iterator found( lines.begin(), lines.end(), drops ), end; found != end; ++found )
+        told += std::stoll( ( *found )[1] );
+    EXPECT_EQ( told, dropped );
+    EXPECT_EQ( std::count( lines.begin(), lines.end(), '\n' ), written + 1 - dropped );
+}
+
+TEST( TrJson, GoesOnWhenTheFileCannotBeWritten )
+{
+    Sink full = pb::adopt( trSinkTryCreateJson( test::str( "/dev/full" ).get(), 100, false ) );
+    ASSERT_TRUE( full );
+    trSystemAddSink( full.get() );
+    Stream one = stream();
+    trStreamTextCstr( one.get(), "lost", -1 );
+    trSinkFlush( full.get() );
+    EXPECT_EQ( trSinkDropped( full.get() ), 2 );
+    trSystemDelSink( full.get() );
+}
+
+TEST( TrModule, AddsTheSinkOfTheEnvironment )
+{
+    Path path;
+    setenv( "QUELVARIS_TRACE", path.path.c_str(), 1 );
+    setenv( "QUELVARIS_TRACE_HIGH_VOLUME", "1", 1 );
+    EXPECT_TRUE( tr___ModuleStartup() );
+    EXPECT_TRUE( trSystemActive() );
+    EXPECT_TRUE( trSystemAcceptsHighVolumeMessages() );
+    Stream one = stream();
+    tr___ModuleShutdown();
+    EXPECT_FALSE( trSystemActive() );
+    EXPECT_NE( path.content().find( "IN_THING" ), std::string::npos );
+    trStreamTextCstr( one.get(), "streams work without the module", -1 );
+    for ( const char *nowhere : { "/no/such/folder/x", "" } ) {
+        setenv( "QUELVARIS_TRACE", nowhere, 1 );
+        EXPECT_TRUE( tr___ModuleStartup() );
+        EXPECT_FALSE( trSystemActive() );
+        tr___ModuleShutdown();
+    }
+    unsetenv( "QUELVARIS_TRACE" );
+    unsetenv( "QUELVARIS_TRACE_HIGH_VOLUME" );
+}
+
+/** Each stream begins with its description, counts up from there without a gap, and is silent after its end. */
+void checkOrder( const std::vector<pb::Ref<PB_STORE>> &records )
+{
+    std::map<PB_INT, PB_INT> lastValue; // by stream; -1: described, no value yet
+    for ( const pb::Ref<PB_STORE> &record : records ) {
+        PB_INT number = 0, value = 0;
+        pbStoreValueIntCstr( record.get(), &number, "stream", -1 );
+        std::string event = valueOf( record.get(), "event" );
+        auto known = lastValue.find( number );
+        ASSERT_EQ( known == lastValue.end(), event == "stream" ) << test::textOf( record.get() );
+        if ( event == "stream" ) {
+            lastValue[number] = -1;
+        } else if ( event == "end" ) {
+            lastValue.erase( known );
+        } else if ( pbStoreValueIntCstr( record.get(), &value, "value", -1 ) ) {
+            ASSERT_TRUE( known->second == -1 || known->second + 1 == value ) << test::textOf( record.get() );
+            known->second = value;
+        }
+    }
+}
+
+TEST( Tr, SinksComeAndGoWhileStreamsLive )
+{
+    std::atomic<bool> stop = false;
+    std::vector<std::thread> threads;
+    Stream shared = stream( "SHARED" );
+    for ( int i = 0; i < 4; ++i )
+        threads.emplace_back( [&] {
+            while ( !stop ) {
+                Stream own = stream( "OWN" );
+                for ( PB_INT value = 0; value < 10; ++value ) {
+                    trStreamSetPropertyIntCstr( own.get(), "n", -1, value );
+                    trStreamTextFormatCstr( shared.get(), "%o", -1, pb::obj( own.get() ) );
+                }
+            }
+        } );
+    Path path;
+    for ( int i = 0; i < 30; ++i ) {
+        Sink json = path.sink( 50 );
+        Sink recorder = pb::adopt( trSinkCreateRecorder( false ) );
+        trSystemAddSink( recorder.get() );
+        trSystemAddSink( json.get() );
+        pbSleep( 1 );
+        trSystemDelSink( recorder.get() );
+        pb::Ref<PB_VECTOR> taken = pb::adopt( trSinkTakeRecords( recorder.get() ) );
+        std::vector<pb::Ref<PB_STORE>> records;
+        for ( PB_INT at = 0; at < pbVectorLength( taken.get() ); ++at )
+            records.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( taken.get(), at ) ) );
+        checkOrder( records );
+        trSystemDelSink( json.get() );
+        pb::Ref<PB_VECTOR> late = pb::adopt( trSinkTakeRecords( recorder.get() ) );
+        EXPECT_EQ( pbVectorLength( late.get() ), 0 );
+    }
+    stop = true;
+    for ( std::thread &thread : threads )
+        thread.join();
+    EXPECT_EQ( tr___SystemSinks, 0 );
+}
+
+TEST( TrDeathTest, MisuseAborts )
+{
+    EXPECT_DEATH( trStreamCreateCstr( nullptr, -1 ), ": name" );
+    EXPECT_DEATH( trStreamSetNotable( nullptr ), ": stream" );
+    EXPECT_DEATH( trAnchorCreate( nullptr, 1 ), ": stream" );
+    EXPECT_DEATH( trSystemAddSink( nullptr ), ": sink" );
+    EXPECT_DEATH(
+        trSinkTakeRecords( pb::adopt( trSinkTryCreateJson( test::str( "/dev/null" ).get(), 1, false ) ).get() ),
+        ": records" );
+}
+
+} // namespace

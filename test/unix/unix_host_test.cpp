@@ -1,0 +1,148 @@
+/* Error texts, and commands: what reaches them, what comes back, and what they must not inherit. */
+#include <csignal>
+#include <pthread.h>
+#include <support/test_support.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <thread>
+#include <unix/unix.h>
+#include <vector>
+
+namespace {
+
+TEST( UnixError, Texts )
+{
+    const std::pair<PB_INT, const char *> rows[] = {
+        { 0, "Success" },
+        { ECONNREFUSED, "Connection refused (ECONNREFUSED)" },
+        { EAGAIN, "Resource temporarily unavailable (EAGAIN)" },
+        { 12345, "Unknown error 12345" },
+        { -1, "Unknown error -1" },
+        { PB_INT_MAX, "Unknown error 9223372036854775807" },
+        { 4294967296 + ECONNREFUSED, "Unknown error 4294967407" },
+    };
+    for ( auto [error, text] : rows )
+        EXPECT_EQ( test::take( unixErrorToString( error ) ), text );
+    EXPECT_EQ( test::take( unixErrorGetaddrinfoToString( -2 ) ), "Name or service not known" ); // EAI_NONAME
+    EXPECT_EQ( test::take( unixErrorGetaddrinfoToString( 77 ) ), "Unknown error 77" );
+}
+
+std::string run( const std::vector<std::string> &arguments, PB_INT byteLimit = 1'000'000 )
+{
+    pb::Ref<PB_VECTOR> vector = pb::adopt( pbVectorCreate() );
+    for ( const std::string &argument : arguments )
+        pbVectorAppend( vector.handle(), pb::obj( test::str( argument ).get() ) );
+    pb::Ref<PB_BUFFER> output = pb::adopt( unixCommandTryRun( vector.get(), byteLimit ) );
+    if ( !output )
+        return "(null)";
+    return { reinterpret_cast<const char *>( pbBufferBacking( output.get() ) ),
+        std::size_t( pbBufferLength( output.get() ) ) };
+}
+
+TEST( UnixCommand, EachArgumentArrivesAsOne )
+{
+    std::vector<std::string> command{ "/usr/bin/printf", "%s|" };
+    std::string expected;
+    for ( std::string text : { "a b", "a;id", "$HOME", "`id`", "\"'", "*", "\\n", "", "a\nb", "--x", "\xC3\xA4" } ) {
+        command.push_back( text );
+        expected += text + "|";
+    }
+    EXPECT_EQ( run( command ), expected );
+}
+
+TEST( UnixCommand, Output )
+{
+    struct Row {
+        std::vector<std::string> arguments;
+        std::string output;
+        PB_INT byteLimit = 1'000'000;
+    };
+    const Row rows[] = {
+        { { "echo", "found along PATH" }, "found along PATH\n" },
+        { { "no-such-command-here" }, "" },
+        { { "/no/such/command" }, "" },
+        { { "/" }, "" },
+        { { "" }, "" },
+        { { "/proc/self/status" }, "" },
+        { { "false" }, "" },
+        { { "sh", "-c", "echo before; kill -9 $$" }, "before\n" },
+        { { "sh", "-c", "echo out; echo err >&2" }, "out\n" },
+        { { "cat" }, "" }, // standard input is empty, not the terminal
+        { { "printf", "12345" }, "123", 3 },
+        { { "printf", "12345" }, "", 0 },
+        { { "sh", "-c", "head -c 300000 /dev/zero | tr '\\0' x" }, std::string( 300'000, 'x' ) },
+        { { "sh", "-c", "head -c 300000 /dev/zero | tr '\\0' x" }, std::string( 99'999, 'x' ), 99'999 },
+        { { "echo", std::string( "a\0b", 3 ) }, "(null)" },
+    };
+    for ( const Row &row : rows )
+        EXPECT_EQ( run( row.arguments, row.byteLimit ), row.output ) << row.arguments[0];
+}
+
+TEST( UnixCommand, LocaleIsC )
+{
+    const char *before = getenv( "LC_ALL" );
+    std::string kept = before ? before : "";
+    setenv( "LC_ALL", "de_DE.UTF-8", 1 );
+    EXPECT_EQ( run( { "sh", "-c", "env | grep -x 'LC_ALL=.*'" } ), "LC_ALL=C\n" );
+    before ? setenv( "LC_ALL", kept.c_str(), 1 ) : unsetenv( "LC_ALL" );
+}
+
+TEST( UnixCommand, SignalsAreAsInANewProcess )
+{
+    struct sigaction ignored = {};
+    struct sigaction before;
+    ignored.sa_handler = SIG_IGN;
+    sigaction( SIGPIPE, &ignored, &before );
+    std::thread thread( [] {
+        sigset_t all;
+        sigfillset( &all );
+        pthread_sigmask( SIG_SETMASK, &all, nullptr );
+        unsigned long long blocked = 1, ignoring = 1;
+        std::string status = run( { "grep", "-E", "Sig(Blk|Ign)", "/proc/self/status" } );
+        EXPECT_EQ( sscanf( status.c_str(), "SigBlk: %llx SigIgn: %llx", &blocked, &ignoring ), 2 ) << status;
+        EXPECT_EQ( blocked, 0U );
+        EXPECT_EQ( ignoring & 0x7FFFFFFF, 0U ); // 32 and 33 are the C library's own
+    } );
+    thread.join();
+    sigaction( SIGPIPE, &before, nullptr );
+}
+
+TEST( UnixCommand, SurvivesInterruptions )
+{
+    struct sigaction counting = {};
+    struct sigaction before;
+    counting.sa_handler = []( int ) {}; // without SA_RESTART: read and waitpid return EINTR
+    sigaction( SIGALRM, &counting, &before );
+    itimerval often{ { 0, 2000 }, { 0, 2000 } }, never{};
+    setitimer( ITIMER_REAL, &often, nullptr );
+    EXPECT_EQ( run( { "sh", "-c", "sleep 0.1; echo ok; exec >&-; sleep 0.1" } ), "ok\n" );
+    setitimer( ITIMER_REAL, &never, nullptr );
+    sigaction( SIGALRM, &before, nullptr );
+}
+
+TEST( UnixCommand, NullWhenTheHostRefuses )
+{
+    rlimit limit, none{ 0, 0 };
+    ASSERT_EQ( getrlimit( RLIMIT_NOFILE, &limit ), 0 );
+    none.rlim_max = limit.rlim_max;
+    ASSERT_EQ( setrlimit( RLIMIT_NOFILE, &none ), 0 );
+    std::string output = run( { "echo", "x" } );
+    setrlimit( RLIMIT_NOFILE, &limit );
+    EXPECT_EQ( output, "(null)" );
+}
+
+/** With the lowest descriptors closed, the pipe's own get the numbers that the command's redirections use. */
+TEST( UnixCommandDeathTest, RunsWithStandardDescriptorsClosed )
+{
+    for ( int closed = 0; closed < 8; ++closed ) {
+        auto attempt = [closed] {
+            for ( int fd = 0; fd < 3; ++fd )
+                if ( closed & 1 << fd )
+                    close( fd );
+            _exit( run( { "sh", "-c", "cat; echo out; echo err >&2" } ) == "out\n" ? 0 : 1 );
+        };
+        EXPECT_EXIT( attempt(), testing::ExitedWithCode( 0 ), "" ) << "closed: " << closed;
+    }
+}
+
+} // namespace
