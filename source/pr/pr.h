@@ -11,13 +11,14 @@
 #include <pb/pb.h>
 
 PB_CLASS( PR_DOMAIN, prDomain )
-PB_CLASS( PR_PROCESS, prProcess )
+PB_CLASS( PR_PROCESS, prProcess ) /* text form: its name */
 PB_CLASS( PR_TIMER, prTimer )
 
 /**
  * A pool of `threadCount` threads (at least 1) for processes of `priorityCount` priorities (at least 1), spawned with
  * the thread option. Threads are started as they are needed. Null when the first one cannot be started. When the last
- * reference goes, all processes in it must have been halted; the threads end.
+ * reference goes, all processes in it must have been halted (aborts otherwise); the threads end, and the release waits
+ * for the runs that go on. So it aborts on one of the domain's own threads.
  */
 PB_API PR_DOMAIN *prDomainTryCreate( PB_INT threadCount, PB_INT priorityCount, PB_INT threadOption );
 
@@ -28,24 +29,31 @@ typedef void PR_PROCESS_FUNC( PB_OBJ *argument );
 #define PR_PRIORITY_DEFAULT 1
 
 /**
- * A process that waits to be scheduled; it runs in the module's own domain unless `optionalDomain` is given. `argument`
+ * A process that waits to be scheduled; it runs in the module's own domain unless `optionalDomain` is given. The argument
  * is retained until the process has been halted and its last run has ended, so it may in turn hold the process: halting
- * it breaks that circle. The name is that of the function, for traces and debuggers.
+ * it breaks that circle. The name is that of the function, for traces and debuggers. A priority that the domain does not
+ * have aborts; without one it is PR_PRIORITY_DEFAULT, or the last when the domain has fewer.
  */
 PB_API PR_PROCESS *prProcessCreateCstr(
-    PR_DOMAIN *optionalDomain, PR_PROCESS_FUNC *func, PB_OBJ *argument, const char *name, PB_INT length );
+    PR_DOMAIN *optionalDomain, PR_PROCESS_FUNC *func, PB_OBJ *optionalArgument, const char *name, PB_INT length );
 PB_API PR_PROCESS *prProcessCreateWithPriorityCstr( PR_DOMAIN *optionalDomain, PB_INT priority, PR_PROCESS_FUNC *func,
-    PB_OBJ *argument, const char *name, PB_INT length );
+    PB_OBJ *optionalArgument, const char *name, PB_INT length );
 
-/** Lets it run soon. A halted process stays where it is. */
+/**
+ * Lets it run soon. A run begins after this call, or was about to begin and sees what was written before the call; so
+ * nothing is missed, and many calls may make one run. A halted process stays where it is.
+ */
 PB_API void prProcessSchedule( PR_PROCESS *process );
 /**
  * Final: no run begins after this call. A run that has begun goes on (it may be the one that calls). Halting again does
- * nothing. Releasing the last reference halts too.
+ * nothing. Releasing the last reference halts too. When the process does not run, its argument is released in this call.
  */
 PB_API void prProcessHalt( PR_PROCESS *process );
 PB_API PB_BOOL prProcessHalted( PR_PROCESS *process );
-/** Waits until the process is halted and does not run any more. Aborts inside the process itself. */
+/**
+ * Waits until the process is halted, does not run any more and has released its argument. Aborts inside the process
+ * itself, the free function of its argument included.
+ */
 PB_API void prProcessHaltWait( PR_PROCESS *process );
 /** Fires the signalable when the process has been halted and its last run has ended. */
 PB_API void prProcessEndAddSignalable( PR_PROCESS *process, PB_SIGNALABLE *signalable );
@@ -60,6 +68,7 @@ PB_API PB_ALERTABLE *prProcessCreateAlertable( PR_PROCESS *process );
 PB_API PR_TIMER *prProcessCreateTimer( PR_PROCESS *process );
 /** Lets it fire once, not before that many milliseconds (at least 0) have passed; replaces what was scheduled before. */
 PB_API void prTimerSchedule( PR_TIMER *timer, PB_INT milliseconds );
+/** After this call, or one that replaces, the old time has scheduled the process already or never will. */
 PB_API void prTimerUnschedule( PR_TIMER *timer );
 /** Whether it is still to fire. False by the time that the process runs on account of it. */
 PB_API PB_BOOL prTimerScheduled( PR_TIMER *timer );

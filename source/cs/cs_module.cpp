@@ -1,0 +1,29 @@
+/*
+ * Who this library is, and its start and stop. Between the two phases of stopping there are no live objects any more, but
+ * observers and registrations of modules that stop later still find the state.
+ */
+#include <cs/cs_private.h>
+#include <pb/pb_module.hpp>
+
+cs::State *cs::state = nullptr;
+
+PB_BOOL cs___ModuleStartup( void )
+{
+    cs::state = new cs::State;
+    cs::conditionStartup();
+    return true;
+}
+
+void cs___ModuleShutdown( void )
+{
+    cs::conditionShutdown();
+    cs::storeClear();
+}
+
+void cs___ModuleShutdownWait( void )
+{
+    delete std::exchange( cs::state, pb::released<cs::State>() );
+}
+
+PB_MODULE_DEFINE( cs, csModule, "Configuration store", "1.0", "pb pr tr", cs___ModuleStartup, cs___ModuleShutdown,
+    cs___ModuleShutdownWait );

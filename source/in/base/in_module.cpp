@@ -1,0 +1,72 @@
+/*
+ * Who the module is, and the order in which its sub-parts start and stop. Runs on the thread of the runtime, without
+ * locks. The lists are the contract: shut-down is not the mirror image of start-up, and must stay as it stands.
+ */
+#include <cs/cs.h>
+#include <in/base/in_address_version_private.h>
+#include <in/base/in_flags_private.h>
+#include <in/base/in_module_private.h>
+#include <pb/pb_module.hpp>
+
+PB_MODULE_DEFINE( in, inModule, "Internetworking", "17.1", "cs iri pb pr rfc tr unix", in___ModuleStartup,
+    in___ModuleShutdown, in___ModuleShutdownWait );
+
+namespace {
+
+pb::Global<CS_MODULE_BACKEND> in___CsModuleBackend;
+
+using Step = void ( * )();
+
+void moduleBackendStartup()
+{
+    in___CsModuleBackend.set( csModuleBackendCreate( &in___module, in___CsModuleInfoFunc, nullptr ) );
+}
+
+void moduleBackendShutdown()
+{
+    in___CsModuleBackend.drop();
+}
+
+constexpr Step startups[] = {
+    in___AddressVersionStartup,
+    in___FlagsStartup,
+    moduleBackendStartup,
+};
+
+constexpr Step shutdowns[] = {
+    moduleBackendShutdown, // first: no more requests for the module's info
+};
+
+constexpr Step shutdownWaits[] = {
+    in___FlagsShutdown,
+    in___AddressVersionShutdown,
+};
+
+} // namespace
+
+PB_BOOL in___ModuleStartup( void )
+{
+    for ( Step step : startups )
+        step();
+    return true;
+}
+
+void in___ModuleShutdown( void )
+{
+    for ( Step step : shutdowns )
+        step();
+}
+
+void in___ModuleShutdownWait( void )
+{
+    for ( Step step : shutdownWaits )
+        step();
+}
+
+PB_STORE *in___CsModuleInfoFunc( PB_OBJ * )
+{
+    pb::Ref<PB_STORE> info = pb::adopt( pbStoreCreate() );
+    pb::Ref<PB_STORE> interfaces = pb::adopt( pbStoreCreateArray() );
+    pbStoreSetStoreCstr( info.handle(), "interfaces", -1, interfaces.get() );
+    return info.give();
+}

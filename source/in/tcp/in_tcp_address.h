@@ -1,0 +1,11 @@
+/* A TCP endpoint: an IP address and a port. */
+#ifndef IN_TCP_ADDRESS_H
+#define IN_TCP_ADDRESS_H
+
+#include <in/tcp/in_tcp_port.h>
+#include <in/base/in_endpoint.h>
+
+/** The number is the Port, 1..65535, under the key "port". */
+IN_ENDPOINT( IN_TCP_ADDRESS, inTcpAddress, Port );
+
+#endif

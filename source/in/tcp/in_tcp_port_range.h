@@ -1,0 +1,10 @@
+/* A range of TCP ports, for example those that a channel may choose its local port from. */
+#ifndef IN_TCP_PORT_RANGE_H
+#define IN_TCP_PORT_RANGE_H
+
+#include <in/tcp/in_tcp_port.h>
+#include <in/base/in_endpoint.h>
+
+IN_PORT_RANGE( IN_TCP_PORT_RANGE, inTcpPortRange );
+
+#endif

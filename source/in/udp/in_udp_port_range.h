@@ -1,0 +1,10 @@
+/* A range of UDP ports, for example those that a channel may choose its local port from. */
+#ifndef IN_UDP_PORT_RANGE_H
+#define IN_UDP_PORT_RANGE_H
+
+#include <in/udp/in_udp_port.h>
+#include <in/base/in_endpoint.h>
+
+IN_PORT_RANGE( IN_UDP_PORT_RANGE, inUdpPortRange );
+
+#endif

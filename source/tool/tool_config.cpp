@@ -1,0 +1,90 @@
+/* The commands on configuration files: config check, config normalise, config show. */
+#include <cs/cs.h>
+#include <tool/tool.hpp>
+
+namespace {
+
+using tool::Json;
+using tool::take;
+
+/** Loads a file and brings it to the current form; its own text tells what is wrong, with line and column. */
+pb::Ref<CS_CONFIG> load( const std::string &file )
+{
+    pb::Ref<PB_STRING> error;
+    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigTryLoad( pb::string( file ).get(), error.handle() ) );
+    if ( !config )
+        tool::fail( "{}", pb::text( error.get() ) );
+    if ( !csConfigTryUpdate( config.handle(), error.handle() ) )
+        tool::fail( "{}: {}", file, pb::text( error.get() ) );
+    return config;
+}
+
+/** Describes each object of a configuration. */
+template <class Describe>
+Json objects( CS_CONFIG *config, Describe describe )
+{
+    Json results = Json::array();
+    pb::Ref<PB_VECTOR> names = pb::adopt( csConfigNames( config ) );
+    for ( PB_INT i = 0; i < pbVectorLength( names.get() ); ++i ) {
+        pb::Ref<PB_STRING> name = pb::adoptAs<PB_STRING>( pbVectorObjAt( names.get(), i ) );
+        pb::Ref<PB_STRING> sort = pb::adopt( csConfigObjectSort( config, name.get() ) );
+        Json item{ { "name", pb::text( name.get() ) }, { "sort", pb::text( sort.get() ) } };
+        describe( item, name.get(), sort.get() );
+        results.push_back( item );
+    }
+    return results;
+}
+
+Json check( CS_CONFIG *config )
+{
+    return objects( config, []( Json &item, PB_STRING *, PB_STRING *sort ) {
+        item["result"] = csSortRegistered( sort ) ? "ok" : "kept as it is: no loaded module knows this sort";
+    } );
+}
+
+Json show( CS_CONFIG *config )
+{
+    return objects( config, [&]( Json &item, PB_STRING *name, PB_STRING * ) {
+        pb::Ref<PB_STORE> store = pb::adopt( csConfigObjectConfig( config, name ) );
+        item["config"] = store ? tool::toJson( store.get() ) : Json();
+    } );
+}
+
+void normalise( pb::Ref<CS_CONFIG> config, const std::string &file, bool full, bool write )
+{
+    csConfigNormalize( config.handle(), full );
+    pb::Ref<PB_STRING> error;
+    if ( !write ) {
+        pb::Ref<PB_BUFFER> encoded = pb::adopt( csConfigEncode( config.get() ) );
+        auto length = static_cast<std::size_t>( pbBufferLength( encoded.get() ) );
+        std::fwrite( pbBufferBacking( encoded.get() ), 1, length, stdout );
+    } else if ( !csConfigTrySave( config.get(), pb::string( file ).get(), error.handle() ) ) {
+        tool::fail( "{}", pb::text( error.get() ) );
+    }
+}
+
+} // namespace
+
+void tool::addConfigCommands( CLI::App &app, Output &output )
+{
+    static std::string file;
+    static bool full = false;
+    static bool write = false;
+
+    CLI::App *config = app.add_subcommand( "config", "Check, normalise or show a configuration file" );
+    config->require_subcommand( 1 );
+    auto add = [&]( const char *name, const char *description ) {
+        CLI::App *command = config->add_subcommand( name, description );
+        command->add_option( "FILE", file, "The configuration file (JSON)" )->required();
+        return command;
+    };
+
+    add( "check", "Parse a file and tell what each object's configuration means to the loaded modules" )
+        ->callback( [&] { output.print( check( load( file ).get() ) ); } );
+    add( "show", "Show the objects of a file" )->callback( [&] { output.print( show( load( file ).get() ) ); } );
+
+    CLI::App *command = add( "normalise", "Print a file in its current, normalised form (JSON)" );
+    command->add_flag( "--full", full, "Write defaulted values too" );
+    command->add_flag( "--write", write, "Replace the file instead of printing" );
+    command->callback( [&] { normalise( load( file ), file, full, write ); } );
+}

@@ -1,0 +1,200 @@
+/*
+ * A configurable sort for the tests: a box has a size, 1 unless its configuration says otherwise, and tells it as its
+ * status. A box of size 0 cannot be created. Hooks run inside the backend's functions and when a box is freed.
+ */
+#ifndef TEST_CS_BOX_HPP
+#define TEST_CS_BOX_HPP
+
+#include <atomic>
+#include <cs/cs_private.h>
+#include <functional>
+#include <support/test_support.h>
+#include <tr/tr_private.h>
+
+namespace test {
+
+struct Hooks {
+    std::function<void()> create, set, free;
+    std::atomic<int> linked{ 0 };
+};
+inline Hooks hooks;
+
+struct Box : PB_OBJ {
+    pb::Monitor monitor;
+    PB_INT size PB_GUARDED_BY( monitor ) = 1;
+    pb::Ref<CS_STATUS_REPORTER> reporter = pb::adopt( csStatusReporterCreate() );
+
+    void setSize( PB_INT newSize )
+    {
+        pb::Lock lock( monitor );
+        size = newSize;
+        csStatusReporterSetItemCstr( reporter.get(), "size", -1, pb::format( "%i", newSize ).get() );
+        csStatusReporterSetUp( reporter.get(), newSize > 1 );
+    }
+    PB_INT getSize()
+    {
+        pb::Lock lock( monitor );
+        return size;
+    }
+};
+inline void freeBox( PB_OBJ *obj )
+{
+    if ( hooks.free )
+        hooks.free();
+    pb::destroy<Box>( obj );
+}
+inline const PB_SORT boxSort = { "TEST_BOX", freeBox, nullptr, nullptr };
+
+using Config = pb::Ref<CS_CONFIG>;
+using Store = pb::Ref<PB_STORE>;
+
+} // namespace test
+
+template <>
+struct pb::Class<test::Box> {
+    static const PB_SORT *sort() { return &test::boxSort; }
+};
+
+namespace test {
+
+inline PB_INT sizeIn( PB_STORE *optionalConfig )
+{
+    PB_INT size = 1;
+    if ( optionalConfig )
+        pbStoreValueIntCstr( optionalConfig, &size, "size", -1 );
+    return size;
+}
+inline PB_STORE *sizeStore( PB_INT size, PB_BOOL full )
+{
+    Store config = pb::adopt( pbStoreCreate() );
+    if ( full || size != 1 )
+        pbStoreSetValueIntCstr( config.handle(), "size", -1, size );
+    return config.give();
+}
+inline PB_OBJ *createBox( PB_STORE *optionalConfig, TR_ANCHOR * )
+{
+    if ( hooks.create )
+        hooks.create();
+    if ( sizeIn( optionalConfig ) == 0 )
+        return nullptr;
+    Box *box = pb::create<Box>();
+    box->setSize( sizeIn( optionalConfig ) );
+    return box;
+}
+inline PB_STORE *boxConfig( PB_OBJ *obj, PB_BOOL full )
+{
+    return sizeStore( static_cast<Box *>( obj )->getSize(), full );
+}
+inline void setBoxConfig( PB_OBJ *obj, PB_STORE *config )
+{
+    if ( hooks.set )
+        hooks.set();
+    static_cast<Box *>( obj )->setSize( sizeIn( config ) );
+}
+inline PB_STORE *normalizeBox( PB_STORE *config, PB_BOOL full )
+{
+    return sizeStore( sizeIn( config ), full );
+}
+inline CS_STATUS_REPORTER *boxStatus( PB_OBJ *obj )
+{
+    return static_cast<Box *>( obj )->reporter.retained();
+}
+inline void linkBox( PB_OBJ *, TR_ANCHOR * )
+{
+    ++hooks.linked;
+}
+inline pb::Ref<CS_SORT_BACKEND> boxBackend( const PB_SORT *sort = &boxSort )
+{
+    return pb::adopt(
+        csSortBackendCreate( sort, createBox, boxConfig, setBoxConfig, normalizeBox, boxStatus, linkBox ) );
+}
+
+inline pb::Ref<PB_BUFFER> buffer( std::string_view bytes )
+{
+    return pb::adopt( pbBufferCreateFromBytesCopy( bytes.data(), PB_INT_FROM( bytes.size() ) ) );
+}
+inline Config config( std::string_view json )
+{
+    pb::Ref<PB_STRING> error;
+    Config decoded = pb::adopt( csConfigTryDecode( buffer( json ).get(), error.handle() ) );
+    EXPECT_TRUE( decoded ) << pb::text( error.get() );
+    return decoded;
+}
+inline std::string encoded( CS_CONFIG *config )
+{
+    pb::Ref<PB_BUFFER> json = pb::adopt( csConfigEncode( config ) );
+    return { reinterpret_cast<const char *>( pbBufferBacking( json.get() ) ),
+        static_cast<std::size_t>( pbBufferLength( json.get() ) ) };
+}
+/** The objects of a configuration: "name SORT {...}", joined by semicolons. */
+inline std::string objects( CS_CONFIG *config )
+{
+    std::string text;
+    pb::Ref<PB_VECTOR> names = pb::adopt( csConfigNames( config ) );
+    for ( PB_INT i = 0; i < pbVectorLength( names.get() ); ++i ) {
+        pb::Ref<PB_STRING> name = pb::adoptAs<PB_STRING>( pbVectorObjAt( names.get(), i ) );
+        Store stored = pb::adopt( csConfigObjectConfig( config, name.get() ) );
+        text += ( i ? "; " : "" ) + pb::text( name.get() ) + " " + take( csConfigObjectSort( config, name.get() ) ) +
+                " " + ( stored ? textOf( stored.get() ) : "-" );
+    }
+    return text;
+}
+
+/** Changes of the live store in a few words. */
+inline bool setConfig( std::string_view json )
+{
+    pb::Ref<PB_STRING> error;
+    return csStoreTrySetConfig( config( json ).get(), error.handle() );
+}
+inline bool setBox( std::string_view name, PB_INT size, std::string_view sort = "TEST_BOX" )
+{
+    Store stored = pb::adopt( sizeStore( size, true ) );
+    return csStoreTrySetObject( str( name ).get(), str( sort ).get(), stored.get() );
+}
+inline pb::Ref<PB_OBJ> live( std::string_view name )
+{
+    return pb::adopt( csStoreObject( str( name ).get() ) );
+}
+/** The size of a live box, -1 when there is none. */
+inline PB_INT liveSize( std::string_view name )
+{
+    pb::Ref<PB_OBJ> object = live( name );
+    return object ? static_cast<Box *>( object.get() )->getSize() : -1;
+}
+
+/** Tests of the live store leave it as they found it, empty. */
+class StoreTest : public testing::Test {
+protected:
+    void TearDown() override
+    {
+        hooks.create = hooks.set = hooks.free = nullptr;
+        EXPECT_TRUE( setConfig( "{\"modules\": {}, \"objects\": {}}" ) );
+    }
+};
+
+/** Counts how often it was fired. */
+class Waiter {
+public:
+    PB_SIGNALABLE *get() { return signalable.get(); }
+    /** Whether it was fired since the last call, once. */
+    bool fired() { return pbBarrierPassTimed( barrier.get(), 0 ) && rearm(); }
+    /** Waits until it is fired. */
+    void wait()
+    {
+        pbBarrierPass( barrier.get() );
+        rearm();
+    }
+
+private:
+    bool rearm()
+    {
+        pbBarrierBlock( barrier.get() );
+        return true;
+    }
+    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
+    pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
+};
+
+} // namespace test
+
+#endif

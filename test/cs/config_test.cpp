@@ -1,0 +1,358 @@
+/* Configurations as values and as files: updates by date and version, normalising, saving while being killed. */
+#include "box.hpp"
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <pb/pb_module.hpp>
+#include <random>
+#include <support/misuse.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+
+using test::Config;
+using test::Store;
+
+namespace {
+
+/** Two modules with versions of their own, as the loader would know them. */
+constinit PB_MODULE_RECORD depotRecord = { PB_MODULE_RECORD_LAYOUT, "", "", 0, 0, 0, "", "", "", "depot", "", "17.1", "", "" };
+constinit PB_MODULE_RECORD yardRecord = { PB_MODULE_RECORD_LAYOUT, "", "", 0, 0, 0, "", "", "", "yard", "", "3.0", "", "" };
+constinit PB_MODULE depot = { { &pb___sort_PB_MODULE, 1 }, nullptr, nullptr, nullptr, nullptr, &depotRecord };
+constinit PB_MODULE yard = { { &pb___sort_PB_MODULE, 1 }, nullptr, nullptr, nullptr, nullptr, &yardRecord };
+
+struct Modules {
+    pb::Ref<CS_MODULE_BACKEND> first = pb::adopt( csModuleBackendCreate( &depot, nullptr, nullptr ) );
+    pb::Ref<CS_MODULE_BACKEND> second = pb::adopt( csModuleBackendCreate( &yard, nullptr, nullptr ) );
+};
+
+/** Updates in which each step leaves its mark: `below` is the major version up to which one of depot's runs. */
+struct Step : PB_OBJ {
+    const char *mark;
+    PB_INT below;
+};
+const PB_SORT stepSort = { "STEP", nullptr, nullptr, nullptr };
+
+} // namespace
+
+template <>
+struct pb::Class<Step> {
+    static const PB_SORT *sort() { return &stepSort; }
+};
+
+namespace {
+
+void runStep( CS_UPDATE **update, PB_OBJ *context )
+{
+    Step &step = *static_cast<Step *>( context );
+    pb::Ref<PB_MODULE_VERSION> version = pb::adopt( csUpdateModuleVersion( *update, &depot ) );
+    if ( version && pbModuleVersionMajor( version.get() ) > step.below )
+        return;
+    pb::Ref<CS_UPDATE_OBJECTS> boxes = pb::adopt( csUpdateObjectsBySort( *update, &test::boxSort ) );
+    for ( PB_INT i = 0; i < csUpdateObjectsLength( boxes.get() ); ++i ) {
+        pb::Ref<PB_STRING> name = pb::adopt( csUpdateObjectsNameAt( boxes.get(), i ) );
+        pb::Ref<CS_UPDATE_OBJECT> box = pb::adopt( csUpdateObjectsObjectAt( boxes.get(), i ) );
+        Store config = pb::adopt( csUpdateObjectConfig( box.get() ) );
+        pb::Ref<PB_STRING> trail = pb::adopt( pbStoreValueCstr( config.get(), "trail", -1 ) );
+        std::string longer = ( trail ? pb::text( trail.get() ) : "" ) + step.mark;
+        pbStoreSetValueCstr( config.handle(), "trail", -1, test::str( longer ).get() );
+        csUpdateObjectSetConfig( box.handle(), config.get() );
+        csUpdateSetObject( update, name.get(), box.get() );
+    }
+    auto next = pb::format( "%i.0", step.below + 1 );
+    csUpdateSetModuleVersion( update, &depot, pb::adopt( pbModuleVersionTryCreate( next.get() ) ).get() );
+}
+
+pb::Ref<CS_UPDATE_BACKEND> step( const char *date, const char *mark, PB_INT below )
+{
+    pb::Ref<Step> context = pb::adopt( pb::create<Step>() );
+    context->mark = mark;
+    context->below = below;
+    return pb::adopt( csUpdateBackendCreateCstr( date, -1, runStep, pb::obj( context.get() ) ) );
+}
+
+/** A folder of its own, gone with what is in it. */
+struct Folder {
+    std::string path;
+    Folder()
+    {
+        char name[] = "/tmp/cs-test-XXXXXX";
+        path = mkdtemp( name );
+    }
+    ~Folder() { std::filesystem::remove_all( path ); }
+    std::string file( const char *name ) const { return path + "/" + name; }
+    PB_INT files() const { return std::distance( std::filesystem::directory_iterator( path ), {} ); }
+};
+
+std::string readFile( const std::string &path )
+{
+    std::ifstream file( path );
+    return { std::istreambuf_iterator<char>( file ), {} };
+}
+std::string save( CS_CONFIG *config, const std::string &path )
+{
+    pb::Ref<PB_STRING> error;
+    return csConfigTrySave( config, test::str( path ).get(), error.handle() ) ? "" : pb::text( error.get() );
+}
+Config load( const std::string &path, std::string *text = nullptr )
+{
+    pb::Ref<PB_STRING> error;
+    Config config = pb::adopt( csConfigTryLoad( test::str( path ).get(), error.handle() ) );
+    if ( text )
+        *text = error ? pb::text( error.get() ) : "";
+    return config;
+}
+
+} // namespace
+
+TEST( Update, RunsByDateFromTheRecordedVersionOn )
+{
+    Modules modules;
+    // registered out of order; two of one day run as they were registered
+    auto late = step( "2020-02-19", "e", 13 ), first = step( "2013-01-04", "a", 2 ), leap = step( "2020-02-29", "f", 16 ),
+         middle = step( "2017-10-13", "b", 7 ), same = step( "2017-10-13", "c", 8 ), next = step( "2018-07-03", "d", 10 );
+    struct {
+        const char *recorded, *trail;
+    } rows[] = { { "", "abcdef" }, { "\"depot\": \"2.9\"", "abcdef" }, { "\"depot\": \"3.0\"", "bcdef" },
+        { "\"depot\": \"8.0\"", "cdef" }, { "\"depot\": \"13.5\", \"yard\": \"1.0\"", "ef" },
+        { "\"depot\": \"17.0\"", "" }, { "\"other\": \"99.0\", \"depot\": \"17.1\"", "" } };
+    for ( const auto &row : rows ) {
+        std::string json = std::string( "{\"modules\": {" ) + row.recorded +
+                           R"(}, "objects": {"x": {"config": {}, "sort": "TEST_BOX"}, "y": {"sort": "OTHER", "config": {}},
+                              "z": {"sort": "TEST_BOX", "extra": 1, "config": {"size": 2}}}})";
+        Config before = test::config( json ), after = before;
+        pb::Ref<PB_STRING> error;
+        ASSERT_TRUE( csConfigTryUpdate( after.handle(), error.handle() ) );
+        std::string trail = *row.trail ? std::string( "\"trail\":\"" ) + row.trail + "\"" : "";
+        EXPECT_EQ( test::objects( after.get() ), "x TEST_BOX {" + trail + "}; y OTHER {}; z TEST_BOX {\"size\":2" +
+                                                     ( trail.empty() ? "" : "," ) + trail + "}" );
+        EXPECT_EQ( test::encoded( before.get() ), test::encoded( test::config( json ).get() ) );
+        for ( auto [name, version] : { std::pair( "depot", "17.1" ), std::pair( "yard", "3.0" ) } ) {
+            auto now = pb::adopt( csConfigModuleVersion( after.get(), test::str( name ).get() ) );
+            EXPECT_EQ( test::textOf( now.get() ), version );
+        }
+        EXPECT_NE( test::encoded( after.get() ).find( "\"extra\": 1" ), std::string::npos );
+    }
+    first = nullptr; // a registration ends with its object
+    Config after = test::config( R"({"objects": {"x": {"sort": "TEST_BOX", "config": {}}}})" );
+    pb::Ref<PB_STRING> error;
+    ASSERT_TRUE( csConfigTryUpdate( after.handle(), error.handle() ) );
+    EXPECT_EQ( test::objects( after.get() ), "x TEST_BOX {\"trail\":\"bcdef\"}" );
+}
+
+TEST( Update, WhatANewerModuleWroteIsRefused )
+{
+    Modules modules;
+    Folder folder;
+    std::string path = folder.file( "config.json" );
+    std::pair<const char *, const char *> rows[] = {
+        { "\"depot\": \"18.0\"", "module depot: configuration was written by version 18.0, this is 17.1" },
+        { "\"depot\": \"17.2\"", "module depot: configuration was written by version 17.2, this is 17.1" },
+        { "\"depot\": \"17.1\", \"yard\": \"3.10\"", "module yard: configuration was written by version 3.10, this is 3.0" },
+    };
+    for ( auto [recorded, expected] : rows ) {
+        std::string json = std::string( "{\"modules\": {" ) + recorded + "}}";
+        Config config = test::config( json );
+        pb::Ref<PB_STRING> error = test::str( "an error of before" );
+        EXPECT_FALSE( csConfigTryUpdate( config.handle(), error.handle() ) );
+        EXPECT_EQ( pb::text( error.get() ), expected );
+        EXPECT_EQ( test::encoded( config.get() ), test::encoded( test::config( json ).get() ) );
+        EXPECT_FALSE( csStoreTrySetConfig( config.get(), error.handle() ) );
+        EXPECT_EQ( save( config.get(), path ), path + ": " + expected );
+    }
+    EXPECT_EQ( folder.files(), 0 );
+}
+
+TEST( Config, NormalizesWhatItKnows )
+{
+    auto backend = test::boxBackend();
+    Config config = test::config( R"({"objects": {
+        "a": {"sort": "TEST_BOX", "config": {"size": 3, "color": "red"}}, "b": {"sort": "TEST_BOX", "config": {"size": "x"}},
+        "c": {"sort": "TEST_BOX"}, "d": {"sort": "OTHER", "config": {"size": "x"}},
+        "e": {"sort": "CS_CONDITION", "config": {"value": false}}}})" );
+    Config brief = config, full = config;
+    csConfigNormalize( brief.handle(), false );
+    csConfigNormalize( full.handle(), true );
+    EXPECT_EQ( test::objects( brief.get() ),
+        "a TEST_BOX {\"size\":3}; b TEST_BOX {}; c TEST_BOX {}; d OTHER {\"size\":\"x\"}; e CS_CONDITION {}" );
+    EXPECT_EQ( test::objects( full.get() ), "a TEST_BOX {\"size\":3}; b TEST_BOX {\"size\":1}; c TEST_BOX {\"size\":1}; "
+                                            "d OTHER {\"size\":\"x\"}; e CS_CONDITION {\"value\":false}" );
+    EXPECT_EQ( test::objects( config.get() ).find( "color" ) == std::string::npos, false );
+    csConfigDelObject( full.handle(), test::str( "d" ).get() );
+    EXPECT_FALSE( csConfigHasObject( full.get(), test::str( "d" ).get() ) );
+    EXPECT_TRUE( csConfigHasObject( config.get(), test::str( "d" ).get() ) );
+}
+
+TEST( Config, Misuse )
+{
+    Config config = pb::adopt( csConfigCreate() ), none;
+    auto name = test::str( "a" ), bad = test::str( "a/b" );
+    auto backend = test::boxBackend();
+    Modules modules;
+    pb::Ref<CS_UPDATE> noUpdate;
+    test::expectAborts( {
+        { "csObjectRecordNameOk( name )",
+            [&] { csConfigSetObject( config.handle(), bad.get(), name.get(), nullptr ); } },
+        { "csObjectRecordNameOk( name )", [&] { csStoreTrySetObject( bad.get(), name.get(), nullptr ); } },
+        { "*config", [&] { csConfigDelObject( none.handle(), name.get() ); } },
+        { "*update", [&] { csUpdateSetModuleVersion( noUpdate.handle(), &depot, nullptr ); } },
+        { "sortIsNew", [&] { test::boxBackend(); } },
+        { "moduleIsNew", [&] { Modules again; } },
+        { "cs___DateOk( day )", [&] { step( "2019-02-29", "", 0 ); } },
+        { "cs___DateOk( day )", [&] { step( "2019-2-09", "", 0 ); } },
+        { "cs___DateOk( day )", [&] { step( "+019-02-09", "", 0 ); } },
+    } );
+}
+
+TEST( File, FailuresNameThePathAndLeaveTheFileAlone )
+{
+    Folder folder;
+    std::string path = folder.file( "config.json" ), error;
+    EXPECT_FALSE( load( path, &error ) );
+    EXPECT_EQ( error, path + ": No such file or directory" );
+    EXPECT_FALSE( load( folder.path, &error ) );
+    EXPECT_EQ( error, folder.path + ": Is a directory" );
+
+    std::ofstream( path ) << "{\n  \"objects\": }";
+    EXPECT_FALSE( load( path, &error ) );
+    EXPECT_EQ( error, path + ": line 2, column 14: expected a value, found \"}\"" );
+    EXPECT_EQ( readFile( path ), "{\n  \"objects\": }" );
+
+    Config config = test::config( R"({"objects": {"a": {"sort": "S"}}})" );
+    EXPECT_EQ( save( config.get(), folder.path ), folder.path + ": Is a directory" );
+    EXPECT_EQ( save( config.get(), path + "/x" ), path + "/x: Not a directory" );
+    // What could not be loaded again is not written.
+    Store deep = pb::adopt( pbStoreCreate() );
+    for ( int i = 0; i < 64; ++i ) {
+        Store outer = pb::adopt( pbStoreCreate() );
+        pbStoreSetStoreCstr( outer.handle(), "inner", -1, deep.get() );
+        deep = outer;
+    }
+    Config tooDeep = config;
+    csConfigSetObject( tooDeep.handle(), test::str( "a" ).get(), test::str( "S" ).get(), deep.get() );
+    EXPECT_EQ( save( tooDeep.get(), path ).substr( path.size(), 7 ), ": line " );
+    EXPECT_EQ( readFile( path ), "{\n  \"objects\": }" );
+
+    Modules modules;
+    EXPECT_EQ( save( config.get(), path ), "" );
+    EXPECT_EQ( test::encoded( load( path ).get() ), readFile( path ) );
+    EXPECT_NE( readFile( path ).find( "\"depot\": \"17.1\"" ), std::string::npos );
+    EXPECT_EQ( folder.files(), 1 );
+}
+
+/** A configuration that tells its generation, and is long enough for a write to be interrupted. */
+static Config generation( PB_INT number )
+{
+    Config config = pb::adopt( csConfigCreate() );
+    Store store = pb::adopt( pbStoreCreate() );
+    pbStoreSetValueIntCstr( store.handle(), "size", -1, number );
+    for ( int i = 0; i < 300; ++i )
+        csConfigSetObject( config.handle(), pb::format( "object %i", i ).get(), test::str( "S" ).get(), store.get() );
+    return config;
+}
+
+/** The generation that a file holds, -1 unless all its objects are of one. */
+static PB_INT generationOf( CS_CONFIG *config )
+{
+    PB_INT number = -1;
+    for ( int i = 0; i < 300; ++i ) {
+        Store store = pb::adopt( csConfigObjectConfig( config, pb::format( "object %i", i ).get() ) );
+        if ( !store || ( i > 0 && test::sizeIn( store.get() ) != number ) )
+            return -1;
+        number = test::sizeIn( store.get() );
+    }
+    return number;
+}
+
+/** Saves one generation after the other and reports each that was saved, until it is killed. */
+[[noreturn]] static void saveForever( const std::string &path, PB_INT number, int reports )
+{
+    prctl( PR_SET_PDEATHSIG, SIGKILL );
+    for ( ;; ) {
+        ++number;
+        if ( !save( generation( number ).get(), path ).empty() || write( reports, &number, sizeof number ) < 0 )
+            _exit( 1 );
+    }
+}
+
+TEST( File, SurvivesBeingKilledWhileSaving )
+{
+    constexpr int kills = 200;
+    Folder folder;
+    std::string path = folder.file( "config.json" );
+    ASSERT_EQ( save( generation( 0 ).get(), path ), "" );
+    std::mt19937 random( 1 );
+    PB_INT saved = 0, leftOver = 0;
+    for ( int i = 0; i < kills; ++i ) {
+        int ends[2];
+        ASSERT_EQ( pipe2( ends, O_CLOEXEC ), 0 );
+        pb::Fd reports( ends[0] ), reporting( ends[1] );
+        pid_t child = fork();
+        ASSERT_GE( child, 0 );
+        if ( child == 0 )
+            saveForever( path, saved, reporting.get() );
+        reporting.close();
+        std::this_thread::sleep_for( std::chrono::microseconds( random() % 20'000 ) );
+        kill( child, SIGKILL );
+        int status = 0;
+        ASSERT_EQ( waitpid( child, &status, 0 ), child );
+        ASSERT_TRUE( WIFSIGNALED( status ) && WTERMSIG( status ) == SIGKILL ) << status;
+        PB_INT reported = saved;
+        while ( read( reports.get(), &reported, sizeof reported ) == sizeof reported )
+            continue;
+
+        std::string error;
+        Config config = load( path, &error );
+        ASSERT_TRUE( config ) << error;
+        saved = generationOf( config.get() );
+        ASSERT_GE( saved, reported );
+        ASSERT_LE( saved, reported + 1 );
+        leftOver = folder.files() - 1;
+        ASSERT_LE( leftOver, i + 1 );
+    }
+    RecordProperty( "generations", std::to_string( saved ) );
+    RecordProperty( "leftOver", std::to_string( leftOver ) );
+    EXPECT_GE( saved, 10 ) << "hardly anything was saved, the test says little";
+    EXPECT_EQ( save( generation( saved + 1 ).get(), path ), "" );
+}
+
+TEST( File, TenThousandObjects )
+{
+    using Clock = std::chrono::steady_clock;
+    Modules modules;
+    auto backend = test::boxBackend();
+    auto update = step( "2013-01-04", "a", 2 );
+    Folder folder;
+    std::string path = folder.file( "config.json" ), json = "{\"objects\": {";
+    for ( int i = 0; i < 10'000; ++i )
+        json += ( i ? ",\n\"" : "\"" ) + std::string( "box " ) + std::to_string( i ) +
+                R"(": {"sort": "TEST_BOX", "config": {"size": )" + std::to_string( i ) + R"(, "color": "red"}})";
+    std::ofstream( path ) << json << "}}";
+
+    std::vector<std::pair<const char *, double>> times;
+    auto begin = Clock::now();
+    auto lap = [&]( const char *what ) {
+        times.emplace_back( what, std::chrono::duration<double, std::milli>( Clock::now() - begin ).count() );
+        begin = Clock::now();
+    };
+    pb::Ref<PB_STRING> error;
+    Config config = load( path );
+    lap( "load" );
+    ASSERT_TRUE( config && csConfigTryUpdate( config.handle(), error.handle() ) );
+    lap( "update" );
+    csConfigNormalize( config.handle(), false );
+    lap( "normalise" );
+    EXPECT_EQ( save( config.get(), path ), "" );
+    lap( "save" );
+    for ( auto [what, milliseconds] : times )
+        std::printf( "10000 objects, %s: %.1f ms\n", what, milliseconds );
+
+    config = load( path );
+    Store last = pb::adopt( csConfigObjectConfig( config.get(), test::str( "box 9999" ).get() ) );
+    EXPECT_EQ( test::textOf( last.get() ), "{\"size\":9999}" );
+    pb::Ref<PB_VECTOR> names = pb::adopt( csConfigNames( config.get() ) );
+    EXPECT_EQ( pbVectorLength( names.get() ), 10'000 );
+}

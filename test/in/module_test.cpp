@@ -1,0 +1,71 @@
+/* The module: its record and descriptor, start-up, the vocabularies of the base, shut-down. */
+#include <cs/cs.h>
+#include <in/base/in_address_version_private.h>
+#include <in/base/in_flags_private.h>
+#include <in/base/in_module_private.h>
+#include <in/in.h>
+#include <support/test_support.h>
+
+namespace {
+
+void stopModule()
+{
+    in___ModuleShutdown();
+    in___ModuleShutdownWait();
+    EXPECT_EQ( in___AddressVersionEnum.get(), pb::released<PB_ENUM>() );
+    EXPECT_EQ( in___FlagsFlagset.get(), pb::released<PB_FLAGSET>() );
+}
+
+const int fixture = test::addFixture( 100, { [] { EXPECT_TRUE( in___ModuleStartup() ); }, stopModule } );
+
+} // namespace
+
+TEST( Module, Record )
+{
+    const PB_MODULE_RECORD *record = pbModuleRecord( inModule() );
+    EXPECT_EQ( record->layout, 2 );
+    EXPECT_STREQ( record->product, "quelvaris" );
+    EXPECT_STREQ( record->productFullName, "quelvar frontend" );
+    EXPECT_STREQ( record->name, "in" );
+    EXPECT_STREQ( record->title, "Internetworking" );
+    EXPECT_STREQ( record->version, "17.1" );
+    EXPECT_STREQ( record->required, "cs iri pb pr rfc tr unix" );
+    EXPECT_STREQ( record->reserved, "" );
+}
+
+TEST( Module, Info )
+{
+    pb::Ref<PB_STORE> info = pb::adopt( csModuleInfo( inModule() ) );
+    ASSERT_TRUE( info );
+    pb::Ref<PB_STORE> interfaces = pb::adopt( pbStoreStoreCstr( info.get(), "interfaces", -1 ) );
+    ASSERT_TRUE( interfaces );
+    EXPECT_TRUE( pbStoreIsArray( interfaces.get() ) );
+}
+
+TEST( AddressVersion, Text )
+{
+    EXPECT_EQ( test::take( inAddressVersionToString( IN_ADDRESS_VERSION_4 ) ), "IN_ADDRESS_VERSION_4" );
+    EXPECT_EQ( test::take( inAddressVersionToString( 1 ) ), "IN_ADDRESS_VERSION_6" );
+    EXPECT_EQ( inAddressVersionFromString( test::str( "IN_ADDRESS_VERSION_6" ).get() ), IN_ADDRESS_VERSION_6 );
+    for ( const char *text : { "", "IN_ADDRESS_VERSION_5", "in_address_version_4" } )
+        EXPECT_FALSE( IN_ADDRESS_VERSION_OK( inAddressVersionFromString( test::str( text ).get() ) ) ) << text;
+    EXPECT_DEATH( inAddressVersionToString( 2 ), "in_address_version.cpp:.*: IN_ADDRESS_VERSION_OK\\( version \\)" );
+    EXPECT_DEATH( inAddressVersionToString( -1 ), "IN_ADDRESS_VERSION_OK\\( version \\)" );
+    EXPECT_DEATH( inAddressVersionFromString( nullptr ), ": pbs" );
+}
+
+TEST( Flags, Text )
+{
+    EXPECT_EQ( inFlagsNormalize( 0xff ), IN_FLAG_LOOPBACK_ONLY );
+    EXPECT_EQ( inFlagsNormalize( -2 ), 0 );
+    EXPECT_EQ( test::take( inFlagsToString( 0xff ) ), "IN_FLAG_LOOPBACK_ONLY" );
+    EXPECT_EQ( test::take( inFlagsToString( 0 ) ), "" );
+    EXPECT_EQ( inFlagsFromString( test::str( "IN_FLAG_OTHER|IN_FLAG_LOOPBACK_ONLY" ).get() ), 1 );
+    EXPECT_EQ( inFlagsFromString( test::str( "" ).get() ), 0 );
+}
+
+TEST( Flags, ANameIsRegisteredOnce )
+{
+    EXPECT_DEATH( PB_FLAGSET_ADD( &in___FlagsFlagset, IN_FLAG_LOOPBACK_ONLY ),
+        "!pbFlagsetHasFlagCstr\\( \\*\\(&in___FlagsFlagset\\), \"IN_FLAG_LOOPBACK_ONLY\", -1 \\)" );
+}

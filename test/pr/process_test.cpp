@@ -1,0 +1,324 @@
+#include "subject.hpp"
+#include <memory>
+#include <optional>
+
+using test::Counter;
+using test::Gate;
+using test::Subject;
+
+static const int fixture = test::addFixture( 10, { test::startProcesses, test::stopProcesses } );
+
+TEST( Process, EachScheduleIsFollowedByARun )
+{
+    constexpr int threads = 8, rounds = 400;
+    auto domain = test::domainOf( 4 );
+    std::atomic<int> posted[threads] = {}, seen[threads] = {}, inside = 0, overlaps = 0;
+    Subject subject( domain, [&] {
+        overlaps += inside++;
+        for ( int index = 0; index < threads; ++index )
+            seen[index] = posted[index].load();
+        --inside;
+    } );
+    test::onThreads( threads, [&]( int index ) {
+        for ( int round = 1; round <= rounds; ++round ) {
+            posted[index] = round;
+            subject.schedule();
+            // Now and then without waiting, so that schedules pile up on a running process.
+            bool followed = round % 4 != 0 || test::eventually( [&] { return seen[index] >= round; } );
+            ASSERT_TRUE( followed );
+        }
+    } );
+    subject.end();
+    EXPECT_EQ( overlaps, 0 );
+}
+
+TEST( Process, ManyProcessesShareTheThreads )
+{
+    constexpr int threads = 8, rounds = 300;
+    auto domain = test::domainOf( 3 );
+    std::vector<Subject> subjects;
+    for ( int index = 0; index < 5; ++index )
+        subjects.emplace_back(
+            domain, [] {}, index % 3 );
+    test::onThreads( threads, [&]( int index ) {
+        for ( int round = 0; round < rounds; ++round )
+            subjects[static_cast<std::size_t>( index + round ) % subjects.size()].schedule();
+    } );
+    for ( Subject &subject : subjects ) {
+        int before = subject.runs();
+        subject.schedule();
+        EXPECT_TRUE( subject.hasRun( before + 1 ) );
+        subject.end();
+    }
+}
+
+TEST( Process, RunsByPriorityThenInOrder )
+{
+    auto domain = test::domainOf( 1 );
+    std::string order;
+    Gate gate( domain );
+    std::vector<Subject> subjects;
+    for ( auto [name, priority] : std::vector<std::pair<char, PB_INT>>{
+              { 'a', 2 }, { 'b', 1 }, { 'c', 0 }, { 'd', 1 }, { 'e', 2 }, { 'f', 0 } } ) {
+        subjects.emplace_back(
+            domain, [&order, own = name] { order += own; }, priority );
+        subjects.back().schedule();
+    }
+    subjects[3].schedule(); // waits already: nothing new
+    gate.open();
+    EXPECT_TRUE( subjects[4].hasRun( 1 ) );
+    for ( Subject &subject : subjects )
+        subject.end();
+    EXPECT_EQ( order, "cfbdae" );
+}
+
+TEST( Process, OneThatSchedulesItselfLetsOthersRun )
+{
+    auto domain = test::domainOf( 1 );
+    std::string order;
+    Gate gate( domain );
+    Subject *self = nullptr;
+    Subject busy( domain, [&] {
+        order += 'b';
+        self->schedule();
+        self->schedule();
+        if ( self->runs() == 3 )
+            prProcessHalt( self->process.get() );
+    } );
+    self = &busy;
+    Subject other( domain, [&] { order += 'o'; } );
+    busy.schedule();
+    other.schedule();
+    gate.open();
+    prProcessHaltWait( busy.process.get() );
+    other.end();
+    EXPECT_EQ( order, "bobb" );
+}
+
+/** A process is brought into a state, then halted or let go: it never runs again, and ends once. */
+TEST( Process, EndsFromEachState )
+{
+    enum State { idle, queued, running, runningAgain, insideItself };
+    for ( int state : { idle, queued, running, runningAgain, insideItself } )
+        for ( bool byRelease : { false, true } ) {
+            SCOPED_TRACE( testing::Message() << "state " << state << ", by release " << byRelease );
+            auto domain = test::domainOf( 1 );
+            bool freed = false;
+            auto inside = pb::adopt( pbBarrierCreate( 1 ) ), proceed = pb::adopt( pbBarrierCreate( 1 ) );
+            auto ended = pb::adopt( pb::create<Counter>() );
+            auto signalable = pb::adopt( pbSignalableCreate( Counter::fire, pb::obj( ended.get() ) ) );
+            std::optional<Gate> gate;
+            if ( state == queued )
+                gate.emplace( domain );
+            Subject subject( domain );
+            std::atomic<int> runs = 0;
+            auto halt = [&] {
+                if ( byRelease )
+                    subject.process = nullptr;
+                else
+                    prProcessHalt( subject.process.get() );
+            };
+            subject.body->freed = &freed;
+            subject.body->reaction = [&] {
+                ++runs;
+                if ( state == insideItself ) {
+                    subject.schedule();
+                    halt();
+                }
+                pbBarrierUnblock( inside.get() );
+                pbBarrierPass( proceed.get() );
+                EXPECT_FALSE( freed );
+                EXPECT_EQ( ended->fired, 0 );
+            };
+            subject.body = nullptr;
+            prProcessEndAddSignalable( subject.process.get(), signalable.get() );
+            if ( state != idle )
+                subject.schedule();
+            if ( state >= running )
+                pbBarrierPass( inside.get() );
+            if ( state == runningAgain )
+                subject.schedule();
+            if ( state != insideItself )
+                halt();
+            EXPECT_EQ( freed, state < running );
+            if ( !byRelease ) {
+                EXPECT_TRUE( prProcessHalted( subject.process.get() ) );
+                subject.schedule();
+                prProcessHalt( subject.process.get() );
+            }
+            gate.reset();
+            pbBarrierUnblock( proceed.get() );
+            domain = nullptr; // waits for the run
+            EXPECT_EQ( runs, state < running ? 0 : 1 );
+            EXPECT_TRUE( freed );
+            EXPECT_EQ( ended->fired, 1 );
+        }
+}
+
+TEST( Process, HaltMeetsScheduleAndTimerAndWaiters )
+{
+    auto domain = test::domainOf( 2 );
+    std::optional<Subject> subject;
+    pb::Ref<PB_SIGNALABLE> signalable, ended;
+    pb::Ref<PR_TIMER> timer;
+    auto ends = pb::adopt( pb::create<Counter>() );
+    int rounds = 0;
+    auto before = [&] {
+        subject.emplace( domain );
+        signalable = pb::adopt( prProcessCreateSignalable( subject->process.get() ) );
+        timer = pb::adopt( prProcessCreateTimer( subject->process.get() ) );
+        ended = pb::adopt( pbSignalableCreate( Counter::fire, pb::obj( ends.get() ) ) );
+        prProcessEndAddSignalable( subject->process.get(), ended.get() );
+        prTimerSchedule( timer.get(), 0 );
+    };
+    auto act = [&]( int index ) {
+        if ( index < 2 )
+            prProcessHalt( subject->process.get() );
+        else if ( index < 4 )
+            subject->schedule();
+        else if ( index == 4 )
+            pbSignalableSignal( signalable.get() );
+        else if ( index == 5 )
+            prTimerSchedule( timer.get(), 0 );
+        else
+            prProcessHaltWait( subject->process.get() );
+    };
+    auto after = [&] {
+        prProcessHaltWait( subject->process.get() );
+        EXPECT_EQ( subject->body->refs, 1 );
+        EXPECT_EQ( ends->fired, ++rounds );
+        int runs = subject->runs();
+        subject->schedule();
+        prTimerSchedule( timer.get(), 0 );
+        EXPECT_TRUE( test::eventually( [&] { return !prTimerScheduled( timer.get() ); } ) );
+        EXPECT_EQ( subject->runs(), runs );
+        subject.reset(); // before the timer and the signalable, which may outlive it
+        pbSignalableSignal( signalable.get() );
+    };
+    test::race( 400, 8, before, act, after );
+}
+
+/** The function releases the last reference while others still fire what wakes it. */
+TEST( Process, LastReferenceGoesInsideItsFunction )
+{
+    auto domain = test::domainOf( 2 );
+    pb::Ref<PB_SIGNALABLE> signalable;
+    pb::Ref<PB_ALERTABLE> alertable;
+    int freedCount = 0;
+    bool freed = false;
+    auto before = [&] {
+        freed = false;
+        Subject subject( domain );
+        signalable = pb::adopt( prProcessCreateSignalable( subject.process.get() ) );
+        alertable = pb::adopt( prProcessCreateAlertable( subject.process.get() ) );
+        subject.body->freed = &freed;
+        subject.body->reaction = [held = subject.process]() mutable { held = nullptr; };
+    };
+    auto act = [&]( int index ) {
+        index % 2 ? pbSignalableSignal( signalable.get() ) : pbAlertableAlert( alertable.get() );
+    };
+    auto after = [&] {
+        // A new process on each thread of the domain: what ran before is over.
+        EXPECT_TRUE( test::startAllThreads( domain.get(), 2 ) );
+        freedCount += freed;
+    };
+    test::race( 300, 8, before, act, after );
+    EXPECT_EQ( freedCount, 300 );
+}
+
+/** Freeing an argument enters the locks that a domain has: here it lets go of, and so halts, the next process. */
+TEST( Process, ArgumentIsFreedOutsideLocks )
+{
+    auto domain = test::domainOf( 1 );
+    pb::Ref<PR_PROCESS> last;
+    int frees = 0;
+    for ( int index = 0; index < 5; ++index ) {
+        Subject subject( domain );
+        auto count = std::shared_ptr<void>( nullptr, [&frees]( void * ) { ++frees; } );
+        subject.body->reaction = [held = last, count] {};
+        last = subject.process;
+    }
+    prProcessHalt( last.get() );
+    prProcessHaltWait( last.get() );
+    last = nullptr;
+    EXPECT_EQ( frees, 5 );
+}
+
+TEST( Process, TextFormIsItsName )
+{
+    auto process = pb::adopt( prProcessCreateCstr(
+        nullptr, []( PB_OBJ * ) {}, nullptr, "nameXX", 4 ) );
+    EXPECT_EQ( test::textOf( process.get() ), "name" );
+}
+
+TEST( Domain, RunsAsManySideBySideAsItHasThreads )
+{
+    for ( PB_INT threads : { 1, 4 } ) {
+        auto domain = test::domainOf( threads );
+        EXPECT_TRUE( test::startAllThreads( domain.get(), static_cast<std::size_t>( threads ) ) );
+    }
+}
+
+/** Two processes that wait for each other: both sleeping threads must be woken, each time. */
+TEST( Domain, WakesAThreadForEachProcess )
+{
+    auto domain = test::domainOf( 2 );
+    for ( int round = 0; round < 500; ++round )
+        ASSERT_TRUE( test::startAllThreads( domain.get(), 2 ) );
+}
+
+TEST( Domain, FewPrioritiesLowerTheDefault )
+{
+    auto domain = pb::adopt( prDomainTryCreate( 1, 1, 0 ) );
+    auto body = pb::adopt( pb::create<Counter>() );
+    auto process = pb::adopt( prProcessCreateCstr( domain.get(), Counter::fire, pb::obj( body.get() ), "", 0 ) );
+    prProcessSchedule( process.get() );
+    EXPECT_TRUE( test::eventually( [&] { return body->fired == 1; } ) );
+    process = nullptr;
+}
+
+TEST( Module, StartsAgainAfterAStop )
+{
+    test::stopProcesses();
+    test::startProcesses();
+}
+
+TEST( ProcessDeath, Misuse )
+{
+    auto nothing = []( PB_OBJ * ) {};
+    auto inside = []( PB_OBJ *, auto action ) {
+        auto domain = test::domainOf( 1 );
+        Subject subject( domain );
+        subject.body->reaction = [&] { action( subject, domain ); };
+        subject.schedule();
+        pbSleep( 20'000 );
+    };
+    test::expectAborts( {
+        { "threadCount >= 1", [] { prDomainTryCreate( 0, 1, 2 ); } },
+        { "priorityCount >= 1", [] { prDomainTryCreate( 1, 0, 2 ); } },
+        { "PB_THREAD_OPTION_OK( threadOption )", [] { prDomainTryCreate( 1, 1, 5 ); } },
+        { "priority >= 0 && static_cast<std::size_t>( priority ) < pool->priorityCount",
+            [&] { prProcessCreateWithPriorityCstr( nullptr, 3, nothing, nullptr, "", 0 ); } },
+        { "func", [] { prProcessCreateCstr( nullptr, nullptr, nullptr, "", 0 ); } },
+        { "a domain was released that has processes which are not halted: pool.processes == 0",
+            [] {
+                auto domain = test::domainOf( 1 );
+                Subject subject( domain );
+                domain = nullptr;
+            } },
+        { "a domain was released by one of its own threads: pr___WorkerPool != &pool",
+            [&] {
+                inside( nullptr, []( Subject &subject, pb::Ref<PR_DOMAIN> &domain ) {
+                    prProcessHalt( subject.process.get() );
+                    domain = nullptr;
+                } );
+            } },
+        { "a process waits for its own end: !pr___ProcessCoreIsInside( core )",
+            [&] { inside( nullptr, []( Subject &subject, auto & ) { subject.end(); } ); } },
+        { "milliseconds >= 0",
+            [] {
+                Subject subject( nullptr );
+                prTimerSchedule( prProcessCreateTimer( subject.process.get() ), -1 );
+            } },
+    } );
+}

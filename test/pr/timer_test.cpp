@@ -1,0 +1,159 @@
+#include "subject.hpp"
+#include <random>
+
+using test::Gate;
+using test::Subject;
+
+static constexpr PB_INT hour = 3'600'000;
+
+static pb::Ref<PR_TIMER> timerOf( const Subject &subject )
+{
+    return pb::adopt( prProcessCreateTimer( subject.process.get() ) );
+}
+
+TEST( Timer, FiresOnceAndNotBeforeItsTime )
+{
+    for ( PB_INT milliseconds : { 0, 1, 7, 30 } ) {
+        Subject subject( nullptr );
+        auto timer = timerOf( subject );
+        bool stillScheduled = true;
+        std::chrono::steady_clock::time_point fired;
+        subject.body->reaction = [&] {
+            fired = std::chrono::steady_clock::now();
+            stillScheduled = prTimerScheduled( timer.get() );
+        };
+        auto begin = std::chrono::steady_clock::now();
+        prTimerSchedule( timer.get(), milliseconds );
+        EXPECT_TRUE( subject.hasRun( 1 ) );
+        subject.end();
+        EXPECT_GE( fired - begin, std::chrono::milliseconds( milliseconds ) );
+        EXPECT_FALSE( stillScheduled );
+        EXPECT_EQ( subject.runs(), 1 );
+    }
+}
+
+TEST( Timer, FireInTheOrderOfTheirTimes )
+{
+    auto domain = test::domainOf( 1 );
+    std::string order;
+    Gate gate( domain );
+    std::vector<Subject> subjects;
+    std::vector<pb::Ref<PR_TIMER>> timers;
+    for ( auto [name, milliseconds] : std::vector<std::pair<char, PB_INT>>{
+              { 'a', 60 }, { 'b', 0 }, { 'c', 40 }, { 'd', 20 }, { 'e', hour }, { 'f', PB_INT_MAX } } ) {
+        subjects.emplace_back( domain, [&order, own = name] { order += own; } );
+        timers.push_back( timerOf( subjects.back() ) );
+        prTimerSchedule( timers.back().get(), milliseconds );
+    }
+    prTimerSchedule( timers[4].get(), 80 ); // earlier than before
+    EXPECT_TRUE( test::eventually( [&] { return !prTimerScheduled( timers[4].get() ); } ) );
+    EXPECT_TRUE( prTimerScheduled( timers[5].get() ) );
+    gate.open();
+    EXPECT_TRUE( subjects[4].hasRun( 1 ) );
+    for ( Subject &subject : subjects )
+        subject.end();
+    EXPECT_EQ( order, "bdcae" );
+}
+
+/** Many timers that are moved, taken out and let go at random places; exactly those that are left with a near time fire. */
+TEST( Timer, ManyMovedAndCancelled )
+{
+    std::mt19937 random( 17 );
+    std::atomic<int> expected = 0, fired = 0;
+    std::vector<Subject> subjects;
+    std::vector<pb::Ref<PR_TIMER>> timers;
+    for ( int index = 0; index < 3000; ++index ) {
+        subjects.emplace_back( nullptr, [&] { fired++; } );
+        timers.push_back( timerOf( subjects.back() ) );
+        prTimerSchedule( timers.back().get(), hour + random() % 1000 );
+    }
+    std::vector<int> wanted( timers.size(), 0 );
+    for ( std::size_t index = 0; index < timers.size(); ++index ) {
+        switch ( random() % 4 ) {
+        case 0:
+            prTimerUnschedule( timers[index].get() );
+            prTimerUnschedule( timers[index].get() );
+            break;
+        case 1:
+            timers[index] = nullptr;
+            break;
+        case 2:
+            prTimerSchedule( timers[index].get(), hour / 2 );
+            break;
+        default:
+            prTimerSchedule( timers[index].get(), random() % 60 );
+            wanted[index] = 1;
+            ++expected;
+        }
+    }
+    EXPECT_TRUE( test::eventually( [&] { return fired == expected; } ) );
+    for ( std::size_t index = 0; index < timers.size(); ++index ) {
+        subjects[index].end();
+        EXPECT_EQ( subjects[index].runs(), wanted[index] ) << index;
+    }
+}
+
+/** When unscheduling has returned, a run on account of the timer can only be one that was on its way before. */
+TEST( Timer, UnscheduleMeetsFiring )
+{
+    auto domain = test::domainOf( 1 );
+    Subject subject( domain );
+    Subject marker( domain );
+    auto timer = timerOf( subject );
+    for ( int round = 0; round < 500; ++round ) {
+        prTimerSchedule( timer.get(), 0 );
+        for ( int pause = round % 50; pause > 0; --pause )
+            std::this_thread::yield();
+        prTimerUnschedule( timer.get() );
+        EXPECT_FALSE( prTimerScheduled( timer.get() ) );
+        // The domain has one thread: behind the marker there is nothing of before.
+        int before = marker.runs();
+        marker.schedule();
+        ASSERT_TRUE( marker.hasRun( before + 1 ) );
+        int runs = subject.runs();
+        marker.schedule();
+        ASSERT_TRUE( marker.hasRun( before + 2 ) );
+        ASSERT_EQ( subject.runs(), runs );
+    }
+    subject.end();
+    marker.end();
+}
+
+TEST( Timer, ScheduleFromManyThreadsIsNotLost )
+{
+    Subject subject( nullptr );
+    std::vector<pb::Ref<PR_TIMER>> timers;
+    for ( int index = 0; index < 3; ++index )
+        timers.push_back( timerOf( subject ) );
+    test::onThreads( 8, [&]( int index ) {
+        for ( std::size_t round = 0; round < 500; ++round ) {
+            PR_TIMER *timer = timers[( round + static_cast<std::size_t>( index ) ) % timers.size()].get();
+            if ( round % 3 == 0 )
+                prTimerUnschedule( timer );
+            else
+                prTimerSchedule( timer, index == 0 ? hour : index % 3 );
+        }
+    } );
+    for ( auto &timer : timers )
+        prTimerUnschedule( timer.get() );
+    subject.schedule();
+    int before = subject.runs();
+    prTimerSchedule( timers[0].get(), 1 );
+    EXPECT_TRUE( subject.hasRun( before + 1 ) );
+    EXPECT_TRUE( test::eventually( [&] { return !prTimerScheduled( timers[0].get() ); } ) );
+    subject.end();
+}
+
+/** A timer that a process schedules for itself drives it on; halting it leaves the timer without effect. */
+TEST( Timer, DrivesItsProcessUntilHalted )
+{
+    Subject subject( nullptr );
+    auto timer = timerOf( subject );
+    subject.body->reaction = [&] { prTimerSchedule( timer.get(), 0 ); };
+    prTimerSchedule( timer.get(), 0 );
+    EXPECT_TRUE( subject.hasRun( 200 ) );
+    subject.end();
+    int runs = subject.runs();
+    EXPECT_TRUE( test::eventually( [&] { return !prTimerScheduled( timer.get() ); } ) );
+    EXPECT_EQ( subject.runs(), runs );
+}
