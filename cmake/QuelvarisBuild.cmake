@@ -5,6 +5,8 @@ if( NOT CMAKE_BUILD_TYPE )
 endif()
 set( CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g" )
 set( CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g" )
+set( CMAKE_CXX_FLAGS_RELEASE "-O2" )
+set( CMAKE_C_FLAGS_RELEASE "-O2" )
 
 set( QUELVARIS_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=" )
 option( QUELVARIS_COVERAGE "Measure line and branch coverage" OFF )
@@ -23,6 +25,11 @@ endif()
 if( QUELVARIS_COVERAGE )
     target_compile_options( quelvaris_flags INTERFACE --coverage -O0 )
     target_link_options( quelvaris_flags INTERFACE --coverage )
+endif()
+
+if( QUELVARIS_FUZZ )
+    # The libraries report the branches they take, so that the fuzzer finds its way into them.
+    target_compile_options( quelvaris_flags INTERFACE -fsanitize=fuzzer-no-link )
 endif()
 
 # SOURCE_DATE_EPOCH, when set, makes the build reproducible.

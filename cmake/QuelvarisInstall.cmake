@@ -25,5 +25,7 @@ install( FILES
     ${CMAKE_BINARY_DIR}/generated/quelvaris-in-config-version.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/quelvaris-in )
 
+# The pkg-config file finds the rest from where it stands itself, so that the tree may be moved.
+file( RELATIVE_PATH QUELVARIS_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig / )
 configure_file( ${PROJECT_SOURCE_DIR}/cmake/quelvaris-in.pc.in ${CMAKE_BINARY_DIR}/generated/quelvaris-in.pc @ONLY )
 install( FILES ${CMAKE_BINARY_DIR}/generated/quelvaris-in.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig )

@@ -1,0 +1,36 @@
+/*
+ * Makes calls into the kernel and the resolver fail, one at a time. The calls of system_calls.inc are wrapped by the
+ * linker; while a scenario is armed they are counted, on whatever thread they are made, and one of them fails.
+ */
+#ifndef FAULT_H
+#define FAULT_H
+
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+namespace fault {
+
+/** While it lives, calls count and may fail. The rest of a scenario, what it prepares and looks at, is left alone. */
+class Armed {
+public:
+    Armed();
+    ~Armed();
+    Armed( const Armed & ) = delete;
+    Armed &operator=( const Armed & ) = delete;
+};
+
+/** The name of the call that failed since the scenario began, or "" for none. */
+std::string_view failedCall();
+
+/**
+ * Runs the scenario again and again: with the first call failing with each of its errors, then the second, and so on,
+ * until it passes untouched. What it returns must be one of the outcomes; when no call fails, the first. After each
+ * run the numbers of living objects and of open descriptors are what they were, and no child process is left.
+ */
+void ladder( std::initializer_list<std::string_view> outcomes, const std::function<std::string()> &scenario );
+
+} // namespace fault
+
+#endif

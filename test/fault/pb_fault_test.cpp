@@ -1,0 +1,119 @@
+/* The ladder under files and threads. */
+#include <fault/fault.h>
+#include <fault/fault_files.h>
+
+namespace {
+
+using FaultFiles = fault::Files;
+
+const std::string longText( 200000, 'x' );
+
+TEST_F( FaultFiles, ReadsWholeOrNot )
+{
+    put( path( "file" ), longText );
+    fault::ladder( { "whole", "null" }, [&] {
+        pb::Ref<PB_BUFFER> buf;
+        {
+            fault::Armed armed;
+            buf = pb::adopt( pbFileReadBufferCstr( path( "file" ).c_str(), -1 ) );
+        }
+        if ( !buf )
+            return "null";
+        return pbBufferLength( buf.get() ) == PB_INT( longText.size() ) ? "whole" : "cut short";
+    } );
+}
+
+TEST_F( FaultFiles, ReplacesWholeOrNot )
+{
+    fault::ladder( { "new", "old" }, [&]() -> std::string {
+        put( path( "file" ), "old" );
+        std::filesystem::permissions( path( "file" ), std::filesystem::perms( 0640 ) );
+        pb::Ref<PB_BUFFER> buf = pb::adopt( pbStringToUtf8( pb::string( longText ).get() ) );
+        bool replaced;
+        {
+            fault::Armed armed;
+            replaced = pbFileTryReplace( pb::string( path( "file" ) ).get(), buf.get() );
+        }
+        EXPECT_EQ( content( path( "file" ) ), replaced ? longText : "old" );
+        EXPECT_EQ( std::filesystem::status( path( "file" ) ).permissions(), std::filesystem::perms( 0640 ) );
+        EXPECT_EQ( entries(), 1 ) << "another file is left after " << fault::failedCall();
+        return replaced ? "new" : "old";
+    } );
+}
+
+TEST_F( FaultFiles, ReplacesWhereALinkLeads )
+{
+    fault::ladder( { "new", "old" }, [&]() -> std::string {
+        put( path( "file" ), "old" );
+        std::filesystem::remove( path( "link" ) );
+        std::filesystem::create_symlink( "file", path( "link" ) );
+        bool replaced;
+        {
+            fault::Armed armed;
+            pb::Ref<PB_BUFFER> buf = pb::adopt( pbStringToUtf8( pb::string( "new" ).get() ) );
+            replaced = pbFileTryReplace( pb::string( path( "link" ) ).get(), buf.get() );
+        }
+        EXPECT_TRUE( std::filesystem::is_symlink( path( "link" ) ) ) << "after " << fault::failedCall();
+        EXPECT_EQ( content( path( "file" ) ), replaced ? "new" : "old" );
+        return replaced ? "new" : "old";
+    } );
+}
+
+TEST_F( FaultFiles, SinkTellsWhatItCouldNotWrite )
+{
+    auto writeLines = [this] {
+        fault::Armed armed;
+        pb::Ref<PB_BYTE_SINK> sink = pb::adopt( pbByteSinkTryCreateFile( pb::string( path( "sink" ) ).get() ) );
+        for ( int i = 0; sink && i < 3; ++i )
+            pbByteSinkWriteBytes( sink.get(), "line\n", 5 );
+        return sink;
+    };
+    fault::ladder( { "written", "error", "null" }, [&] {
+        pb::Ref<PB_BYTE_SINK> sink = writeLines();
+        if ( !sink )
+            return "null";
+        if ( pbByteSinkError( sink.get() ) )
+            return "error";
+        return content( path( "sink" ) ) == "line\nline\nline\n" ? "written" : "lost";
+    } );
+}
+
+TEST_F( FaultFiles, LinesEndEarlyAtMost )
+{
+    put( path( "lines" ), "one\ntwo\nthree" );
+    auto isStart = []( const std::string &lines ) { return std::string_view( "one,two,three," ).starts_with( lines ); };
+    fault::ladder( { "all", "some", "null" }, [&] {
+        fault::Armed armed;
+        pb::Ref<PB_LINE_SOURCE> source = pb::adopt( pbLineSourceTryCreateFromFileCstr( path( "lines" ).c_str(), -1 ) );
+        if ( !source )
+            return "null";
+        std::string lines;
+        while ( pb::Ref<PB_STRING> line = pb::adopt( pbLineSourceTryReadLine( source.get() ) ) )
+            lines += pb::text( line.get() ) + ",";
+        if ( lines == "one,two,three," )
+            return "all";
+        return isStart( lines ) ? "some" : "mixed up";
+    } );
+}
+
+void assertSignal( PB_OBJ *signal )
+{
+    pbSignalAssert( pbSignalFrom( signal ) );
+}
+
+TEST( FaultThread, RunsOrIsNotThere )
+{
+    for ( PB_INT option : { 0, 2, 4 } )
+        fault::ladder( { "ran", "null" }, [&] {
+            fault::Armed armed;
+            pb::Ref<PB_SIGNAL> signal = pb::adopt( pbSignalCreate() );
+            pb::Ref<PB_THREAD> thread =
+                pb::adopt( pbThreadTrySpawnCstr( "fault", -1, assertSignal, pbSignalObj( signal.get() ), option ) );
+            if ( !thread )
+                return "null";
+            pbThreadJoin( thread.get() );
+            return pbSignalAsserted( signal.get() ) ? "ran" : "did not run";
+        } );
+}
+
+} // namespace

@@ -1,0 +1,68 @@
+/* The ladder under the descriptor observer and commands. */
+#include <array>
+#include <fault/fault.h>
+#include <fcntl.h>
+#include <support/test_support.h>
+#include <unix/unix.h>
+
+namespace {
+
+struct Pipe {
+    Pipe()
+    {
+        std::array<int, 2> ends;
+        EXPECT_EQ( pipe2( ends.data(), O_CLOEXEC | O_NONBLOCK ), 0 );
+        readEnd = pb::Fd( ends[0] );
+        writeEnd = pb::Fd( ends[1] );
+    }
+    pb::Fd readEnd;
+    pb::Fd writeEnd;
+};
+
+/** One life of an observer: a pipe that is ready, reported, removed; then the end by the signal. */
+const char *observe( Pipe &pipe )
+{
+    pb::Ref<UNIX_FD_OBSERVER> observer = pb::adopt( unixFdObserverCreate() );
+    if ( !observer )
+        return "null";
+    pb::Ref<PB_SIGNAL> signal = pb::adopt( pbSignalCreate() );
+    if ( !unixFdObserverSetFd( observer.get(), pipe.writeEnd.get(), UNIX_FD_WRITABLE ) )
+        return "not set";
+    if ( !unixFdObserverWait( observer.get(), signal.get() ) )
+        return unixFdObserverError( observer.get() ) ? "error" : "lost";
+    if ( unixFdObserverFd( observer.get() ) != pipe.writeEnd.get() )
+        return "another descriptor";
+    unixFdObserverUnblock( observer.get() );
+    if ( !unixFdObserverSetFd( observer.get(), pipe.writeEnd.get(), 0 ) )
+        return unixFdObserverError( observer.get() ) ? "error" : "not removed";
+    pbSignalAssert( signal.get() );
+    if ( unixFdObserverWait( observer.get(), signal.get() ) )
+        return "reported after the end";
+    return unixFdObserverError( observer.get() ) ? "error" : "served";
+}
+
+TEST( FaultObserver, ServesOrSaysThatItCannot )
+{
+    Pipe pipe;
+    fault::ladder( { "served", "null", "not set", "error" }, [&] {
+        fault::Armed armed;
+        return observe( pipe );
+    } );
+}
+
+TEST( FaultCommand, GivesItsOutputOrNull )
+{
+    pb::Ref<PB_VECTOR> arguments = pb::adopt( pbVectorCreate() );
+    for ( const char *argument : { "echo", "hello" } )
+        pbVectorAppend( arguments.handle(), pb::obj( test::str( argument ).get() ) );
+    fault::ladder( { "hello\n", "", "null" }, [&]() -> std::string {
+        fault::Armed armed;
+        pb::Ref<PB_BUFFER> output = pb::adopt( unixCommandTryRun( arguments.get(), 1000 ) );
+        if ( !output )
+            return "null";
+        return { reinterpret_cast<const char *>( pbBufferBacking( output.get() ) ),
+            static_cast<size_t>( pbBufferLength( output.get() ) ) };
+    } );
+}
+
+} // namespace
