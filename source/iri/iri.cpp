@@ -61,7 +61,9 @@ bool isH16( Chars text )
     return !text.empty() && text.size() <= 4 && std::all_of( text.begin(), text.end(), isHexDigit );
 }
 
-/** The number of 16-bit groups in a run of them, joined by colons; the last may be an IPv4 address. -1 for no such run. */
+/**
+ * The number of 16-bit groups in a run of them, joined by colons; the last may be an IPv4 address. -1 for no such run.
+ */
 int countGroups( Chars text, bool ipv4MayEnd )
 {
     if ( text.empty() )

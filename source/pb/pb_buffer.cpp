@@ -2,8 +2,8 @@
  * Buffers. One allocation each; a setter that needs more room replaces the object. Values, so no lock: who writes holds
  * the only reference.
  *
- * Bytes removed in front stay as a gap, and come back when appending needs the room: by moving the bytes down where that
- * costs little compared to what was removed, else in a larger allocation.
+ * Bytes removed in front stay as a gap, and come back when appending needs the room: by moving the bytes down where
+ * that costs little compared to what was removed, else in a larger allocation.
  */
 #include <algorithm>
 #include <cstring>

@@ -5,7 +5,7 @@
 #include <pb/pb.hpp>
 
 /**
- * The bytes follow the object in the same allocation of `size` bytes; `head` of them in front are free again. `capacity`
+ * `size` bytes of storage follow the object in the same allocation; `head` of them in front are free again. `capacity`
  * is what pbBufferSpace reports by; it is at most `size`.
  */
 struct PB_BUFFER : PB_OBJ {

@@ -82,7 +82,10 @@ bool followLinks( std::filesystem::path &target )
         }
         target = target.parent_path() / next; // an absolute link replaces the whole
     }
-    return true;
+    if ( !error || error == std::errc::no_such_file_or_directory )
+        return true;
+    errno = error.value(); // a link that cannot be seen as one must not be replaced
+    return false;
 }
 
 /** A new file on its way to take another one's place: it is unlinked again unless it gets there. */

@@ -1,6 +1,6 @@
 /*
- * Strings. One allocation each, code points behind the object; a setter that needs more room replaces the object. Values,
- * so no lock: who writes holds the only reference.
+ * Strings. One allocation each, code points behind the object; a setter that needs more room replaces the object.
+ * Values, so no lock: who writes holds the only reference.
  */
 #include <algorithm>
 #include <cstring>
@@ -93,8 +93,8 @@ pb::Ref<PB_STRING> replace( PB_STRING **str, PB_STRING *fresh )
 }
 
 /**
- * Makes *str the caller's own, with room for `count` more code points. What it replaced lives as long as the result, since
- * the text to append may lie in it.
+ * Makes *str the caller's own, with room for `count` more code points. What it replaced lives as long as the result,
+ * since the text to append may lie in it.
  */
 pb::Ref<PB_STRING> makeRoom( PB_STRING **str, PB_INT count )
 {

@@ -1,7 +1,7 @@
 /*
- * Nameprep, over GNU libidn's stringprep, whose tables are those of Unicode 3.2 as RFC 3454 wants them. Two things that it
- * leaves to its caller are done here: surrogates are prohibited (RFC 3454 table C.5), and it ends a text at U+0000, which
- * the profile lets through.
+ * Nameprep, over GNU libidn's stringprep, whose tables are those of Unicode 3.2 as RFC 3454 wants them. Two things that
+ * it leaves to its caller are done here: surrogates are prohibited (RFC 3454 table C.5), and it ends a text at U+0000,
+ * which the profile lets through.
  */
 #include <algorithm>
 #include <pb/pb_text.hpp>
@@ -14,8 +14,9 @@ namespace {
 constexpr PB_CHAR MAX_CONTROL = 0x1F;
 
 /**
- * A control character that the text does not hold, to stand for U+0000 meanwhile: the profile treats all of U+0000..U+001F
- * alike (it neither maps nor prohibits them, and none has a direction). 0 for a text that holds all of them.
+ * A control character that the text does not hold, to stand for U+0000 meanwhile: the profile treats all of
+ * U+0000..U+001F alike (it neither maps nor prohibits them, and none has a direction). 0 for a text that holds all of
+ * them.
  */
 PB_CHAR findStandIn( const std::vector<PB_CHAR> &text )
 {

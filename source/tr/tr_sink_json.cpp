@@ -37,7 +37,9 @@ static void tr___JsonWriterFreeFunc( PB_OBJ *obj )
 
 PB_CLASS_DEFINE( TR___JSON_WRITER, tr___JsonWriter, tr___JsonWriterFreeFunc, nullptr, nullptr );
 
-/** Writes all of it; how much was written before it failed. Standard error may be non-blocking: then it waits for room. */
+/**
+ * Writes all of it; how much was written before it failed. Standard error may be non-blocking: then it waits for room.
+ */
 static std::size_t writeAll( int fd, std::string_view bytes )
 {
     std::size_t done = 0;

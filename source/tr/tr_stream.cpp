@@ -1,7 +1,7 @@
 /*
  * Streams and anchors: what they keep, and the records that they make of what happens. A stream's monitor guards its
- * state, and is held while a change of state is delivered, so that sinks are told of changes in the order they were made.
- * Texts and messages are no state; they are made and delivered without it.
+ * state, and is held while a change of state is delivered, so that sinks are told of changes in the order they were
+ * made. Texts and messages are no state; they are made and delivered without it.
  */
 #include <atomic>
 #include <cstdarg>
@@ -252,7 +252,9 @@ void tr___StreamTextFormat( TR_STREAM *stream, const char *format, PB_INT length
     writeText( *stream, text.get() );
 }
 
-/** Whether a format has a directive that consumes its argument, so that it must be carried out even if nobody reads it. */
+/**
+ * Whether a format has a directive that consumes its argument, so that it must be carried out even if nobody reads it.
+ */
 static bool consumes( const char *format, PB_INT length )
 {
     std::size_t count = length < 0 ? std::strlen( format ) : static_cast<std::size_t>( length );

@@ -1,12 +1,13 @@
 /*
- * The list of living streams and the list of sinks, and how records get from one to the other. Streams are listed whether
- * there is a sink or not, since a sink that comes later is told of them; so the list is in shards, each under a lock of its
- * own that is held for linking and unlinking. Lock order: a shard, a stream's monitor, `sinksMonitor`, a sink's own.
+ * The list of living streams and the list of sinks, and how records get from one to the other. Streams are listed
+ * whether there is a sink or not, since a sink that comes later is told of them; so the list is in shards, each under a
+ * lock of its own that is held for linking and unlinking. Lock order: a shard, a stream's monitor, `sinksMonitor`, a
+ * sink's own.
  *
- * A sink gets a record only while it knows the stream: from its description on, which the new stream makes for all sinks
- * and trSystemAddSink for all streams, whoever comes first. Neither misses the other. The stream is listed before it looks
- * for sinks; the sink is entered before it looks through the shards; and the lock of the shard orders the two. As the
- * stream's monitor is held while describing, no change falls between the description and the first record.
+ * A sink gets a record only while it knows the stream: from its description on, which the new stream makes for all
+ * sinks and trSystemAddSink for all streams, whoever comes first. Neither misses the other. The stream is listed before
+ * it looks for sinks; the sink is entered before it looks through the shards; and the lock of the shard orders the two.
+ * As the stream's monitor is held while describing, no change falls between the description and the first record.
  *
  * None of this depends on the module being started, and none of it is ever taken down: threads may still end their
  * streams when the process ends.
@@ -145,7 +146,9 @@ PB_BOOL trSystemAcceptsHighVolumeMessages( void )
     return highVolumeSinks.load( std::memory_order_relaxed ) != 0;
 }
 
-/** Streams are described under the lock of their shard, which they must take before they go: so they are still there. */
+/**
+ * Streams are described under the lock of their shard, which they must take before they go: so they are still there.
+ */
 void trSystemAddSink( TR_SINK *sink )
 {
     PB_ASSERT( sink );

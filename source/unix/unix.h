@@ -21,9 +21,9 @@ enum {
 
 /**
  * Watches descriptors, over epoll, level-triggered, and reports them one at a time to one waiting thread. A report is
- * open from the return of unixFdObserverWait to unixFdObserverUnblock. What was removed or set anew is never reported for
- * what it was before, also when its number has been reused. A condition may have passed by the time it is reported, when
- * somebody else has read or written: what is observed must be non-blocking.
+ * open from the return of unixFdObserverWait to unixFdObserverUnblock. What was removed or set anew is never reported
+ * for what it was before, also when its number has been reused. A condition may have passed by the time it is reported,
+ * when somebody else has read or written: what is observed must be non-blocking.
  */
 PB_CLASS( UNIX_FD_OBSERVER, unixFdObserver )
 
@@ -31,9 +31,9 @@ PB_CLASS( UNIX_FD_OBSERVER, unixFdObserver )
 PB_API UNIX_FD_OBSERVER *unixFdObserverCreate( void );
 /**
  * Watches a descriptor for the conditions, changes them, or with 0 removes it. Must be called before the descriptor is
- * closed. Any thread; but while a report of this very descriptor is open, the call waits for unixFdObserverUnblock, so it
- * must not be made by the waiting thread before that. So when removing returns, no report of the descriptor is open or
- * will come. False when the system refuses; removing fails only when the observer is in error.
+ * closed. Any thread; but while a report of this very descriptor is open, the call waits for unixFdObserverUnblock, so
+ * it must not be made by the waiting thread before that. So when removing returns, no report of the descriptor is open
+ * or will come. False when the system refuses; removing fails only when the observer is in error.
  */
 PB_API PB_BOOL unixFdObserverSetFd( UNIX_FD_OBSERVER *observer, int fd, PB_INT conds );
 /**

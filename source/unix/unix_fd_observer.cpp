@@ -3,11 +3,11 @@
  * one by one. The waiting thread owns the batch; `monitor` guards the table of registrations and the open report.
  *
  * Every successful unixFdObserverSetFd gives the registration a new generation, which the kernel hands back with each
- * event. An event whose generation is no longer the registration's is dropped: since the set is level-triggered, what is
- * still true of the new registration comes again with the next batch, so nothing is lost by that.
+ * event. An event whose generation is no longer the registration's is dropped: since the set is level-triggered, what
+ * is still true of the new registration comes again with the next batch, so nothing is lost by that.
  *
- * The abort signal wakes the wait through an event counter that is a member of the set. The signal holds the waker, never
- * the observer, so the two do not keep each other alive.
+ * The abort signal wakes the wait through an event counter that is a member of the set. The signal holds the waker,
+ * never the observer, so the two do not keep each other alive.
  */
 #include <array>
 #include <pb/pb.hpp>

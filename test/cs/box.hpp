@@ -45,6 +45,10 @@ inline void freeBox( PB_OBJ *obj )
 }
 inline const PB_SORT boxSort = { "TEST_BOX", freeBox, nullptr, nullptr };
 
+/** The same under another name. */
+struct Crate : Box {};
+inline const PB_SORT crateSort = { "TEST_CRATE", freeBox, nullptr, nullptr };
+
 using Config = pb::Ref<CS_CONFIG>;
 using Store = pb::Ref<PB_STORE>;
 
@@ -53,6 +57,10 @@ using Store = pb::Ref<PB_STORE>;
 template <>
 struct pb::Class<test::Box> {
     static const PB_SORT *sort() { return &test::boxSort; }
+};
+template <>
+struct pb::Class<test::Crate> {
+    static const PB_SORT *sort() { return &test::crateSort; }
 };
 
 namespace test {
@@ -71,13 +79,14 @@ inline PB_STORE *sizeStore( PB_INT size, PB_BOOL full )
         pbStoreSetValueIntCstr( config.handle(), "size", -1, size );
     return config.give();
 }
-inline PB_OBJ *createBox( PB_STORE *optionalConfig, TR_ANCHOR * )
+template <class T>
+PB_OBJ *createBox( PB_STORE *optionalConfig, TR_ANCHOR * )
 {
     if ( hooks.create )
         hooks.create();
     if ( sizeIn( optionalConfig ) == 0 )
         return nullptr;
-    Box *box = pb::create<Box>();
+    T *box = pb::create<T>();
     box->setSize( sizeIn( optionalConfig ) );
     return box;
 }
@@ -103,10 +112,11 @@ inline void linkBox( PB_OBJ *, TR_ANCHOR * )
 {
     ++hooks.linked;
 }
-inline pb::Ref<CS_SORT_BACKEND> boxBackend( const PB_SORT *sort = &boxSort )
+template <class T = Box>
+pb::Ref<CS_SORT_BACKEND> boxBackend()
 {
-    return pb::adopt(
-        csSortBackendCreate( sort, createBox, boxConfig, setBoxConfig, normalizeBox, boxStatus, linkBox ) );
+    return pb::adopt( csSortBackendCreate(
+        pb::Class<T>::sort(), createBox<T>, boxConfig, setBoxConfig, normalizeBox, boxStatus, linkBox ) );
 }
 
 inline pb::Ref<PB_BUFFER> buffer( std::string_view bytes )
@@ -168,7 +178,8 @@ protected:
     void TearDown() override
     {
         hooks.create = hooks.set = hooks.free = nullptr;
-        EXPECT_TRUE( setConfig( "{\"modules\": {}, \"objects\": {}}" ) );
+        pb::Ref<PB_STRING> error;
+        EXPECT_TRUE( csStoreTrySetConfig( pb::adopt( csConfigCreate() ).get(), error.handle() ) );
     }
 };
 

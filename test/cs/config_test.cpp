@@ -19,8 +19,10 @@ using test::Store;
 namespace {
 
 /** Two modules with versions of their own, as the loader would know them. */
-constinit PB_MODULE_RECORD depotRecord = { PB_MODULE_RECORD_LAYOUT, "", "", 0, 0, 0, "", "", "", "depot", "", "17.1", "", "" };
-constinit PB_MODULE_RECORD yardRecord = { PB_MODULE_RECORD_LAYOUT, "", "", 0, 0, 0, "", "", "", "yard", "", "3.0", "", "" };
+constinit PB_MODULE_RECORD depotRecord = {
+    PB_MODULE_RECORD_LAYOUT, "", "", 0, 0, 0, "", "", "", "depot", "", "17.1", "", "" };
+constinit PB_MODULE_RECORD yardRecord = {
+    PB_MODULE_RECORD_LAYOUT, "", "", 0, 0, 0, "", "", "", "yard", "", "3.0", "", "" };
 constinit PB_MODULE depot = { { &pb___sort_PB_MODULE, 1 }, nullptr, nullptr, nullptr, nullptr, &depotRecord };
 constinit PB_MODULE yard = { { &pb___sort_PB_MODULE, 1 }, nullptr, nullptr, nullptr, nullptr, &yardRecord };
 
@@ -112,16 +114,18 @@ TEST( Update, RunsByDateFromTheRecordedVersionOn )
 {
     Modules modules;
     // registered out of order; two of one day run as they were registered
-    auto late = step( "2020-02-19", "e", 13 ), first = step( "2013-01-04", "a", 2 ), leap = step( "2020-02-29", "f", 16 ),
-         middle = step( "2017-10-13", "b", 7 ), same = step( "2017-10-13", "c", 8 ), next = step( "2018-07-03", "d", 10 );
+    auto late = step( "2020-02-19", "e", 13 ), first = step( "2013-01-04", "a", 2 ),
+         leap = step( "2020-02-29", "f", 16 ), middle = step( "2017-10-13", "b", 7 ),
+         same = step( "2017-10-13", "c", 8 ), next = step( "2018-07-03", "d", 10 );
     struct {
         const char *recorded, *trail;
     } rows[] = { { "", "abcdef" }, { "\"depot\": \"2.9\"", "abcdef" }, { "\"depot\": \"3.0\"", "bcdef" },
         { "\"depot\": \"8.0\"", "cdef" }, { "\"depot\": \"13.5\", \"yard\": \"1.0\"", "ef" },
         { "\"depot\": \"17.0\"", "" }, { "\"other\": \"99.0\", \"depot\": \"17.1\"", "" } };
     for ( const auto &row : rows ) {
-        std::string json = std::string( "{\"modules\": {" ) + row.recorded +
-                           R"(}, "objects": {"x": {"config": {}, "sort": "TEST_BOX"}, "y": {"sort": "OTHER", "config": {}},
+        std::string json =
+            std::string( "{\"modules\": {" ) + row.recorded +
+            R"(}, "objects": {"x": {"config": {}, "sort": "TEST_BOX"}, "y": {"sort": "OTHER", "config": {}},
                               "z": {"sort": "TEST_BOX", "extra": 1, "config": {"size": 2}}}})";
         Config before = test::config( json ), after = before;
         pb::Ref<PB_STRING> error;
@@ -151,7 +155,8 @@ TEST( Update, WhatANewerModuleWroteIsRefused )
     std::pair<const char *, const char *> rows[] = {
         { "\"depot\": \"18.0\"", "module depot: configuration was written by version 18.0, this is 17.1" },
         { "\"depot\": \"17.2\"", "module depot: configuration was written by version 17.2, this is 17.1" },
-        { "\"depot\": \"17.1\", \"yard\": \"3.10\"", "module yard: configuration was written by version 3.10, this is 3.0" },
+        { "\"depot\": \"17.1\", \"yard\": \"3.10\"",
+            "module yard: configuration was written by version 3.10, this is 3.0" },
     };
     for ( auto [recorded, expected] : rows ) {
         std::string json = std::string( "{\"modules\": {" ) + recorded + "}}";
@@ -178,8 +183,9 @@ TEST( Config, NormalizesWhatItKnows )
     csConfigNormalize( full.handle(), true );
     EXPECT_EQ( test::objects( brief.get() ),
         "a TEST_BOX {\"size\":3}; b TEST_BOX {}; c TEST_BOX {}; d OTHER {\"size\":\"x\"}; e CS_CONDITION {}" );
-    EXPECT_EQ( test::objects( full.get() ), "a TEST_BOX {\"size\":3}; b TEST_BOX {\"size\":1}; c TEST_BOX {\"size\":1}; "
-                                            "d OTHER {\"size\":\"x\"}; e CS_CONDITION {\"value\":false}" );
+    EXPECT_EQ( test::objects( full.get() ),
+        "a TEST_BOX {\"size\":3}; b TEST_BOX {\"size\":1}; c TEST_BOX {\"size\":1}; "
+        "d OTHER {\"size\":\"x\"}; e CS_CONDITION {\"value\":false}" );
     EXPECT_EQ( test::objects( config.get() ).find( "color" ) == std::string::npos, false );
     csConfigDelObject( full.handle(), test::str( "d" ).get() );
     EXPECT_FALSE( csConfigHasObject( full.get(), test::str( "d" ).get() ) );

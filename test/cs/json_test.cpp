@@ -2,16 +2,15 @@
 #include "box.hpp"
 #include <cs/cs_json_private.h>
 
-static const int fixture = test::addFixture( 10,
-    { [] {
-         PB_ASSERT( tr___ModuleStartup() );
-         PB_ASSERT( cs___ModuleStartup() );
-     },
-        [] {
-            cs___ModuleShutdown();
-            cs___ModuleShutdownWait();
-            tr___ModuleShutdown();
-        } } );
+static const int fixture = test::addFixture( 10, { [] {
+                                                      PB_ASSERT( tr___ModuleStartup() );
+                                                      PB_ASSERT( cs___ModuleStartup() );
+                                                  },
+                                                     [] {
+                                                         cs___ModuleShutdown();
+                                                         cs___ModuleShutdownWait();
+                                                         tr___ModuleShutdown();
+                                                     } } );
 
 static std::string decodeError( std::string_view json )
 {
@@ -194,7 +193,8 @@ TEST( Json, ErrorsSayWhereAndWhat )
         { "{\"objects\": {\"a\": []}}", "1:19 object \"a\" must be an object with \"sort\" and \"config\"" },
         { "{\"objects\": {\"a\": {\"config\": {}}}}", "1:19 object \"a\" has no \"sort\"" },
         { "{\"objects\": {\"a\": {\"sort\": 5}}}", "1:28 the sort of object \"a\" must be a string, not an empty one" },
-        { "{\"objects\": {\"a\": {\"sort\": \"\"}}}", "1:28 the sort of object \"a\" must be a string, not an empty one" },
+        { "{\"objects\": {\"a\": {\"sort\": \"\"}}}",
+            "1:28 the sort of object \"a\" must be a string, not an empty one" },
         { "{\"objects\": {\"a\": {\"sort\": \"S\", \"config\": []}}}",
             "1:43 the configuration of object \"a\" must be an object" },
     };

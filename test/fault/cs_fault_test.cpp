@@ -1,11 +1,17 @@
 /* The ladder under configurations on their way to a file and back. */
-#include <cs/cs.h>
+#include <cs/cs_private.h>
 #include <fault/fault.h>
 #include <fault/fault_files.h>
 
 namespace {
 
 using FaultConfig = fault::Files;
+
+const int fixture = test::addFixture( 10, { [] { PB_ASSERT( cs___ModuleStartup() ); },
+                                              [] {
+                                                  cs___ModuleShutdown();
+                                                  cs___ModuleShutdownWait();
+                                              } } );
 
 const char *const stored = R"({ "modules": {}, "objects": { "stored": { "sort": "UNKNOWN", "config": {} } } })";
 

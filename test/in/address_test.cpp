@@ -282,8 +282,9 @@ TEST( Address, Hosts )
     for ( const Text &row : hosts ) {
         pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromHost( str( row.text ).get() ) );
         EXPECT_EQ( ina ? test::textOf( ina.get() ) : "null", row.shrunk ) << row.text;
-        if ( ina )
+        if ( ina ) {
             EXPECT_EQ( take( inAddressToHost( ina.get() ) ), row.expanded );
+        }
     }
 }
 
@@ -347,8 +348,9 @@ TEST( Address, Bytes )
             pbBufferAppendByte( buf.handle(), 17 );
         pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromBuffer( buf.get() ) );
         ASSERT_EQ( bool( ina ), length == 4 || length == 16 ) << length;
-        if ( ina )
+        if ( ina ) {
             EXPECT_TRUE( pbBufferEquals( pb::adopt( inAddressToBuffer( ina.get() ) ).get(), buf.get() ) );
+        }
     }
     pb::Ref<IN_ADDRESS> v4 = pb::adopt( inAddressCreateV4( bytes ) );
     EXPECT_EQ( inAddressByteAt( v4.get(), 3 ), 4 );

@@ -4,19 +4,20 @@
 #include <in/base/in_flags_private.h>
 #include <in/base/in_module_private.h>
 #include <in/in.h>
+#include <pr/pr.h>
 #include <support/test_support.h>
+#include <tr/tr.h>
 
 namespace {
 
-void stopModule()
-{
-    in___ModuleShutdown();
-    in___ModuleShutdownWait();
-    EXPECT_EQ( in___AddressVersionEnum.get(), pb::released<PB_ENUM>() );
-    EXPECT_EQ( in___FlagsFlagset.get(), pb::released<PB_FLAGSET>() );
-}
+const int modules = test::addModules( { trModule(), prModule(), csModule(), inModule() } );
 
-const int fixture = test::addFixture( 100, { [] { EXPECT_TRUE( in___ModuleStartup() ); }, stopModule } );
+// checked after the module was stopped
+const int globals = test::addFixture( -1, { [] {},
+                                              [] {
+                                                  EXPECT_EQ( in___AddressVersionEnum.get(), pb::released<PB_ENUM>() );
+                                                  EXPECT_EQ( in___FlagsFlagset.get(), pb::released<PB_FLAGSET>() );
+                                              } } );
 
 } // namespace
 

@@ -149,8 +149,9 @@ TEST( Network, Contains )
         EXPECT_EQ( inNetworkContainsNetwork( outer.get(), network( row.inner ).get() ), row.contains )
             << row.outer << ' ' << row.inner;
         pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromString( str( row.inner ).get() ) );
-        if ( ina )
+        if ( ina ) {
             EXPECT_EQ( inNetworkContainsAddress( outer.get(), ina.get() ), row.contains ) << row.outer << ' ' << row.inner;
+        }
     }
 }
 

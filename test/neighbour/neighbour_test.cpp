@@ -57,6 +57,7 @@ TEST( Neighbour, RealLinks )
     sh( "ip address add 10.9.0.1/24 dev v0 && ip -6 address add fd00:9::1/64 dev v0 nodad" );
     peer.run( "ip link set w0 address 02:53:00:00:00:aa && ip link set w1 address 02:53:00:00:00:bb" );
     peer.run( "ip address add 10.9.0.2/24 dev w0 && ip -6 address add fd00:9::2/64 dev w0 nodad" );
+    peer.run( "echo 1 > /proc/sys/net/ipv4/conf/w1/arp_ignore" ); // else it answers for addresses of w0 too
     peer.run( "ip -6 address add fe80::2/64 dev w0 nodad && ip -6 address add fe80::2/64 dev w1 nodad" );
     sh( "ip -6 address add fe80::1/64 dev v0 nodad && ip -6 address add fe80::1/64 dev v1 nodad" );
 

@@ -51,6 +51,21 @@ int test::addFixture( int priority, Fixture fixture )
     return priority;
 }
 
+int test::addModules( std::vector<PB_MODULE *> modules )
+{
+    auto start = [modules] {
+        for ( PB_MODULE *module : modules )
+            ASSERT_TRUE( !module->startup || module->startup() ) << module->record->name;
+    };
+    auto stop = [modules] {
+        for ( auto phase : { &PB_MODULE::shutdown, &PB_MODULE::shutdownWait } )
+            for ( auto module = modules.rbegin(); module != modules.rend(); ++module )
+                if ( ( *module )->*phase )
+                    ( ( *module )->*phase )();
+    };
+    return addFixture( 0, { start, stop } );
+}
+
 int main( int argc, char **argv )
 {
     testing::InitGoogleTest( &argc, argv );

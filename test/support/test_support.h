@@ -4,9 +4,11 @@
 #ifndef TEST_SUPPORT_H
 #define TEST_SUPPORT_H
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <pb/pb.hpp>
 #include <string>
+#include <vector>
 
 namespace test {
 
@@ -31,11 +33,14 @@ std::string textOf( T *object )
 
 /** Started by main before the first test and stopped after the last: the modules that a test program needs. */
 struct Fixture {
-    void ( *start )();
-    void ( *stop )();
+    std::function<void()> start;
+    std::function<void()> stop;
 };
 /** Registers a fixture; call it through a namespace-scope variable. Fixtures start in the order of their priority. */
 int addFixture( int priority, Fixture fixture );
+
+/** Registers modules, in the order of their start: as the runtime does, both phases of stopping go in reverse. */
+int addModules( std::vector<PB_MODULE *> modules );
 
 } // namespace test
 

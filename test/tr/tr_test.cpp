@@ -1,4 +1,7 @@
-/* Streams, anchors and sinks: what is recorded, what a sink is told that comes late or goes early, alone and under load. */
+/*
+ * Streams, anchors and sinks: what is recorded, what a sink is told that comes late or goes early, alone and under
+ * load.
+ */
 #include <atomic>
 #include <fcntl.h>
 #include <filesystem>

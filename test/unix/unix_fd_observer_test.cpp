@@ -1,4 +1,6 @@
-/* The observer: what it reports for which descriptor, and what it must not report after a change, alone and under load. */
+/*
+ * The observer: what it reports for which descriptor, and what it must not report after a change, alone and under load.
+ */
 #include <array>
 #include <atomic>
 #include <fcntl.h>

@@ -1,0 +1,261 @@
+/* Observers of objects and conditions: what they follow, when they fire, and that no change is missed under load. */
+#include "box.hpp"
+#include <thread>
+
+using test::hooks;
+using test::live;
+using test::str;
+
+namespace {
+
+struct BoxObserver {
+    pb::Ref<CS_OBJECT_OBSERVER> observer = pb::adopt( csObjectObserverCreate( &test::boxSort, nullptr ) );
+    test::Waiter change;
+
+    BoxObserver() { fired(); }
+    ~BoxObserver() { csObjectObserverUpdateDelSignalable( observer.get(), change.get() ); }
+    void configure( const char *name, PB_OBJ *direct = nullptr )
+    {
+        csObjectObserverConfigure( observer.get(), name ? str( name ).get() : nullptr, direct );
+    }
+    pb::Ref<PB_OBJ> object() { return pb::adopt( csObjectObserverObject( observer.get() ) ); }
+    bool fired()
+    {
+        bool hasFired = change.fired();
+        csObjectObserverUpdateAddSignalable( observer.get(), change.get() );
+        return hasFired;
+    }
+};
+
+struct ConditionObserver {
+    pb::Ref<CS_CONDITION_OBSERVER> observer = pb::adopt( csConditionObserverCreate( nullptr ) );
+    test::Waiter change;
+
+    explicit ConditionObserver( const char *name = nullptr, CS_CONDITION *direct = nullptr )
+    {
+        configure( name, direct );
+        add();
+    }
+    ~ConditionObserver() { csConditionObserverUpdateDelSignalable( observer.get(), change.get() ); }
+    void configure( const char *name, CS_CONDITION *direct = nullptr )
+    {
+        csConditionObserverConfigure( observer.get(), name ? str( name ).get() : nullptr, direct );
+    }
+    void add() { csConditionObserverUpdateAddSignalable( observer.get(), change.get() ); }
+    bool fired()
+    {
+        bool hasFired = change.fired();
+        add();
+        return hasFired;
+    }
+    /** The value as "0" or "1", "-" when there is no condition. */
+    std::string value()
+    {
+        bool whenTrue = csConditionObserverConditionValueWithFallback( observer.get(), true );
+        bool whenFalse = csConditionObserverConditionValueWithFallback( observer.get(), false );
+        return whenTrue != whenFalse ? "-" : whenTrue ? "1" : "0";
+    }
+};
+
+bool setCondition( const char *name, bool value )
+{
+    test::Store config = pb::adopt( pbStoreCreate() );
+    pbStoreSetValueBoolCstr( config.handle(), "value", -1, value );
+    return csStoreTrySetObject( str( name ).get(), str( "CS_CONDITION" ).get(), config.get() );
+}
+
+class Observer : public test::StoreTest {
+protected:
+    pb::Ref<CS_SORT_BACKEND> backend = test::boxBackend();
+};
+
+} // namespace
+
+TEST_F( Observer, FollowsANameOrAnObject )
+{
+    BoxObserver observer;
+    EXPECT_FALSE( observer.object() );
+    observer.configure( "a" );
+    EXPECT_FALSE( observer.fired() ) << "there is nothing under the name";
+    test::setBox( "a", 2 );
+    EXPECT_TRUE( observer.fired() ) << "appears";
+    EXPECT_EQ( observer.object().get(), live( "a" ).get() );
+    test::setBox( "a", 3 );
+    test::setBox( "b", 3 );
+    EXPECT_FALSE( observer.fired() ) << "the same object, and another name";
+    setCondition( "a", true );
+    EXPECT_TRUE( observer.fired() ) << "another sort is none";
+    EXPECT_FALSE( observer.object() );
+    test::setBox( "a", 2 );
+    EXPECT_TRUE( observer.fired() );
+    observer.configure( "b" );
+    EXPECT_TRUE( observer.fired() );
+    EXPECT_EQ( observer.object().get(), live( "b" ).get() );
+    csStoreDelObject( str( "a" ).get() );
+    EXPECT_FALSE( observer.fired() ) << "no longer its name";
+
+    // An object that is given goes first; the name counts again after it.
+    test::setBox( "c", 4 );
+    observer.configure( "b", live( "c" ).get() );
+    EXPECT_TRUE( observer.fired() );
+    test::setConfig( "{}" );
+    EXPECT_FALSE( observer.fired() ) << "what is given stays";
+    EXPECT_EQ( static_cast<test::Box *>( observer.object().get() )->getSize(), 4 );
+    observer.configure( "b" );
+    EXPECT_TRUE( observer.fired() );
+    EXPECT_FALSE( observer.object() );
+    test::setBox( "b", 5 );
+    EXPECT_TRUE( observer.fired() );
+    backend = nullptr;
+    EXPECT_TRUE( observer.fired() ) << "the backend has gone, and the object with it";
+    EXPECT_FALSE( observer.object() );
+    EXPECT_DEATH( observer.configure( "a/b" ), "csObjectRecordNameOk" );
+}
+
+TEST_F( Observer, DropsWhatLeavesTheStore )
+{
+    bool freed = false;
+    hooks.free = [&] { freed = true; };
+    BoxObserver observer;
+    observer.configure( "a" );
+    test::setBox( "a", 2 );
+    csStoreDelObject( str( "a" ).get() );
+    EXPECT_TRUE( freed );
+}
+
+TEST_F( Observer, LinksStreamsWhileSomebodyListens )
+{
+    auto begins = [] {
+        BoxObserver observer;
+        int before = hooks.linked;
+        observer.configure( "a" );
+        return hooks.linked - before;
+    };
+    test::setBox( "a", 2 );
+    EXPECT_EQ( begins(), 0 );
+    auto sink = pb::adopt( trSinkCreateRecorder( false ) );
+    trSystemAddSink( sink.get() );
+    EXPECT_EQ( begins(), 1 );
+    trSystemDelSink( sink.get() );
+}
+
+TEST_F( Observer, Conditions )
+{
+    ConditionObserver observer( "on" );
+    EXPECT_EQ( observer.value(), "-" );
+    EXPECT_TRUE( setCondition( "on", true ) );
+    EXPECT_TRUE( observer.fired() );
+    EXPECT_EQ( observer.value(), "1" );
+    EXPECT_TRUE( setCondition( "on", true ) );
+    EXPECT_FALSE( observer.fired() );
+    auto on = pb::adopt( csConditionFrom( live( "on" ).give() ) );
+    csConditionSetValue( on.get(), false );
+    EXPECT_TRUE( observer.fired() );
+    EXPECT_EQ( observer.value(), "0" );
+
+    // The condition's own signal, and one that is given directly.
+    test::Waiter change;
+    auto direct = pb::adopt( csConditionCreate( true ) );
+    csConditionUpdateAddSignalable( direct.get(), change.get() );
+    observer.configure( "on", direct.get() );
+    EXPECT_TRUE( observer.fired() );
+    EXPECT_EQ( observer.value(), "1" );
+    csConditionSetValue( on.get(), true );
+    EXPECT_FALSE( observer.fired() ) << "follows it no longer";
+    csConditionSetValue( direct.get(), false );
+    EXPECT_TRUE( observer.fired() );
+    EXPECT_TRUE( change.fired() );
+    csConditionUpdateAddSignalable( direct.get(), change.get() );
+    csConditionUpdateDelSignalable( direct.get(), change.get() );
+    csConditionSetValue( direct.get(), true );
+    EXPECT_FALSE( change.fired() );
+
+    observer.configure( nullptr );
+    EXPECT_EQ( observer.value(), "-" );
+    observer.configure( "on" );
+    observer.fired();
+    csStoreDelObject( str( "on" ).get() );
+    EXPECT_TRUE( observer.fired() );
+    EXPECT_EQ( observer.value(), "-" );
+}
+
+TEST_F( Observer, NoChangeIsMissed )
+{
+    // Each thread must see every round's value: the next round only begins when all have.
+    constexpr int threadCount = 6, rounds = 400;
+    std::atomic<int> round{ 0 }, seen{ 0 };
+    std::vector<std::thread> threads;
+    auto expected = []( int number ) { return number % 3 == 2 ? "-" : number % 3 == 1 ? "1" : "0"; };
+    setCondition( "on", false );
+    for ( int i = 0; i < threadCount; ++i )
+        threads.emplace_back( [&] {
+            ConditionObserver observer( "on" );
+            for ( int number = 1; number <= rounds; ++number ) {
+                while ( round < number || observer.value() != expected( number ) ) {
+                    observer.change.wait();
+                    observer.add();
+                }
+                if ( ++seen == number * threadCount )
+                    seen.notify_one();
+            }
+        } );
+    for ( int number = 1; number <= rounds; ++number ) {
+        round = number;
+        if ( number % 3 == 2 )
+            csStoreDelObject( str( "on" ).get() );
+        else
+            setCondition( "on", number % 3 == 1 );
+        for ( int count; ( count = seen ) < number * threadCount; )
+            seen.wait( count );
+    }
+    for ( std::thread &thread : threads )
+        thread.join();
+}
+
+TEST_F( Observer, AgreesWithTheStoreAfterARace )
+{
+    constexpr int threadCount = 8, rounds = 300;
+    const char *names[] = { "a", "b", "c" };
+    std::vector<std::thread> threads;
+    std::vector<BoxObserver> observers( 3 );
+    auto direct = pb::adopt( csConditionCreate( false ) );
+    for ( int i = 0; i < threadCount; ++i )
+        threads.emplace_back( [&, i] {
+            for ( int round = 0; round < rounds; ++round ) {
+                const char *name = names[( i + round ) % 3];
+                switch ( i % 4 ) {
+                case 0:
+                    test::setBox( name, 1 + round % 5 );
+                    csStoreDelObject( str( names[round % 3] ).get() );
+                    break;
+                case 1:
+                    setCondition( name, round % 2 );
+                    csConditionSetValue( direct.get(), round % 2 );
+                    test::setBox( name, 2 );
+                    break;
+                case 2: {
+                    BoxObserver passing;
+                    passing.configure( name );
+                    passing.object();
+                    observers[static_cast<std::size_t>( round % 3 )].configure( name );
+                    break;
+                }
+                case 3: {
+                    ConditionObserver passing( name, round % 2 ? direct.get() : nullptr );
+                    passing.value();
+                    observers[static_cast<std::size_t>( round % 3 )].object();
+                    passing.configure( nullptr );
+                    break;
+                }
+                }
+            }
+        } );
+    for ( std::thread &thread : threads )
+        thread.join();
+    for ( std::size_t i = 0; i < 3; ++i ) {
+        observers[i].configure( names[i] );
+        pb::Ref<PB_OBJ> object = live( names[i] );
+        bool box = object && pbObjSort( object.get() ) == &test::boxSort;
+        EXPECT_EQ( observers[i].object().get(), box ? object.get() : nullptr );
+    }
+}
