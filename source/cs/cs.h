@@ -70,6 +70,13 @@ PB_API CS_SORT_BACKEND *csSortBackendCreate( const PB_SORT *sort, CS_SORT_TRY_CR
     CS_SORT_CONFIG_FUNC *configFunc, CS_SORT_SET_CONFIG_FUNC *setConfigFunc,
     CS_SORT_NORMALIZE_CONFIG_FUNC *normalizeConfigFunc, CS_SORT_STATUS_FUNC *optionalStatusFunc,
     CS_SORT_TRACE_COMPLETE_ANCHOR_FUNC *optionalTraceCompleteAnchorFunc );
+/**
+ * What normalising would pass over in a configuration, a new store: the path of each such key ("udpOptions.portRange")
+ * leads to the reason, in words.
+ */
+typedef PB_STORE *CS_SORT_CHECK_FUNC( PB_STORE *config );
+/** Lets configurations of the sort be checked; once, right after registering. */
+PB_API void csSortBackendSetCheckFunc( CS_SORT_BACKEND *backend, CS_SORT_CHECK_FUNC *checkFunc );
 /** Whether a sort of that name is registered. */
 PB_API PB_BOOL csSortRegistered( PB_STRING *sortName );
 
@@ -140,6 +147,8 @@ PB_API PB_MODULE_VERSION *csConfigModuleVersion( CS_CONFIG *config, PB_STRING *m
  * newer than the module; otherwise runs the registered updates in date order and records the current versions.
  */
 PB_API PB_BOOL csConfigTryUpdate( CS_CONFIG **config, PB_STRING **error );
+/** Checks the configuration of an object, a new store as from its sort's check function; null when there is none. */
+PB_API PB_STORE *csConfigCheckObject( CS_CONFIG *config, PB_STRING *name );
 /** Normalises the configuration of every object whose sort is registered; the others stay as they are. */
 PB_API void csConfigNormalize( CS_CONFIG **config, PB_BOOL full );
 

@@ -38,6 +38,7 @@ static void cs___SortBackendFreeFunc( PB_OBJ *obj )
         cs::Aftermath after;
         pb::Lock lock( cs::state->monitor );
         cs::state->sorts.erase( pbSortName( registration->backend->sort ) );
+        cs::state->checks.erase( pbSortName( registration->backend->sort ) );
         cs::storeForgetBackendLocked( registration->backend.get(), after );
     }
     pb::destroy<CS_SORT_BACKEND>( obj );
@@ -113,6 +114,14 @@ CS_SORT_BACKEND *csSortBackendCreate( const PB_SORT *sort, CS_SORT_TRY_CREATE_FU
     }
     PB_ASSERT( sortIsNew );
     return pb::create<CS_SORT_BACKEND>( std::move( backend ) );
+}
+
+void csSortBackendSetCheckFunc( CS_SORT_BACKEND *backend, CS_SORT_CHECK_FUNC *checkFunc )
+{
+    PB_ASSERT( backend );
+    PB_ASSERT( checkFunc );
+    pb::Lock lock( cs::state->monitor );
+    cs::state->checks[pbSortName( backend->backend->sort )] = checkFunc;
 }
 
 cs::SortBackendPtr cs::sortBackendLocked( const std::string &sortName )

@@ -22,15 +22,26 @@ static void cs___ConfigFreeFunc( PB_OBJ *obj )
     pb::destroy<CS_CONFIG>( obj );
 }
 
+static void cs___PutBack( pb::Ref<PB_STORE> &top, const char *key, PB_STORE *store )
+{
+    if ( pbStoreLength( store ) > 0 )
+        pbStoreSetStoreCstr( top.handle(), key, -1, store );
+}
+
+/** The top-level store as it stands in the file. */
+static pb::Ref<PB_STORE> cs___ConfigWhole( CS_CONFIG *config )
+{
+    pb::Ref<PB_STORE> top = config->rest;
+    cs___PutBack( top, "modules", config->modules.get() );
+    cs___PutBack( top, "objects", config->objects.get() );
+    return top;
+}
+
 static PB_INT cs___ConfigCompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
 {
-    auto *a = static_cast<CS_CONFIG *>( thisObj );
-    auto *b = static_cast<CS_CONFIG *>( thatObj );
-    if ( PB_INT order = pbStoreCompare( a->objects.get(), b->objects.get() ) )
-        return order;
-    if ( PB_INT order = pbStoreCompare( a->modules.get(), b->modules.get() ) )
-        return order;
-    return pbStoreCompare( a->rest.get(), b->rest.get() );
+    pb::Ref<PB_STORE> thisStore = cs___ConfigWhole( static_cast<CS_CONFIG *>( thisObj ) );
+    pb::Ref<PB_STORE> thatStore = cs___ConfigWhole( static_cast<CS_CONFIG *>( thatObj ) );
+    return pbStoreCompare( thisStore.get(), thatStore.get() );
 }
 
 PB_CLASS_DEFINE( CS_CONFIG, csConfig, cs___ConfigFreeFunc, cs___ConfigCompFunc, nullptr );
@@ -126,12 +137,6 @@ pb::Ref<PB_STORE> takeOut( pb::Ref<PB_STORE> &top, const char *key )
     return store;
 }
 
-void putBack( pb::Ref<PB_STORE> &top, const char *key, PB_STORE *store )
-{
-    if ( pbStoreLength( store ) > 0 )
-        pbStoreSetStoreCstr( top.handle(), key, -1, store );
-}
-
 std::string_view bytes( PB_BUFFER *buf )
 {
     return {
@@ -221,10 +226,7 @@ CS_CONFIG *csConfigTryLoad( PB_STRING *path, PB_STRING **error )
 PB_BUFFER *csConfigEncode( CS_CONFIG *config )
 {
     PB_ASSERT( config );
-    pb::Ref<PB_STORE> top = config->rest;
-    putBack( top, "modules", config->modules.get() );
-    putBack( top, "objects", config->objects.get() );
-    std::string json = cs::jsonEncode( top.get() );
+    std::string json = cs::jsonEncode( cs___ConfigWhole( config ).get() );
     return pbBufferCreateFromBytesCopy( json.data(), PB_INT_FROM( json.size() ) );
 }
 
@@ -320,6 +322,23 @@ PB_MODULE_VERSION *csConfigModuleVersion( CS_CONFIG *config, PB_STRING *moduleNa
     PB_ASSERT( moduleName );
     pb::Ref<PB_STRING> version = pb::adopt( pbStoreValue( config->modules.get(), moduleName ) );
     return version ? pbModuleVersionTryCreate( version.get() ) : nullptr;
+}
+
+PB_STORE *csConfigCheckObject( CS_CONFIG *config, PB_STRING *name )
+{
+    pb::Ref<PB_STRING> sortName = pb::adopt( csConfigObjectSort( config, name ) );
+    pb::Ref<PB_STORE> stored = pb::adopt( sortName ? csConfigObjectConfig( config, name ) : nullptr );
+    if ( !stored )
+        return nullptr;
+    CS_SORT_CHECK_FUNC *check = nullptr;
+    {
+        std::string key = pb::text( sortName.get() );
+        pb::Lock lock( cs::state->monitor );
+        auto place = cs::state->checks.find( key );
+        if ( place != cs::state->checks.end() )
+            check = place->second;
+    }
+    return check ? check( stored.get() ) : nullptr;
 }
 
 void csConfigNormalize( CS_CONFIG **config, PB_BOOL full )

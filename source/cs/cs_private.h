@@ -91,6 +91,7 @@ struct State {
     pb::Monitor changes; /* held by who changes the store, see cs_store.cpp; taken before the other */
     std::map<std::string, ModuleBackendPtr> modules PB_GUARDED_BY( monitor );
     std::unordered_map<std::string, SortBackendPtr> sorts PB_GUARDED_BY( monitor );
+    std::unordered_map<std::string, CS_SORT_CHECK_FUNC *> checks PB_GUARDED_BY( monitor );
     std::multimap<std::string, UpdateBackendPtr> updates PB_GUARDED_BY( monitor ); /* by date, then as registered */
 
     pb::Ref<CS_CONFIG> config PB_GUARDED_BY( monitor ) = pb::adopt( csConfigCreate() ); /* what the store shall hold */

@@ -368,7 +368,7 @@ public:
     constexpr Monitor() noexcept = default;
     Monitor( const Monitor & ) = delete;
     Monitor &operator=( const Monitor & ) = delete;
-    ~Monitor() { pthread_mutex_destroy( &mutex ); }
+    // no destructor: Linux needs none, and a namespace-scope monitor must outlive threads that run to the end
 
     void enter() PB_ACQUIRE() { check( pthread_mutex_lock( &mutex ), "enter" ); }
     void leave() PB_RELEASE() { check( pthread_mutex_unlock( &mutex ), "leave" ); }
@@ -401,7 +401,6 @@ public:
     constexpr Region() noexcept = default;
     Region( const Region & ) = delete;
     Region &operator=( const Region & ) = delete;
-    ~Region() { pthread_rwlock_destroy( &lock ); }
 
     void enterShared() PB_ACQUIRE_SHARED() { check( pthread_rwlock_rdlock( &lock ), "enterShared" ); }
     void leaveShared() PB_RELEASE_SHARED() { check( pthread_rwlock_unlock( &lock ), "leaveShared" ); }

@@ -35,10 +35,25 @@ Json objects( CS_CONFIG *config, Describe describe )
     return results;
 }
 
+/** What the loaded modules would pass over in an object's configuration: "udpOptions.portRange: wrong type". */
+Json ignored( CS_CONFIG *config, PB_STRING *name )
+{
+    Json lines = Json::array();
+    pb::Ref<PB_STORE> report = pb::adopt( csConfigCheckObject( config, name ) );
+    for ( PB_INT i = 0; report && i < pbStoreLength( report.get() ); ++i )
+        lines.push_back( take( pbStoreKeyAt( report.get(), i ) ) + ": " + take( pbStoreValueAt( report.get(), i ) ) );
+    return lines;
+}
+
 Json check( CS_CONFIG *config )
 {
-    return objects( config, []( Json &item, PB_STRING *, PB_STRING *sort ) {
-        item["result"] = csSortRegistered( sort ) ? "ok" : "kept as it is: no loaded module knows this sort";
+    return objects( config, [&]( Json &item, PB_STRING *name, PB_STRING *sort ) {
+        if ( !csSortRegistered( sort ) )
+            item["result"] = "kept as it is: no loaded module knows this sort";
+        else if ( Json lines = ignored( config, name ); lines.empty() )
+            item["result"] = "ok";
+        else
+            item["ignored"] = lines;
     } );
 }
 

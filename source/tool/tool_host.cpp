@@ -1,4 +1,4 @@
-/* The commands that look at the host and at the program itself: neighbour, modules. */
+/* The commands that look at the host and at the program itself: neighbour, nameservers, modules. */
 #include <in/in.h>
 #include <tool/tool.hpp>
 
@@ -22,6 +22,15 @@ Json neighbour( const std::string &text, const std::string &interface )
         item["interface"] = interface;
     item["mac"] = take( inEui48AddressToString( inea.get() ) );
     return item;
+}
+
+Json nameServers()
+{
+    Json results = Json::array();
+    pb::Ref<PB_VECTOR> servers = pb::adopt( inDnsServersVector() );
+    for ( PB_INT i = 0; i < pbVectorLength( servers.get() ); ++i )
+        results.push_back( take( pbObjToString( pb::adopt( pbVectorObjAt( servers.get(), i ) ).get() ) ) );
+    return results;
 }
 
 Json words( const std::string &text )
@@ -60,6 +69,9 @@ void tool::addHostCommands( CLI::App &app, Output &output )
     look->add_option( "ADDRESS", address, "Its IPv4 or IPv6 address" )->required();
     look->add_option( "--interface", interface, "The interface to look on (default: any)" );
     look->callback( [&] { output.print( neighbour( address, interface ) ); } );
+
+    CLI::App *servers = app.add_subcommand( "nameservers", "Show the host's name servers" );
+    servers->callback( [&] { output.print( nameServers() ); } );
 
     CLI::App *list = app.add_subcommand( "modules", "Show the loaded modules, their versions and what they require" );
     list->callback( [&] { output.print( modules() ); } );

@@ -1,133 +1,16 @@
-/*
- * The wrapped calls, and the ladder that makes them fail. The plan is written by the test's thread while nothing is
- * armed, and read by any.
- */
+/* The ladder: runs a scenario with one call after the other failing. */
 #include <array>
-#include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
 #include <fault/fault.h>
-#include <fcntl.h>
-#include <ifaddrs.h>
-#include <net/if.h>
-#include <netdb.h>
-#include <poll.h>
-#include <pthread.h>
+#include <fault/fault_plan.h>
 #include <set>
-#include <spawn.h>
 #include <support/test_support.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <sys/ioctl.h>
-#include <sys/random.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
-constexpr int FEWER = 0x10000; // not an error: the call moves fewer bytes than it could
-constexpr int DONE = 0x20000;  // added to an error: the call is made, then fails
-constexpr int ERROR_MASK = 0xFFFF;
-
-constexpr int done( int error )
-{
-    return error | DONE;
-}
-
-constexpr size_t half( size_t count )
-{
-    return count > 1 ? count / 2 : count;
-}
-
-/** Which call fails, and how; what came of it. */
-struct Plan {
-    std::atomic<bool> armed = false;
-    std::atomic<int> target = 0;              // the call that fails: 1 for the first
-    std::atomic<int> error = 0;               // which of its errors: 0 for the first
-    std::atomic<int> count = 0;               // calls so far
-    std::atomic<const char *> name = nullptr; // the call that was the target
-    std::atomic<int> injected = 0;            // how it failed
-    std::atomic<bool> lastError = false;      // whether it can fail in no other way
-};
-constinit Plan plan;
-
-/** How the call that is being made is to fail: 0 when it is not. */
-int nextError( const char *name, std::initializer_list<int> errors )
-{
-    if ( !plan.armed || ++plan.count != plan.target )
-        return 0;
-    auto index = static_cast<size_t>( plan.error.load() );
-    plan.name = name;
-    plan.lastError = index + 1 == errors.size();
-    plan.injected = errors.begin()[index];
-    return plan.injected;
-}
-
-} // namespace
-
-// The calls under their own names, for the wrappers and for what is asked meanwhile: it must not count.
-#define SYSTEM_CALL( name, result, parameters, ... ) extern "C" result __real_##name parameters;
-#define SYSTEM_CODE( name, parameters, ... ) extern "C" int __real_##name parameters;
-#define SYSTEM_TRANSFER( name, parameters, ... ) extern "C" ssize_t __real_##name parameters;
-#define SYSTEM_INSTEAD( name, result, parameters, ... ) extern "C" result __real_##name parameters;
-#define SYSTEM_SURE( name )
-#include <fault/system_calls.inc>
-#undef SYSTEM_CALL
-#undef SYSTEM_CODE
-#undef SYSTEM_TRANSFER
-#undef SYSTEM_INSTEAD
-
-/** Event counters and their kin always take and give their eight bytes whole, so nothing fails there. */
-static bool movesStream( int fd )
-{
-    struct stat status;
-    return __real_fstat( fd, &status ) == 0 && ( status.st_mode & S_IFMT ) != 0;
-}
-
-#define SYSTEM_CALL( name, result, parameters, arguments, failed, ... ) \
-    extern "C" result __wrap_##name parameters;                         \
-    result __wrap_##name parameters                                     \
-    {                                                                   \
-        int error = nextError( #name, { __VA_ARGS__ } );                \
-        if ( !error )                                                   \
-            return __real_##name arguments;                             \
-        if ( error & DONE )                                             \
-            (void)__real_##name arguments;                              \
-        errno = error & ERROR_MASK;                                     \
-        return failed;                                                  \
-    }
-#define SYSTEM_CODE( name, parameters, arguments, ... )  \
-    extern "C" int __wrap_##name parameters;             \
-    int __wrap_##name parameters                         \
-    {                                                    \
-        int error = nextError( #name, { __VA_ARGS__ } ); \
-        return error ? error : __real_##name arguments;  \
-    }
-#define SYSTEM_TRANSFER( name, parameters, arguments, fewer, ... )                      \
-    extern "C" ssize_t __wrap_##name parameters;                                        \
-    ssize_t __wrap_##name parameters                                                    \
-    {                                                                                   \
-        int error = movesStream( fd ) ? nextError( #name, { FEWER, __VA_ARGS__ } ) : 0; \
-        if ( !error )                                                                   \
-            return __real_##name arguments;                                             \
-        if ( error == FEWER )                                                           \
-            return __real_##name fewer;                                                 \
-        errno = error;                                                                  \
-        return -1;                                                                      \
-    }
-#define SYSTEM_INSTEAD( name, result, parameters, arguments, instead )                      \
-    extern "C" result __wrap_##name parameters;                                             \
-    result __wrap_##name parameters                                                         \
-    {                                                                                       \
-        return nextError( #name, { 1 } ) ? __real_##name instead : __real_##name arguments; \
-    }
-#include <fault/system_calls.inc>
+using fault::plan;
 
 fault::Armed::Armed()
 {
@@ -158,9 +41,9 @@ std::string describeRung()
         return text + " was not reached";
     int injected = plan.injected;
     text += std::string( " (" ) + name + ") ";
-    if ( injected & FEWER )
+    if ( injected & fault::FEWER )
         return text + "moved fewer bytes";
-    const char *error = strerrorname_np( injected & ERROR_MASK );
+    const char *error = strerrorname_np( injected & fault::ERROR_MASK );
     return text + "failed: " + ( error ? error : std::to_string( injected ) );
 }
 
@@ -171,7 +54,7 @@ void reportHang( int )
     const char *name = plan.name;
     int length = std::snprintf( text.data(), text.size(), "the scenario hangs after call %d (%s), error %#x\n",
         plan.target.load(), name ? name : "not reached", static_cast<unsigned>( plan.injected.load() ) );
-    [[maybe_unused]] ssize_t written = __real_write( STDERR_FILENO, text.data(), static_cast<size_t>( length ) );
+    [[maybe_unused]] ssize_t written = write( STDERR_FILENO, text.data(), static_cast<size_t>( length ) );
     abort();
 }
 

@@ -1,4 +1,5 @@
 /* Every class of the library keeps the object protocol. */
+#include <algorithm>
 #include <in/in.h>
 #include <support/conformance.hpp>
 
@@ -35,6 +36,127 @@ test::Samples<IN_NETWORK> samples()
 {
     return parsed<IN_NETWORK>( inNetworkTryCreateFromString,
         { "0.0.0.0/0", "10.0.0.0", "10.0.0.0/8", "10.0.0.0/16", "10.0.0.1", "::", "::/0", "2001:db8::/32" } );
+}
+
+/** Endpoints in their order: by address, then by number. */
+template <class T>
+test::Samples<T> endpoints( T *( *create )( IN_ADDRESS *, PB_INT ) )
+{
+    test::Samples<T> objects;
+    for ( const char *address : { "10.0.0.1", "10.0.0.2", "::1" } )
+        for ( PB_INT number : { 1, 17, 255 } )
+            objects.push_back( pb::adopt(
+                create( pb::adopt( inAddressTryCreateFromCstr( address, -1 ) ).get(), number ) ) );
+    return objects;
+}
+
+template <>
+test::Samples<IN_RAW_ADDRESS> samples()
+{
+    return endpoints<IN_RAW_ADDRESS>( inRawAddressCreate );
+}
+
+template <>
+test::Samples<IN_TCP_ADDRESS> samples()
+{
+    return endpoints<IN_TCP_ADDRESS>( inTcpAddressCreate );
+}
+
+template <>
+test::Samples<IN_UDP_ADDRESS> samples()
+{
+    return endpoints<IN_UDP_ADDRESS>( inUdpAddressCreate );
+}
+
+template <>
+test::Samples<IN_TCP_PORT_RANGE> samples()
+{
+    return { pb::adopt( inTcpPortRangeCreate( 1, 0 ) ), pb::adopt( inTcpPortRangeCreate( 1, 65535 ) ),
+        pb::adopt( inTcpPortRangeCreate( 65535, 1 ) ) };
+}
+
+template <>
+test::Samples<IN_UDP_PORT_RANGE> samples()
+{
+    return { pb::adopt( inUdpPortRangeCreate( 1, 0 ) ), pb::adopt( inUdpPortRangeCreate( 1, 65535 ) ),
+        pb::adopt( inUdpPortRangeCreate( 65535, 1 ) ) };
+}
+
+template <>
+test::Samples<IN_UDP_PACKET> samples()
+{
+    test::Samples<IN_UDP_PACKET> packets;
+    for ( pb::Ref<IN_UDP_ADDRESS> &ua : samples<IN_UDP_ADDRESS>() ) {
+        packets.push_back( pb::adopt( inUdpPacketCreate( ua.get() ) ) );
+        packets.push_back( pb::adopt( inUdpPacketCreateWithPayloadBytes( ua.get(), "a", 1 ) ) );
+    }
+    return packets;
+}
+
+/** Options from stores: text pairs of key and value. */
+template <class T>
+test::Samples<T> restored( T *( *restore )( PB_STORE * ), std::initializer_list<std::vector<const char *>> stores )
+{
+    test::Samples<T> objects;
+    for ( const std::vector<const char *> &pairs : stores ) {
+        pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+        for ( std::size_t i = 0; i < pairs.size(); i += 2 )
+            pbStoreSetValueCstr( store.handle(), pairs[i], -1, test::str( pairs[i + 1] ).get() );
+        objects.push_back( pb::adopt( restore( store.get() ) ) );
+    }
+    return objects;
+}
+
+template <>
+test::Samples<IN_DNS_OPTIONS> samples()
+{
+    return restored<IN_DNS_OPTIONS>( inDnsOptionsRestore,
+        { {}, { "cacheTimeout", "5" }, { "cacheTimeout", "60000" }, { "disableQuerySrv", "false" },
+            { "disableQuerySrv", "true" }, { "maxBlockDuration", "0" } } );
+}
+
+template <>
+test::Samples<IN_TCP_OPTIONS> samples()
+{
+    return restored<IN_TCP_OPTIONS>( inTcpOptionsRestore,
+        { {}, { "keepAliveTime", "1" }, { "keepAliveEnabled", "false" }, { "blacklistTimeout", "120000" },
+            { "blacklistEnabled", "false" }, { "blacklistEnabled", "true" } } );
+}
+
+template <>
+test::Samples<IN_UDP_OPTIONS> samples()
+{
+    pb::Ref<IN_UDP_OPTIONS> with = pb::adopt( inUdpOptionsCreate() );
+    inUdpOptionsSetPortRange( with.handle(), samples<IN_UDP_PORT_RANGE>()[0].get() );
+    return { pb::adopt( inUdpOptionsCreate() ), with };
+}
+
+template <>
+test::Samples<IN_OPTIONS> samples()
+{
+    return restored<IN_OPTIONS>( inOptionsRestore,
+        { {}, { "address", "10.0.0.1" }, { "addressVersion", "IN_ADDRESS_VERSION_4" },
+            { "addressVersion", "IN_ADDRESS_VERSION_6" }, { "network", "10.0.0.0/8" }, { "interface", "eth0" },
+            { "flags", "IN_FLAG_LOOPBACK_ONLY" } } );
+}
+
+template <>
+test::Samples<IN_QOS_OPTIONS> samples()
+{
+    return restored<IN_QOS_OPTIONS>( inQosOptionsRestore,
+        { {}, { "layer2Pcp", "IN_QOS_LAYER2_PCP_BEST_EFFORT" }, { "layer3Tos", "0x2e" },
+            { "defaults", "IN_QOS_DEFAULTS_VOICE" } } );
+}
+
+/** These order by identity. */
+template <>
+test::Samples<IN_QOS_STACK> samples()
+{
+    test::Samples<IN_QOS_STACK> stacks;
+    for ( pb::Ref<IN_QOS_OPTIONS> &options : samples<IN_QOS_OPTIONS>() )
+        stacks.push_back( pb::adopt( inQosStackCreate( options.get(), nullptr ) ) );
+    std::sort( stacks.begin(), stacks.end(), []( auto &a, auto &b ) { return a.get() < b.get(); } );
+    return stacks;
 }
 
 } // namespace

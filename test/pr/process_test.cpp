@@ -119,6 +119,7 @@ TEST( Process, EndsFromEachState )
                     prProcessHalt( subject.process.get() );
             };
             subject.body->freed = &freed;
+            ended->reaction = [&] { EXPECT_TRUE( freed ); };
             subject.body->reaction = [&] {
                 ++runs;
                 if ( state == insideItself ) {
@@ -314,7 +315,12 @@ TEST( ProcessDeath, Misuse )
                 } );
             } },
         { "a process waits for its own end: !pr___ProcessCoreIsInside( core )",
-            [&] { inside( nullptr, []( Subject &subject, auto & ) { subject.end(); } ); } },
+            [&] {
+                inside( nullptr, []( Subject &subject, auto & ) {
+                    Subject( nullptr ).end(); // another one ends within
+                    subject.end();
+                } );
+            } },
         { "milliseconds >= 0",
             [] {
                 Subject subject( nullptr );

@@ -6,6 +6,11 @@
 #include <in/base/in_address_version_private.h>
 #include <in/base/in_flags_private.h>
 #include <in/base/in_module_private.h>
+#include <in/imp/in_imp_qos_private.h>
+#include <in/qos/in_qos_stack_private.h>
+#include <in/qos/in_qos_vocabulary_private.h>
+#include <in/tcp/in_tcp_flags_private.h>
+#include <in/udp/in_udp_flags_private.h>
 #include <pb/pb_module.hpp>
 
 PB_MODULE_DEFINE( in, inModule, "Internetworking", "17.1", "cs iri pb pr rfc tr unix", in___ModuleStartup,
@@ -30,14 +35,28 @@ void moduleBackendShutdown()
 constexpr Step startups[] = {
     in___AddressVersionStartup,
     in___FlagsStartup,
+    in___ImpQosStartup,
+    in___QosDefaultsStartup,
+    in___QosLayer2PcpStartup,
+    in___QosStackCsStartup,
+    in___QosWindowsTrafficTypeStartup,
+    in___TcpFlagsStartup,
+    in___UdpFlagsStartup,
     moduleBackendStartup,
 };
 
 constexpr Step shutdowns[] = {
     moduleBackendShutdown, // first: no more requests for the module's info
+    in___QosStackCsShutdown,
 };
 
 constexpr Step shutdownWaits[] = {
+    in___UdpFlagsShutdown,
+    in___TcpFlagsShutdown,
+    in___QosWindowsTrafficTypeShutdown,
+    in___QosLayer2PcpShutdown,
+    in___QosDefaultsShutdown,
+    in___ImpQosShutdown,
     in___FlagsShutdown,
     in___AddressVersionShutdown,
 };

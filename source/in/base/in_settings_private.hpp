@@ -303,6 +303,8 @@ Owner *restoreOptions( PB_STORE *store )
             row.restore( *options, store );
         return false;
     } );
+    if constexpr ( requires { options->settle(); } )
+        options->settle(); // what follows another row
     return options;
 }
 
@@ -312,12 +314,6 @@ PB_INT compareOptions( Owner &a, Owner &b )
     return eachRow<Owner>( [&]( const auto &row ) { return row.compare( a, b ); } );
 }
 
-/** The compare function of an options class. */
-template <class Owner>
-PB_INT compareOptionsObjects( PB_OBJ *a, PB_OBJ *b )
-{
-    return compareOptions( *static_cast<Owner *>( a ), *static_cast<Owner *>( b ) );
-}
 /** What restoring ignores of a store, and why: a new store, paths of keys to reasons. */
 template <class Owner>
 PB_STORE *checkOptions( PB_STORE *store )
@@ -342,12 +338,59 @@ PB_STORE *checkOptions( PB_STORE *store )
     return report.give();
 }
 
+/** Resets the row when it is the one of that member; whether it is. */
+template <class Row, class Owner, class Member>
+bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
+{
+    if constexpr ( std::is_same_v<decltype( row.member ), Member Owner::*const> ||
+                   std::is_same_v<std::remove_cv_t<decltype( row.member )>, Member Owner::*> ) {
+        if ( row.member == member ) {
+            row.reset( owner );
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace in
 
 /** Starts a setter: asserts the handle and its object. */
 #define IN_ASSERT_HANDLE( handle ) \
     PB_ASSERT( handle ); \
     PB_ASSERT( *handle )
+
+/** What every options class has: its sort and standard functions, Create, CreateFrom, Store, Restore, Check. */
+#define IN_OPTIONS_DEFINE( CLASS, prefix, internalPrefix ) \
+    static void internalPrefix##FreeFunc( PB_OBJ *obj ) { pb::destroy<CLASS>( obj ); } \
+    static PB_INT internalPrefix##CompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj ) \
+    { \
+        PB_ASSERT( thisObj ); \
+        PB_ASSERT( thatObj ); \
+        return in::compareOptions( *prefix##From( thisObj ), *prefix##From( thatObj ) ); \
+    } \
+    PB_CLASS_DEFINE( CLASS, prefix, internalPrefix##FreeFunc, internalPrefix##CompFunc, nullptr ); \
+    CLASS *prefix##Create( void ) { return in::createOptions<CLASS>(); } \
+    CLASS *prefix##CreateFrom( CLASS *source ) \
+    { \
+        PB_ASSERT( source ); \
+        return pb::copy( *source ); \
+    } \
+    PB_STORE *prefix##Store( CLASS *opt, PB_BOOL full ) \
+    { \
+        PB_ASSERT( opt ); \
+        return in::storeOptions( *opt, full ); \
+    } \
+    CLASS *prefix##Restore( PB_STORE *store ) \
+    { \
+        PB_ASSERT( store ); \
+        return in::restoreOptions<CLASS>( store ); \
+    } \
+    PB_STORE *prefix##Check( PB_STORE *store ) \
+    { \
+        PB_ASSERT( store ); \
+        return in::checkOptions<CLASS>( store ); \
+    } \
+    static_assert( true )
 
 /**
  * The four accessors of a ValueRow: get, Set, ...Default (is it), Set...Default. `parameter` names the value in the setter
@@ -429,23 +472,5 @@ PB_STORE *checkOptions( PB_STORE *store )
         in::eachRow<CLASS>( [&]( const auto &row ) { return in::resetIf( row, unshared, &CLASS::member ); } ); \
     } \
     static_assert( true )
-
-namespace in {
-
-/** Resets the row when it is the one of that member; whether it is. */
-template <class Row, class Owner, class Member>
-bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
-{
-    if constexpr ( std::is_same_v<decltype( row.member ), Member Owner::*const> ||
-                   std::is_same_v<std::remove_cv_t<decltype( row.member )>, Member Owner::*> ) {
-        if ( row.member == member ) {
-            row.reset( owner );
-            return true;
-        }
-    }
-    return false;
-}
-
-} // namespace in
 
 #endif

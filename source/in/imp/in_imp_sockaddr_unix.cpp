@@ -1,0 +1,257 @@
+/* Socket addresses to and from the library's addresses; the host's name servers. No state. */
+#include <cstring>
+#include <in/imp/in_imp_sockaddr_unix_private.h>
+#include <in/raw/in_raw_address_private.h>
+#include <in/tcp/in_tcp_address_private.h>
+#include <in/udp/in_udp_address_private.h>
+#include <netinet/in.h>
+#include <pb/pb.hpp>
+#include <pb/pb_dict.h>
+#include <pb/pb_file.h>
+#include <pb/pb_unicode.h>
+
+namespace {
+
+/** A record of either family. */
+union Sockaddr {
+    sockaddr sa;
+    sockaddr_in in4;
+    sockaddr_in6 in6;
+};
+static_assert( sizeof( Sockaddr ) == 28 && sizeof( sockaddr_in ) == 16 );
+
+PB_BOOL write( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT port )
+{
+    PB_ASSERT( ina );
+    PB_ASSERT( PB___INT_TO_UNSIGNED_TYPE_CONV_OK( port, in_port_t ) );
+    Sockaddr lsa = {};
+    std::size_t length;
+    if ( inAddressIsV4( ina ) ) {
+        lsa.in4.sin_family = AF_INET;
+        lsa.in4.sin_port = htons( static_cast<in_port_t>( port ) );
+        std::memcpy( &lsa.in4.sin_addr, inAddressBacking( ina ), sizeof lsa.in4.sin_addr );
+        length = sizeof lsa.in4;
+    } else {
+        PB_ASSERT( PB_SIZEOF_ARRAY( lsa.in6.sin6_addr.s6_addr ) == inAddressLength( ina ) );
+        lsa.in6.sin6_family = AF_INET6;
+        lsa.in6.sin6_port = htons( static_cast<in_port_t>( port ) );
+        std::memcpy( &lsa.in6.sin6_addr, inAddressBacking( ina ), sizeof lsa.in6.sin6_addr );
+        length = sizeof lsa.in6;
+    }
+    if ( optionalSa )
+        std::memcpy( optionalSa, &lsa, length );
+    if ( optionalLength )
+        *optionalLength = static_cast<PB_INT>( length );
+    return true;
+}
+
+/** What a record says; no bytes when it says nothing. */
+struct Record {
+    PB_INT version = IN_ADDRESS_VERSION_4;
+    const PB_BYTE *bytes = nullptr;
+    PB_INT port = 0;
+};
+
+// Read by parts: the record of a caller need not be aligned for a structure.
+Record read( const void *sa, PB_INT length )
+{
+    PB_ASSERT( sa );
+    auto *bytes = static_cast<const PB_BYTE *>( sa );
+    if ( length < PB_INT( sizeof( sockaddr_in ) ) )
+        return {};
+    sa_family_t family;
+    std::memcpy( &family, bytes, sizeof family );
+    static_assert( offsetof( sockaddr_in, sin_port ) == 2 && offsetof( sockaddr_in6, sin6_port ) == 2 );
+    PB_INT port = bytes[2] << 8 | bytes[3];
+    if ( family == AF_INET )
+        return { IN_ADDRESS_VERSION_4, bytes + offsetof( sockaddr_in, sin_addr ), port };
+    if ( family == AF_INET6 && length >= PB_INT( sizeof( sockaddr_in6 ) ) )
+        return { IN_ADDRESS_VERSION_6, bytes + offsetof( sockaddr_in6, sin6_addr ), port };
+    return {};
+}
+
+bool says( const Record &record, IN_ADDRESS *ina )
+{
+    return inAddressVersion( ina ) == record.version &&
+           std::memcmp( inAddressBacking( ina ), record.bytes, static_cast<std::size_t>( inAddressLength( ina ) ) ) == 0;
+}
+
+IN_ADDRESS *createAddress( const Record &record )
+{
+    return record.version == IN_ADDRESS_VERSION_4 ? inAddressCreateV4( record.bytes ) : inAddressCreateV6( record.bytes );
+}
+
+template <class T>
+PB_BOOL clear( T **out )
+{
+    if ( *out )
+        pb::release( pb::obj( *out ) );
+    *out = nullptr;
+    return false;
+}
+
+/** The functions of an endpoint class that reading a record needs. */
+template <class T>
+struct EndpointFunctions {
+    T *( *create )( IN_ADDRESS *ina, PB_INT number );
+    IN_ADDRESS *( *address )( T *endpoint );
+    void ( *update )( T **endpoint, IN_ADDRESS *ina, PB_INT number );
+};
+
+constexpr EndpointFunctions<IN_TCP_ADDRESS> tcpFunctions = { inTcpAddressCreate, inTcpAddressAddress,
+    in___TcpAddressUpdate };
+constexpr EndpointFunctions<IN_UDP_ADDRESS> udpFunctions = { inUdpAddressCreate, inUdpAddressAddress,
+    in___UdpAddressUpdate };
+constexpr EndpointFunctions<IN_RAW_ADDRESS> rawFunctions = { inRawAddressCreate, inRawAddressAddress,
+    in___RawAddressUpdate };
+
+/** Makes a new endpoint of the record. */
+template <class T>
+PB_BOOL toEndpoint( const Record &record, PB_INT number, T **out, const EndpointFunctions<T> &functions )
+{
+    clear( out );
+    *out = functions.create( pb::adopt( createAddress( record ) ).get(), number );
+    return true;
+}
+
+/** Changes the endpoint that is there in place, and its address only when the record says another. */
+template <class T>
+PB_BOOL updateEndpoint( const Record &record, PB_INT number, T **out, const EndpointFunctions<T> &functions )
+{
+    if ( !*out )
+        return toEndpoint( record, number, out, functions );
+    pb::Ref<IN_ADDRESS> lina = pb::adopt( functions.address( *out ) );
+    if ( !says( record, lina.get() ) )
+        lina = pb::adopt( createAddress( record ) );
+    PB_ASSERT( lina );
+    functions.update( out, lina.get(), number );
+    return true;
+}
+
+/** The protocol of a raw address: what the caller says, else the port field; -1 for neither. */
+PB_INT chooseProtocol( const Record &record, PB_INT protocol )
+{
+    if ( protocol <= 255 )
+        return protocol;
+    return record.port < 256 ? record.port : -1;
+}
+
+} // namespace
+
+PB_INT in___ImpSockaddrSize( void )
+{
+    return sizeof( Sockaddr );
+}
+
+PB_BOOL in___ImpSockaddrFromAddress( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina )
+{
+    return write( optionalSa, optionalLength, ina, 0 );
+}
+
+PB_BOOL in___ImpSockaddrFromAddressAndTcpPort( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT tcpPort )
+{
+    PB_ASSERT( IN_TCP_PORT_OK( tcpPort ) );
+    return write( optionalSa, optionalLength, ina, tcpPort );
+}
+
+PB_BOOL in___ImpSockaddrFromAddressAndUdpPort( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT udpPort )
+{
+    PB_ASSERT( IN_UDP_PORT_OK( udpPort ) );
+    return write( optionalSa, optionalLength, ina, udpPort );
+}
+
+PB_BOOL in___ImpSockaddrFromTcpAddress( void *optionalSa, PB_INT *optionalLength, IN_TCP_ADDRESS *ta )
+{
+    pb::Ref<IN_ADDRESS> ina = pb::adopt( inTcpAddressAddress( ta ) );
+    return write( optionalSa, optionalLength, ina.get(), inTcpAddressPort( ta ) );
+}
+
+PB_BOOL in___ImpSockaddrFromUdpAddress( void *optionalSa, PB_INT *optionalLength, IN_UDP_ADDRESS *ua )
+{
+    pb::Ref<IN_ADDRESS> ina = pb::adopt( inUdpAddressAddress( ua ) );
+    return write( optionalSa, optionalLength, ina.get(), inUdpAddressPort( ua ) );
+}
+
+PB_BOOL in___ImpSockaddrFromRawAddress( void *optionalSa, PB_INT *optionalLength, IN_RAW_ADDRESS *ra )
+{
+    pb::Ref<IN_ADDRESS> ina = pb::adopt( inRawAddressAddress( ra ) );
+    return write( optionalSa, optionalLength, ina.get(), inRawAddressProtocol( ra ) );
+}
+
+PB_BOOL in___ImpSockaddrToAddress( const void *sa, PB_INT length, IN_ADDRESS **ina )
+{
+    PB_ASSERT( ina );
+    Record record = read( sa, length );
+    if ( !record.bytes )
+        return clear( ina );
+    if ( *ina && says( record, *ina ) )
+        return true;
+    clear( ina );
+    *ina = createAddress( record );
+    return true;
+}
+
+PB_BOOL in___ImpSockaddrUpdateAddress( const void *sa, PB_INT length, IN_ADDRESS **ina )
+{
+    return in___ImpSockaddrToAddress( sa, length, ina );
+}
+
+PB_BOOL in___ImpSockaddrToTcpAddress( const void *sa, PB_INT length, IN_TCP_ADDRESS **ta )
+{
+    PB_ASSERT( ta );
+    Record record = read( sa, length );
+    return record.port ? toEndpoint( record, record.port, ta, tcpFunctions ) : clear( ta );
+}
+
+PB_BOOL in___ImpSockaddrToUdpAddress( const void *sa, PB_INT length, IN_UDP_ADDRESS **ua )
+{
+    PB_ASSERT( ua );
+    Record record = read( sa, length );
+    return record.port ? toEndpoint( record, record.port, ua, udpFunctions ) : clear( ua );
+}
+
+PB_BOOL in___ImpSockaddrUpdateTcpAddress( const void *sa, PB_INT length, IN_TCP_ADDRESS **ta )
+{
+    PB_ASSERT( ta );
+    Record record = read( sa, length );
+    return record.port ? updateEndpoint( record, record.port, ta, tcpFunctions ) : clear( ta );
+}
+
+PB_BOOL in___ImpSockaddrUpdateUdpAddress( const void *sa, PB_INT length, IN_UDP_ADDRESS **ua )
+{
+    PB_ASSERT( ua );
+    Record record = read( sa, length );
+    return record.port ? updateEndpoint( record, record.port, ua, udpFunctions ) : clear( ua );
+}
+
+PB_BOOL in___ImpSockaddrToRawAddress( const void *sa, PB_INT length, IN_RAW_ADDRESS **ra, PB_INT protocol )
+{
+    PB_ASSERT( ra );
+    Record record = read( sa, length );
+    PB_INT chosen = chooseProtocol( record, protocol );
+    return record.bytes && chosen >= 0 ? toEndpoint( record, chosen, ra, rawFunctions ) : clear( ra );
+}
+
+PB_BOOL in___ImpSockaddrUpdateRawAddress( const void *sa, PB_INT length, IN_RAW_ADDRESS **ra, PB_INT protocol )
+{
+    PB_ASSERT( ra );
+    Record record = read( sa, length );
+    PB_INT chosen = chooseProtocol( record, protocol );
+    return record.bytes && chosen >= 0 ? updateEndpoint( record, chosen, ra, rawFunctions ) : clear( ra );
+}
+
+PB_VECTOR *in___ImpSystemEnumerateDnsServers( void )
+{
+    pb::Ref<PB_DICT> servers = pb::adopt( pbDictCreate() ); // enters each address once
+    pb::Ref<PB_LINE_SOURCE> lines = pb::adopt( pbLineSourceTryCreateFromFileCstr( "/etc/resolv.conf", -1 ) );
+    while ( pb::Ref<PB_STRING> line = pb::adopt( lines ? pbLineSourceTryReadLine( lines.get() ) : nullptr ) ) {
+        if ( !pbStringBeginsWithCstr( line.get(), "nameserver", -1 ) )
+            continue;
+        pbStringDelLeading( line.handle(), 10 );
+        pbStringTrim( line.handle() );
+        pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromString( line.get() ) );
+        if ( ina )
+            pbDictSet( servers.handle(), pb::obj( ina.get() ), pb::obj( ina.get() ) );
+    }
+    return pbDictKeysVector( servers.get() );
+}
