@@ -48,8 +48,8 @@ inline void printRatios( const Medians &medians, const std::vector<Ratio> &ratio
         double base = ratio.base.empty() ? 1 : medians.of( ratio.base );
         if ( subject <= 0 || base <= 0 )
             continue;
-        std::printf( "%-34s %-34s %10.1f %10.1f %7.2f %7.2f%s\n", ratio.subject.c_str(), ratio.base.c_str(), subject, base,
-            subject / base, ratio.aim, subject / base > ratio.aim ? "  missed" : "" );
+        std::printf( "%-34s %-34s %10.1f %10.1f %7.2f %7.2f%s\n", ratio.subject.c_str(), ratio.base.c_str(), subject,
+            base, subject / base, ratio.aim, subject / base > ratio.aim ? "  missed" : "" );
     }
 }
 

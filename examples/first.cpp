@@ -16,10 +16,10 @@ int main( int argc, char **argv )
             continue;
         }
         std::cout << pb::text( pb::adopt( inAddressToString( ina.get() ) ).get() )
-                  << ( inAddressIsPrivate( ina.get() )         ? " is private\n"
-                             : inAddressIsMulticast( ina.get() ) ? " is multicast\n"
-                             : inAddressIsUnicast( ina.get() )   ? " is unicast\n"
-                                                                 : " is no peer\n" );
+                  << ( inAddressIsPrivate( ina.get() )       ? " is private\n"
+                         : inAddressIsMulticast( ina.get() ) ? " is multicast\n"
+                         : inAddressIsUnicast( ina.get() )   ? " is unicast\n"
+                                                             : " is no peer\n" );
     }
     pbRuntimeStop();
 }

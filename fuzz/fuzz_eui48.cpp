@@ -4,5 +4,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t *data, size_t size )
 {
-    return fuzz::roundTrip( data, size, inEui48AddressTryCreateFromString, inEui48AddressToString, inEui48AddressEquals );
+    return fuzz::roundTrip(
+        data, size, inEui48AddressTryCreateFromString, inEui48AddressToString, inEui48AddressEquals );
 }

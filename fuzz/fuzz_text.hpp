@@ -8,10 +8,11 @@
 namespace fuzz {
 
 template <class T>
-int roundTrip( const uint8_t *data, size_t size, T *( *parse )( PB_STRING * ), PB_STRING *( *print )( T * ),
+int roundTrip( const uint8_t *data, size_t size, T *( *parse )(PB_STRING *), PB_STRING *( *print )(T *),
     PB_BOOL ( *equals )( T *, T * ) )
 {
-    pb::Ref<PB_STRING> text = pb::adopt( pbStringCreateFromCstr( reinterpret_cast<const char *>( data ), PB_INT( size ) ) );
+    pb::Ref<PB_STRING> text =
+        pb::adopt( pbStringCreateFromCstr( reinterpret_cast<const char *>( data ), PB_INT( size ) ) );
     pb::Ref<T> object = pb::adopt( parse( text.get() ) );
     if ( !object )
         return 0;

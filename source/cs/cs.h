@@ -44,7 +44,8 @@ PB_CLASS( CS_STATUS_REPORTER, csStatusReporter )
 PB_API CS_STATUS_REPORTER *csStatusReporterCreate( void );
 PB_API PB_BOOL csStatusReporterUp( CS_STATUS_REPORTER *reporter );
 PB_API void csStatusReporterSetUp( CS_STATUS_REPORTER *reporter, PB_BOOL up );
-PB_API void csStatusReporterSetItemCstr( CS_STATUS_REPORTER *reporter, const char *key, PB_INT length, PB_STRING *value );
+PB_API void csStatusReporterSetItemCstr(
+    CS_STATUS_REPORTER *reporter, const char *key, PB_INT length, PB_STRING *value );
 PB_API void csStatusReporterDelItemCstr( CS_STATUS_REPORTER *reporter, const char *key, PB_INT length );
 /** The items, a new store. */
 PB_API PB_STORE *csStatusReporterItems( CS_STATUS_REPORTER *reporter );
@@ -179,8 +180,7 @@ PB_CLASS( CS_OBJECT_OBSERVER, csObjectObserver )
 
 /** Follows the live object of a name and sort, or an object that is given directly. */
 PB_API CS_OBJECT_OBSERVER *csObjectObserverCreate( const PB_SORT *sort, TR_ANCHOR *optionalAnchor );
-PB_API void csObjectObserverConfigure(
-    CS_OBJECT_OBSERVER *observer, PB_STRING *optionalName, PB_OBJ *optionalObject );
+PB_API void csObjectObserverConfigure( CS_OBJECT_OBSERVER *observer, PB_STRING *optionalName, PB_OBJ *optionalObject );
 /** What it follows now, a new reference, or null. The object that is given directly goes before the name. */
 PB_API PB_OBJ *csObjectObserverObject( CS_OBJECT_OBSERVER *observer );
 /** Fires at the next change of that; register again after that. */

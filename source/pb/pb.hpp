@@ -458,29 +458,47 @@ struct PB_MODULE : PB_OBJ {
 #define PB_SORT_NAME( NAME ) PB___CONCAT( PB_MODULE_NAME, ___sort_, NAME )
 
 /** Defines the sort and the eight functions of a class; the slots may be nullptr. */
-#define PB_CLASS_DEFINE( NAME, prefix, freeFunc, compFunc, toStringFunc ) \
-    static_assert( std::is_base_of_v<PB_OBJ, NAME> ); \
-    extern "C" const PB_SORT PB_SORT_NAME( NAME ); \
-    const PB_SORT PB_SORT_NAME( NAME ) = { #NAME, freeFunc, compFunc, toStringFunc }; \
-    const PB_SORT *prefix##Sort( void ) { return &PB_SORT_NAME( NAME ); } \
-    PB_OBJ *prefix##Obj( NAME *obj ) { return obj; } \
-    NAME *prefix##From( PB_OBJ *obj ) \
-    { \
+#define PB_CLASS_DEFINE( NAME, prefix, freeFunc, compFunc, toStringFunc )                      \
+    static_assert( std::is_base_of_v<PB_OBJ, NAME> );                                          \
+    extern "C" const PB_SORT PB_SORT_NAME( NAME );                                             \
+    const PB_SORT PB_SORT_NAME( NAME ) = { #NAME, freeFunc, compFunc, toStringFunc };          \
+    const PB_SORT *prefix##Sort( void )                                                        \
+    {                                                                                          \
+        return &PB_SORT_NAME( NAME );                                                          \
+    }                                                                                          \
+    PB_OBJ *prefix##Obj( NAME *obj )                                                           \
+    {                                                                                          \
+        return obj;                                                                            \
+    }                                                                                          \
+    NAME *prefix##From( PB_OBJ *obj )                                                          \
+    {                                                                                          \
         return pb::ClassFunctions<NAME>::from( obj, &PB_SORT_NAME( NAME ), __FILE__, __LINE__, \
-            "!obj || pbObjSort(obj)==&" PB___TEXT( PB_SORT_NAME( NAME ) ) ); \
-    } \
-    NAME *prefix##Retain( NAME *obj ) { return pb::ClassFunctions<NAME>::retain( obj, __FILE__, __LINE__ ); } \
-    void prefix##Release( NAME *obj ) { pb::ClassFunctions<NAME>::release( obj, __FILE__, __LINE__ ); } \
-    PB_STRING *prefix##ToString( NAME *obj ) { return pb::ClassFunctions<NAME>::toString( obj, __FILE__, __LINE__ ); } \
-    PB_INT prefix##Compare( NAME *objA, NAME *objB ) \
-    { \
-        return pb::ClassFunctions<NAME>::compare( objA, objB, __FILE__, __LINE__ ); \
-    } \
-    PB_BOOL prefix##Equals( NAME *objA, NAME *objB ) { return pbObjCompare( objA, objB ) == 0; } \
+            "!obj || pbObjSort(obj)==&" PB___TEXT( PB_SORT_NAME( NAME ) ) );                   \
+    }                                                                                          \
+    NAME *prefix##Retain( NAME *obj )                                                          \
+    {                                                                                          \
+        return pb::ClassFunctions<NAME>::retain( obj, __FILE__, __LINE__ );                    \
+    }                                                                                          \
+    void prefix##Release( NAME *obj )                                                          \
+    {                                                                                          \
+        pb::ClassFunctions<NAME>::release( obj, __FILE__, __LINE__ );                          \
+    }                                                                                          \
+    PB_STRING *prefix##ToString( NAME *obj )                                                   \
+    {                                                                                          \
+        return pb::ClassFunctions<NAME>::toString( obj, __FILE__, __LINE__ );                  \
+    }                                                                                          \
+    PB_INT prefix##Compare( NAME *objA, NAME *objB )                                           \
+    {                                                                                          \
+        return pb::ClassFunctions<NAME>::compare( objA, objB, __FILE__, __LINE__ );            \
+    }                                                                                          \
+    PB_BOOL prefix##Equals( NAME *objA, NAME *objB )                                           \
+    {                                                                                          \
+        return pbObjCompare( objA, objB ) == 0;                                                \
+    }                                                                                          \
     static_assert( true )
 
 /** Makes *handle unshared and gives its object: the third step of every setter. `handle` names the parameter. */
-#define PB_UNSHARE( handle, createFrom ) \
+#define PB_UNSHARE( handle, createFrom )                      \
     ( *( handle ) ? pb::unshare( ( handle ), ( createFrom ) ) \
                   : ( pb___Abort( nullptr, __FILE__, __LINE__, "((*" #handle "))" ), **( handle ) ) )
 

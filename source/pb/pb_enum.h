@@ -29,8 +29,8 @@ PB_API PB_INT pbFlagsetParse( PB_FLAGSET *set, PB_STRING *text );
 PB_API PB_STRING *pbFlagsetGenerate( PB_FLAGSET *set, PB_INT flags );
 
 /** Adds the flag under its own name; aborts when the name is in the set already. `set` is a PB_FLAGSET **. */
-#define PB_FLAGSET_ADD( set, flag ) \
-    ( pbFlagsetHasFlagCstr( *( set ), #flag, -1 ) \
+#define PB_FLAGSET_ADD( set, flag )                                                                             \
+    ( pbFlagsetHasFlagCstr( *( set ), #flag, -1 )                                                               \
             ? pb___Abort( NULL, __FILE__, __LINE__, "!pbFlagsetHasFlagCstr( *(" #set "), \"" #flag "\", -1 )" ) \
             : pbFlagsetAddFlagCstr( set, #flag, -1, flag ) )
 /** Adds the enumerant under its own name. `enm` is a PB_ENUM **. */

@@ -13,18 +13,21 @@ PB_API const PB_SORT pb___sort_PB_MODULE;
  * descriptor. The texts are literals; the functions may be nullptr. All of it is initialised by the compiler and the
  * linker, so that it can be read before any constructor of the module has run.
  */
-#define PB_MODULE_DEFINE( name, function, title, version, required, startup, shutdown, shutdownWait ) \
-    PB_API const PB_MODULE_RECORD name##___module_record; \
-    PB_API const char *const name##___module_version_string; \
-    PB_API constinit PB_MODULE name##___module; \
+#define PB_MODULE_DEFINE( name, function, title, version, required, startup, shutdown, shutdownWait )                 \
+    PB_API const PB_MODULE_RECORD name##___module_record;                                                             \
+    PB_API const char *const name##___module_version_string;                                                          \
+    PB_API constinit PB_MODULE name##___module;                                                                       \
     const PB_MODULE_RECORD name##___module_record = { PB_MODULE_RECORD_LAYOUT, PB_MODULE_PRODUCT, "quelvar frontend", \
-        PB_BUILD_MAJOR, PB_BUILD_MINOR, PB_BUILD_PATCH, PB_BUILD_TIME, PB_BUILD_MAKER, PB_BUILD_MAKER_FULL_NAME, #name, \
-        title, version, required, "" }; \
-    const char *const name##___module_version_string = \
-        "###XZ_VERSION### " PB_MODULE_PRODUCT "-" PB_BUILD_VERSION " (" PB_BUILD_PLATFORM "), " #name " " version; \
-    constinit PB_MODULE name##___module = { { &pb___sort_PB_MODULE, 1 }, startup, nullptr, shutdown, shutdownWait, \
-        &name##___module_record }; \
-    PB_MODULE *function( void ) { return &name##___module; } \
+        PB_BUILD_MAJOR, PB_BUILD_MINOR, PB_BUILD_PATCH, PB_BUILD_TIME, PB_BUILD_MAKER, PB_BUILD_MAKER_FULL_NAME,      \
+        #name, title, version, required, "" };                                                                        \
+    const char *const name##___module_version_string =                                                                \
+        "###XZ_VERSION### " PB_MODULE_PRODUCT "-" PB_BUILD_VERSION " (" PB_BUILD_PLATFORM "), " #name " " version;    \
+    constinit PB_MODULE name##___module = {                                                                           \
+        { &pb___sort_PB_MODULE, 1 }, startup, nullptr, shutdown, shutdownWait, &name##___module_record };             \
+    PB_MODULE *function( void )                                                                                       \
+    {                                                                                                                 \
+        return &name##___module;                                                                                      \
+    }                                                                                                                 \
     static_assert( true )
 
 #endif

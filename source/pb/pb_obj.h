@@ -17,9 +17,9 @@ namespace pb {
 template <class T>
 struct Class; // Class<T>::sort(): the sort of a class declared with PB_CLASS
 }
-#define PB___CLASS_TRAIT( NAME, prefix ) \
-    template <> \
-    struct pb::Class<NAME> { \
+#define PB___CLASS_TRAIT( NAME, prefix )                        \
+    template <>                                                 \
+    struct pb::Class<NAME> {                                    \
         static const PB_SORT *sort() { return prefix##Sort(); } \
     };
 #else
@@ -40,14 +40,14 @@ struct Class; // Class<T>::sort(): the sort of a class declared with PB_CLASS
  *
  * All may be called on any thread.
  */
-#define PB_CLASS( NAME, prefix ) \
-    typedef struct NAME NAME; \
-    PB_API const PB_SORT *prefix##Sort( void ); \
-    PB_API PB_OBJ *prefix##Obj( NAME *obj ); \
-    PB_API NAME *prefix##From( PB_OBJ *obj ); \
-    PB_API NAME *prefix##Retain( NAME *obj ); \
-    PB_API void prefix##Release( NAME *obj ); \
-    PB_API PB_STRING *prefix##ToString( NAME *obj ); \
+#define PB_CLASS( NAME, prefix )                             \
+    typedef struct NAME NAME;                                \
+    PB_API const PB_SORT *prefix##Sort( void );              \
+    PB_API PB_OBJ *prefix##Obj( NAME *obj );                 \
+    PB_API NAME *prefix##From( PB_OBJ *obj );                \
+    PB_API NAME *prefix##Retain( NAME *obj );                \
+    PB_API void prefix##Release( NAME *obj );                \
+    PB_API PB_STRING *prefix##ToString( NAME *obj );         \
     PB_API PB_INT prefix##Compare( NAME *objA, NAME *objB ); \
     PB_API PB_BOOL prefix##Equals( NAME *objA, NAME *objB ); \
     PB___CLASS_TRAIT( NAME, prefix )

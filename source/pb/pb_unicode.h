@@ -10,10 +10,7 @@ PB_API PB_INT pbUnicodeHexadecimalDigitValue( PB_CHAR ch );
 /** Unicode White_Space property. */
 PB_API PB_BOOL pbUnicodeIsWhiteSpace( PB_CHAR ch );
 
-enum {
-    PB_CHARSET_UTF8 = 0,
-    PB_CHARSET_ASCII = 1
-};
+enum { PB_CHARSET_UTF8 = 0, PB_CHARSET_ASCII = 1 };
 #define PB_CHARSET_DEFAULT PB_CHARSET_UTF8
 #define PB_CHARSET_OK( charset ) ( (uint64_t)( charset ) <= PB_CHARSET_ASCII )
 /** Replace what cannot be converted by U+FFFD instead of failing. */

@@ -96,8 +96,8 @@ Json networks( const std::vector<std::string> &texts, const std::string &contain
         if ( !ina )
             tool::fail( "'{}' is no IP address; give --contains one like 192.0.2.1", contained );
     }
-    return tool::describeAll<IN_NETWORK>(
-        texts, "network; write one like 192.0.2.0/24 or 2001:db8::/32", inNetworkTryCreateFromString, [&]( IN_NETWORK *net ) {
+    return tool::describeAll<IN_NETWORK>( texts, "network; write one like 192.0.2.0/24 or 2001:db8::/32",
+        inNetworkTryCreateFromString, [&]( IN_NETWORK *net ) {
             Json item = describeNetwork( net );
             if ( ina )
                 item["contains " + contained] = inNetworkContainsAddress( net, ina.get() );

@@ -53,8 +53,8 @@ PB_API void trStreamMessageFormatCstr(
 
 /** What links two streams. Kinds that are in use: */
 enum {
-    TR_ANCHOR_KIND_USES = 9,    /* the completing stream's object is used by this one */
-    TR_ANCHOR_KIND_PARENT = 18  /* the completing stream's object carries this one */
+    TR_ANCHOR_KIND_USES = 9,   /* the completing stream's object is used by this one */
+    TR_ANCHOR_KIND_PARENT = 18 /* the completing stream's object carries this one */
 };
 /** An anchor on a stream, not complete yet; `annotation` says what the link is for. */
 PB_API TR_ANCHOR *trAnchorCreate( TR_STREAM *stream, PB_INT kind );

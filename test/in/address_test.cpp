@@ -117,7 +117,8 @@ std::string withoutLenience( const std::string &text )
     bool atNumber = true;
     for ( std::size_t i = 0; i < text.size(); ++i ) {
         bool more = i + 1 < text.size() && std::isxdigit( static_cast<unsigned char>( text[i + 1] ) );
-        bool skipped = text[i] == ' ' || ( atNumber && ( text[i] == '+' || text[i] == '-' || ( text[i] == '0' && more ) ) );
+        bool skipped =
+            text[i] == ' ' || ( atNumber && ( text[i] == '+' || text[i] == '-' || ( text[i] == '0' && more ) ) );
         if ( skipped )
             continue;
         atNumber = text[i] == ':' || text[i] == '.';
@@ -153,7 +154,8 @@ private:
         std::string text;
         for ( unsigned i = 0; i < groups; ++i ) {
             char digits[8];
-            std::snprintf( digits, sizeof digits, below( 4 ) ? "%x" : "%04x", below( 3 ) ? below( 65536 ) : below( 2 ) );
+            std::snprintf(
+                digits, sizeof digits, below( 4 ) ? "%x" : "%04x", below( 3 ) ? below( 65536 ) : below( 2 ) );
             text += i == gap ? ( i ? ":" : "::" ) : "";
             text += digits;
             text += i + 1 < groups ? ":" : ( gap == groups ? "::" : "" );
@@ -259,15 +261,18 @@ TEST( Address, OtherTextSources )
 {
     EXPECT_FALSE( inAddressTryCreateV4FromString( str( "::1" ).get() ) );
     EXPECT_FALSE( inAddressTryCreateV6FromString( str( "1.2.3.4" ).get() ) );
-    EXPECT_EQ( test::take( inAddressToString( pb::adopt( inAddressTryCreateFromCstr( "1.2.3.4x", 7 ) ).get() ) ), "1.2.3.4" );
+    EXPECT_EQ(
+        test::take( inAddressToString( pb::adopt( inAddressTryCreateFromCstr( "1.2.3.4x", 7 ) ).get() ) ), "1.2.3.4" );
     EXPECT_EQ( test::take( inAddressToString( pb::adopt( inAddressTryCreateFromWcstr( L"::1", -1 ) ).get() ) ), "::1" );
     PB_CHAR chars[] = { '1', '.', '2', '.', '3', '.', '4' };
-    EXPECT_EQ( test::take( inAddressToString( pb::adopt( inAddressTryCreateFromChars( chars, 7 ) ).get() ) ), "1.2.3.4" );
+    EXPECT_EQ(
+        test::take( inAddressToString( pb::adopt( inAddressTryCreateFromChars( chars, 7 ) ).get() ) ), "1.2.3.4" );
 }
 
 TEST( Address, Hosts )
 {
-    constexpr Text hosts[] = { // host text, short text, host text again
+    constexpr Text hosts[] = {
+        // host text, short text, host text again
         { "192.0.2.1", "192.0.2.1", "192.0.2.1" },
         { "[::1]", "::1", "[::1]" },
         { "[2001:db8::1]", "2001:DB8::1", "[2001:DB8::1]" },
@@ -334,7 +339,8 @@ TEST( Address, Classes )
 TEST( Address, MatchingBits )
 {
     for ( const Matching &row : matching ) {
-        EXPECT_EQ( inAddressMatchingBits( parse( row.a ).get(), parse( row.b ).get() ), row.bits ) << row.a << ' ' << row.b;
+        EXPECT_EQ( inAddressMatchingBits( parse( row.a ).get(), parse( row.b ).get() ), row.bits )
+            << row.a << ' ' << row.b;
         EXPECT_EQ( inAddressMatchingBits( parse( row.b ).get(), parse( row.a ).get() ), row.bits );
     }
 }

@@ -45,8 +45,8 @@ test::Samples<T> endpoints( T *( *create )( IN_ADDRESS *, PB_INT ) )
     test::Samples<T> objects;
     for ( const char *address : { "10.0.0.1", "10.0.0.2", "::1" } )
         for ( PB_INT number : { 1, 17, 255 } )
-            objects.push_back( pb::adopt(
-                create( pb::adopt( inAddressTryCreateFromCstr( address, -1 ) ).get(), number ) ) );
+            objects.push_back(
+                pb::adopt( create( pb::adopt( inAddressTryCreateFromCstr( address, -1 ) ).get(), number ) ) );
     return objects;
 }
 
@@ -95,7 +95,7 @@ test::Samples<IN_UDP_PACKET> samples()
 
 /** Options from stores: text pairs of key and value. */
 template <class T>
-test::Samples<T> restored( T *( *restore )( PB_STORE * ), std::initializer_list<std::vector<const char *>> stores )
+test::Samples<T> restored( T *( *restore )(PB_STORE *), std::initializer_list<std::vector<const char *>> stores )
 {
     test::Samples<T> objects;
     for ( const std::vector<const char *> &pairs : stores ) {
@@ -110,9 +110,9 @@ test::Samples<T> restored( T *( *restore )( PB_STORE * ), std::initializer_list<
 template <>
 test::Samples<IN_DNS_OPTIONS> samples()
 {
-    return restored<IN_DNS_OPTIONS>( inDnsOptionsRestore,
-        { {}, { "cacheTimeout", "5" }, { "cacheTimeout", "60000" }, { "disableQuerySrv", "false" },
-            { "disableQuerySrv", "true" }, { "maxBlockDuration", "0" } } );
+    return restored<IN_DNS_OPTIONS>(
+        inDnsOptionsRestore, { {}, { "cacheTimeout", "5" }, { "cacheTimeout", "60000" }, { "disableQuerySrv", "false" },
+                                 { "disableQuerySrv", "true" }, { "maxBlockDuration", "0" } } );
 }
 
 template <>
@@ -134,18 +134,18 @@ test::Samples<IN_UDP_OPTIONS> samples()
 template <>
 test::Samples<IN_OPTIONS> samples()
 {
-    return restored<IN_OPTIONS>( inOptionsRestore,
-        { {}, { "address", "10.0.0.1" }, { "addressVersion", "IN_ADDRESS_VERSION_4" },
-            { "addressVersion", "IN_ADDRESS_VERSION_6" }, { "network", "10.0.0.0/8" }, { "interface", "eth0" },
-            { "flags", "IN_FLAG_LOOPBACK_ONLY" } } );
+    return restored<IN_OPTIONS>(
+        inOptionsRestore, { {}, { "address", "10.0.0.1" }, { "addressVersion", "IN_ADDRESS_VERSION_4" },
+                              { "addressVersion", "IN_ADDRESS_VERSION_6" }, { "network", "10.0.0.0/8" },
+                              { "interface", "eth0" }, { "flags", "IN_FLAG_LOOPBACK_ONLY" } } );
 }
 
 template <>
 test::Samples<IN_QOS_OPTIONS> samples()
 {
-    return restored<IN_QOS_OPTIONS>( inQosOptionsRestore,
-        { {}, { "layer2Pcp", "IN_QOS_LAYER2_PCP_BEST_EFFORT" }, { "layer3Tos", "0x2e" },
-            { "defaults", "IN_QOS_DEFAULTS_VOICE" } } );
+    return restored<IN_QOS_OPTIONS>(
+        inQosOptionsRestore, { {}, { "layer2Pcp", "IN_QOS_LAYER2_PCP_BEST_EFFORT" }, { "layer3Tos", "0x2e" },
+                                 { "defaults", "IN_QOS_DEFAULTS_VOICE" } } );
 }
 
 /** These order by identity. */
@@ -161,9 +161,9 @@ test::Samples<IN_QOS_STACK> samples()
 
 } // namespace
 
-#define IN_CLASS( NAME, prefix ) \
-    TEST( Conformance, NAME ) \
-    { \
+#define IN_CLASS( NAME, prefix )                                                                \
+    TEST( Conformance, NAME )                                                                   \
+    {                                                                                           \
         test::checkStandardFunctions<NAME>( #NAME, TEST_FUNCTIONS( prefix ), samples<NAME>() ); \
     }
 #include <in/in_classes.inc>

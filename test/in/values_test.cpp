@@ -150,7 +150,8 @@ TEST( Network, Contains )
             << row.outer << ' ' << row.inner;
         pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromString( str( row.inner ).get() ) );
         if ( ina ) {
-            EXPECT_EQ( inNetworkContainsAddress( outer.get(), ina.get() ), row.contains ) << row.outer << ' ' << row.inner;
+            EXPECT_EQ( inNetworkContainsAddress( outer.get(), ina.get() ), row.contains )
+                << row.outer << ' ' << row.inner;
         }
     }
 }
@@ -176,7 +177,8 @@ TEST( Values, Misuse )
     EXPECT_DEATH( inEui48AddressCreateFromBytes( nullptr ), ": source" );
     EXPECT_DEATH( inEui48AddressTryCreateFromBuffer( nullptr ), ": buf" );
     EXPECT_DEATH( inEui48AddressOui( nullptr ), ": inea" );
-    EXPECT_DEATH( inEui48AddressToStringExpand( mac( "001122334455" ).get(), 0x110000 ), "PB_CHAR_OK\\( separator \\)" );
+    EXPECT_DEATH(
+        inEui48AddressToStringExpand( mac( "001122334455" ).get(), 0x110000 ), "PB_CHAR_OK\\( separator \\)" );
     EXPECT_DEATH( inEui48AddressTryLookup( nullptr, nullptr ), ": ina" );
     EXPECT_DEATH( inNetworkCreate( nullptr, -1 ), ": ina" );
     EXPECT_DEATH( inNetworkCreate( ina.get(), -2 ), "optionalPrefixLength >= -1" );

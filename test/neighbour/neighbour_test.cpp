@@ -76,7 +76,8 @@ TEST( Neighbour, RealLinks )
 TEST( Neighbour, NamesThatMeanSomethingToAShell )
 {
     // What the stand-in leaves behind tells that it was run.
-    for ( const char *name : { "", "v0;touch x", "v0 v1", "v0\t", "$(id)", "`id`", "-v0", "v0'", "v0\"", "a|b", "../v0" } ) {
+    for ( const char *name :
+        { "", "v0;touch x", "v0 v1", "v0\t", "$(id)", "`id`", "-v0", "v0'", "v0\"", "a|b", "../v0" } ) {
         Command ping( "ping", "touch \"$0.ran\"" );
         EXPECT_EQ( lookup( "10.9.0.2", name ), "null" );
         EXPECT_FALSE( std::filesystem::exists( ping.file( "ping.ran" ) ) ) << name;
@@ -107,8 +108,8 @@ TEST( Neighbour, LinesOfTheTable )
         { "fd00::2 dev e0 lladdr 02:53:00:00:00 REACHABLE", nullptr, "null" },
         { "fd00::2  dev e0 lladdr 02:53:00:00:00:01 REACHABLE", nullptr, "null" },
         { "fd00::2 dev e0 FAILED", nullptr, "null" },
-        { "\nx\nfd00::2 dev e0 lladdr 02:53:00:00:00:02 STALE\nfd00::2 dev e1 lladdr 02:53:00:00:00:01 REACHABLE", nullptr,
-            "02:53:00:00:00:01" },
+        { "\nx\nfd00::2 dev e0 lladdr 02:53:00:00:00:02 STALE\nfd00::2 dev e1 lladdr 02:53:00:00:00:01 REACHABLE",
+            nullptr, "02:53:00:00:00:01" },
     };
     Command ping( "ping", "exit 2" );
     for ( const Line &row : lines ) {

@@ -74,6 +74,19 @@ private:
     std::string text;
 };
 
+/** Compares each with a copy of each: the rows stand in ascending order, and no two are equal. */
+template <class T>
+void expectAscending( T *( *createFrom )( T *source ), const std::vector<pb::Ref<T>> &rows )
+{
+    for ( std::size_t a = 0; a < rows.size(); ++a )
+        for ( std::size_t b = 0; b < rows.size(); ++b ) {
+            pb::Ref<T> copy = pb::adopt( createFrom( rows[b].get() ) );
+            PB_INT order = pbObjCompare( pb::obj( rows[a].get() ), pb::obj( copy.get() ) );
+            EXPECT_EQ( pb::order( order, PB_INT( 0 ) ), pb::order( a, b ) )
+                << textOf( rows[a].get() ) << " " << textOf( copy.get() );
+        }
+}
+
 } // namespace test
 
 #endif

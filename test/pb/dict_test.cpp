@@ -64,11 +64,9 @@ TEST( Dict, KeepsKeysInOrder )
 
 TEST( Dict, Order )
 {
-    const std::vector<Model> ascending = {
-        {}, { { 1, 1 } }, { { 1, 1 }, { 2, 0 } }, { { 1, 1 }, { 2, 1 } }, { { 1, 2 } }, { { 2, 0 } } };
-    for ( std::size_t a = 0; a < ascending.size(); ++a )
-        for ( std::size_t b = 0; b < ascending.size(); ++b )
-            EXPECT_EQ( pbDictCompare( dictOf( ascending[a] ).get(), dictOf( ascending[b] ).get() ), pb::order( a, b ) );
+    test::expectAscending(
+        pbDictCreateFrom, { dictOf( {} ), dictOf( { { 1, 1 } } ), dictOf( { { 1, 1 }, { 2, 0 } } ),
+                              dictOf( { { 1, 1 }, { 2, 1 } } ), dictOf( { { 1, 2 } } ), dictOf( { { 2, 0 } } ) } );
 }
 
 TEST( Dict, AnEqualKeyStays )

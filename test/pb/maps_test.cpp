@@ -100,12 +100,9 @@ TEST( RangeMap, Text )
 
 TEST( RangeMap, Order )
 {
-    const std::vector<std::vector<RangeStep>> ascending = {
-        {}, { { 1, 1, 5 } }, { { 1, 2, 1 } }, { { 1, 2, 2 } }, { { 1, 2, 2 }, { 4, 4, 0 } }, { { 2, 2, 0 } } };
-    for ( std::size_t a = 0; a < ascending.size(); ++a )
-        for ( std::size_t b = 0; b < ascending.size(); ++b )
-            EXPECT_EQ( pbRangeMapCompare( rangeMapOf( ascending[a] ).get(), rangeMapOf( ascending[b] ).get() ),
-                pb::order( a, b ) );
+    test::expectAscending( pbRangeMapCreateFrom,
+        { rangeMapOf( {} ), rangeMapOf( { { 1, 1, 5 } } ), rangeMapOf( { { 1, 2, 1 } } ), rangeMapOf( { { 1, 2, 2 } } ),
+            rangeMapOf( { { 1, 2, 2 }, { 4, 4, 0 } } ), rangeMapOf( { { 2, 2, 0 } } ) } );
 }
 
 TEST( PriorityMap, BehavesAsItsModel )
@@ -148,16 +145,11 @@ TEST( PriorityMap, BehavesAsItsModel )
 
 TEST( PriorityMap, OrderAndText )
 {
-    const std::vector<std::pair<std::vector<std::pair<PB_INT, PB_INT>>, std::string>> ascending = { { {}, "{}" },
-        { { { 1, 7 } }, "{1: 7}" }, { { { 2, 5 }, { 1, 7 } }, "{1: 7, 2: 5}" }, { { { 1, 8 } }, "{1: 8}" },
-        { { { 9, 3 }, { 2, 4 }, { 2, 3 } }, "{2: 3, 2: 4}" } };
-    for ( std::size_t a = 0; a < ascending.size(); ++a ) {
-        EXPECT_EQ( test::textOf( priorityMapOf( ascending[a].first ).get() ), ascending[a].second );
-        for ( std::size_t b = 0; b < ascending.size(); ++b )
-            EXPECT_EQ( pbPriorityMapCompare(
-                           priorityMapOf( ascending[a].first ).get(), priorityMapOf( ascending[b].first ).get() ),
-                pb::order( a, b ) );
-    }
+    pb::Ref<PB_PRIORITY_MAP> changed = priorityMapOf( { { 9, 3 }, { 2, 4 }, { 2, 3 } } );
+    test::expectAscending( pbPriorityMapCreateFrom,
+        { priorityMapOf( {} ), priorityMapOf( { { 1, 7 } } ), priorityMapOf( { { 2, 5 }, { 1, 7 } } ),
+            priorityMapOf( { { 1, 8 } } ), changed } );
+    EXPECT_EQ( test::textOf( changed.get() ), "{2: 3, 2: 4}" );
 }
 
 TEST( Maps, AreWholeWhenAnEntryIsFreed )

@@ -91,14 +91,10 @@ TEST( Vector, ServesAsAQueue )
 
 TEST( Vector, OrderAndText )
 {
-    const std::vector<std::pair<std::vector<PB_INT>, std::string>> ascending = { { {}, "[]" }, { { 1 }, "[1]" },
-        { { 1, 2 }, "[1, 2]" }, { { 1, 2, 3 }, "[1, 2, 3]" }, { { 1, 3 }, "[1, 3]" }, { { 2 }, "[2]" } };
-    for ( std::size_t a = 0; a < ascending.size(); ++a ) {
-        EXPECT_EQ( test::textOf( vectorOf( ascending[a].first ).get() ), ascending[a].second );
-        for ( std::size_t b = 0; b < ascending.size(); ++b )
-            EXPECT_EQ( pbVectorCompare( vectorOf( ascending[a].first ).get(), vectorOf( ascending[b].first ).get() ),
-                pb::order( a, b ) );
-    }
+    test::expectAscending( pbVectorCreateFrom, { vectorOf( {} ), vectorOf( { 1 } ), vectorOf( { 1, 2 } ),
+                                                   vectorOf( { 1, 2, 3 } ), vectorOf( { 1, 3 } ), vectorOf( { 2 } ) } );
+    EXPECT_EQ( test::textOf( vectorOf( {} ).get() ), "[]" );
+    EXPECT_EQ( test::textOf( vectorOf( { 1, 2 } ).get() ), "[1, 2]" );
 }
 
 TEST( Vector, ContainsOnly )

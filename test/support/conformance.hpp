@@ -53,7 +53,8 @@ void checkStandardFunctions( const char *name, const Functions<T> &functions, co
 
     EXPECT_EQ( functions.from( nullptr ), nullptr );
     EXPECT_EQ( functions.from( functions.obj( object ) ), object );
-    EXPECT_DEATH( functions.from( pb::obj( str( "other" ).get() ) ), "stdfunc from: !obj \\|\\| pbObjSort\\(obj\\)==&" );
+    EXPECT_DEATH(
+        functions.from( pb::obj( str( "other" ).get() ) ), "stdfunc from: !obj \\|\\| pbObjSort\\(obj\\)==&" );
 
     int64_t before = references( pb::obj( object ) );
     EXPECT_EQ( functions.retain( object ), object );
@@ -90,10 +91,10 @@ void checkCopyOnWrite( const Functions<T> &functions, T *sample, CreateFrom crea
 
 } // namespace test
 
-#define TEST_FUNCTIONS( prefix ) \
-    { \
+#define TEST_FUNCTIONS( prefix )                                                                                     \
+    {                                                                                                                \
         prefix##Sort, prefix##Obj, prefix##From, prefix##Retain, prefix##Release, prefix##ToString, prefix##Compare, \
-            prefix##Equals \
+            prefix##Equals                                                                                           \
     }
 
 #endif

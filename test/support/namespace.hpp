@@ -16,7 +16,7 @@
 namespace test {
 
 /** Skips the test unless the process is in a namespace of its own. */
-#define NEEDS_NAMESPACE() \
+#define NEEDS_NAMESPACE()                   \
     if ( !std::getenv( "TEST_NAMESPACE" ) ) \
     GTEST_SKIP() << "the kernel allows no user and network namespaces here"
 

@@ -1,7 +1,8 @@
 /* The address-version enumeration. Written once at start-up, read by any thread after that. */
 #include <in/base/in_address_version_private.h>
 
-IN_ENUM_DEFINE( inAddressVersion, in___AddressVersion, in___AddressVersionEnum, version, IN_ADDRESS_VERSION_OK( version ) );
+IN_ENUM_DEFINE(
+    inAddressVersion, in___AddressVersion, in___AddressVersionEnum, version, IN_ADDRESS_VERSION_OK( version ) );
 
 void in___AddressVersionStartup()
 {

@@ -4,10 +4,7 @@
 
 #include <pb/pb_string.h>
 
-enum {
-    IN_ADDRESS_VERSION_4 = 0,
-    IN_ADDRESS_VERSION_6 = 1
-};
+enum { IN_ADDRESS_VERSION_4 = 0, IN_ADDRESS_VERSION_6 = 1 };
 
 /** True for IN_ADDRESS_VERSION_4 and IN_ADDRESS_VERSION_6. */
 #define IN_ADDRESS_VERSION_OK( version ) ( (uint64_t)( version ) <= IN_ADDRESS_VERSION_6 )

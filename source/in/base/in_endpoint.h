@@ -20,15 +20,15 @@
  * - prefixTryRestore: a new endpoint from a store; null unless both are there, the address parses and the number is in
  *   its bounds.
  */
-#define IN_ENDPOINT( NAME, prefix, Num ) \
-    PB_CLASS( NAME, prefix ) \
-    PB_API NAME *prefix##Create( IN_ADDRESS *ina, PB_INT number ); \
-    PB_API NAME *prefix##CreateFrom( NAME *source ); \
-    PB_API IN_ADDRESS *prefix##Address( NAME *endpoint ); \
-    PB_API PB_INT prefix##Num( NAME *endpoint ); \
+#define IN_ENDPOINT( NAME, prefix, Num )                                \
+    PB_CLASS( NAME, prefix )                                            \
+    PB_API NAME *prefix##Create( IN_ADDRESS *ina, PB_INT number );      \
+    PB_API NAME *prefix##CreateFrom( NAME *source );                    \
+    PB_API IN_ADDRESS *prefix##Address( NAME *endpoint );               \
+    PB_API PB_INT prefix##Num( NAME *endpoint );                        \
     PB_API void prefix##SetAddress( NAME **endpoint, IN_ADDRESS *ina ); \
-    PB_API void prefix##Set##Num( NAME **endpoint, PB_INT number ); \
-    PB_API PB_STORE *prefix##Store( NAME *endpoint ); \
+    PB_API void prefix##Set##Num( NAME **endpoint, PB_INT number );     \
+    PB_API PB_STORE *prefix##Store( NAME *endpoint );                   \
     PB_API NAME *prefix##TryRestore( PB_STORE *store )
 
 /**
@@ -41,15 +41,15 @@
  * - prefixStore, prefixTryRestore: a store with the integers "firstPort" and "count"; null unless both are there and in
  *   their bounds.
  */
-#define IN_PORT_RANGE( NAME, prefix ) \
-    PB_CLASS( NAME, prefix ) \
-    PB_API NAME *prefix##Create( PB_INT firstPort, PB_INT count ); \
-    PB_API NAME *prefix##CreateFrom( NAME *source ); \
-    PB_API PB_INT prefix##FirstPort( NAME *range ); \
-    PB_API PB_INT prefix##Count( NAME *range ); \
+#define IN_PORT_RANGE( NAME, prefix )                                   \
+    PB_CLASS( NAME, prefix )                                            \
+    PB_API NAME *prefix##Create( PB_INT firstPort, PB_INT count );      \
+    PB_API NAME *prefix##CreateFrom( NAME *source );                    \
+    PB_API PB_INT prefix##FirstPort( NAME *range );                     \
+    PB_API PB_INT prefix##Count( NAME *range );                         \
     PB_API void prefix##SetFirstPort( NAME **range, PB_INT firstPort ); \
-    PB_API void prefix##SetCount( NAME **range, PB_INT count ); \
-    PB_API PB_STORE *prefix##Store( NAME *range ); \
+    PB_API void prefix##SetCount( NAME **range, PB_INT count );         \
+    PB_API PB_STORE *prefix##Store( NAME *range );                      \
     PB_API NAME *prefix##TryRestore( PB_STORE *store )
 
 #endif

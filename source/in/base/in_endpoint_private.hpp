@@ -39,7 +39,8 @@ inline PB_STORE *storeEndpoint( Endpoint &endpoint, const char *numberKey )
 }
 
 /** The address and the number of a store; no address when one is missing or bad. */
-inline pb::Ref<IN_ADDRESS> restoreEndpoint( PB_STORE *store, const char *numberKey, PB_INT lowest, PB_INT highest, PB_INT &number )
+inline pb::Ref<IN_ADDRESS> restoreEndpoint(
+    PB_STORE *store, const char *numberKey, PB_INT lowest, PB_INT highest, PB_INT &number )
 {
     pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, "address", -1 ) );
     bool read = text && pbStoreValueIntCstr( store, &number, numberKey, -1 );
@@ -106,123 +107,126 @@ inline PB_STORE *checkPortRange( PB_STORE *store )
  * An endpoint class: NAME, its function prefix, that of its internal Update function, what the precondition texts call an
  * object, what the number is called (Port, port) with its key, its bounds and their test.
  */
-#define IN_ENDPOINT_DEFINE( NAME, prefix, internalPrefix, handle, Num, num, key, lowest, highest, OK ) \
-    struct NAME : in::Endpoint { \
-        NAME( pb::Ref<IN_ADDRESS> ina, PB_INT value ) : in::Endpoint{ {}, std::move( ina ), value } {} \
-    }; \
-    static void internalPrefix##FreeFunc( PB_OBJ *obj ) { pb::destroy<NAME>( obj ); } \
+#define IN_ENDPOINT_DEFINE( NAME, prefix, internalPrefix, handle, Num, num, key, lowest, highest, OK )     \
+    struct NAME : in::Endpoint {                                                                           \
+        NAME( pb::Ref<IN_ADDRESS> ina, PB_INT value ) : in::Endpoint{ {}, std::move( ina ), value } {}     \
+    };                                                                                                     \
+    static void internalPrefix##FreeFunc( PB_OBJ *obj )                                                    \
+    {                                                                                                      \
+        pb::destroy<NAME>( obj );                                                                          \
+    }                                                                                                      \
     PB_CLASS_DEFINE( NAME, prefix, internalPrefix##FreeFunc, in::compareEndpoints, in::endpointToString ); \
-    NAME *prefix##Create( IN_ADDRESS *ina, PB_INT num ) \
-    { \
-        PB_ASSERT( ina ); \
-        PB_ASSERT( OK( num ) ); \
-        return pb::create<NAME>( pb::share( ina ), num ); \
-    } \
-    NAME *prefix##CreateFrom( NAME *source ) \
-    { \
-        PB_ASSERT( source ); \
-        return pb::copy( *source ); \
-    } \
-    IN_ADDRESS *prefix##Address( NAME *handle ) \
-    { \
-        PB_ASSERT( handle ); \
-        return handle->address.retained(); \
-    } \
-    PB_INT prefix##Num( NAME *handle ) \
-    { \
-        PB_ASSERT( handle ); \
-        return handle->number; \
-    } \
-    void prefix##SetAddress( NAME **handle, IN_ADDRESS *ina ) \
-    { \
-        IN_ASSERT_HANDLE( handle ); \
-        PB_ASSERT( ina ); \
-        PB_UNSHARE( handle, prefix##CreateFrom ).address = pb::share( ina ); \
-    } \
-    void prefix##Set##Num( NAME **handle, PB_INT num ) \
-    { \
-        IN_ASSERT_HANDLE( handle ); \
-        PB_ASSERT( OK( num ) ); \
-        PB_UNSHARE( handle, prefix##CreateFrom ).number = num; \
-    } \
-    PB_STORE *prefix##Store( NAME *handle ) \
-    { \
-        PB_ASSERT( handle ); \
-        return in::storeEndpoint( *handle, key ); \
-    } \
-    NAME *prefix##TryRestore( PB_STORE *store ) \
-    { \
-        PB_ASSERT( store ); \
-        PB_INT value = 0; \
-        pb::Ref<IN_ADDRESS> ina = in::restoreEndpoint( store, key, lowest, highest, value ); \
-        return ina ? pb::create<NAME>( ina, value ) : nullptr; \
-    } \
-    void internalPrefix##Update( NAME **handle, IN_ADDRESS *ina, PB_INT num ) \
-    { \
-        IN_ASSERT_HANDLE( handle ); \
-        PB_ASSERT( ina ); \
-        PB_ASSERT( OK( num ) ); \
-        if ( ( *handle )->number == num && inAddressEquals( ( *handle )->address.get(), ina ) ) \
-            return; \
-        NAME &unshared = PB_UNSHARE( handle, prefix##CreateFrom ); \
-        unshared.address = pb::share( ina ); \
-        unshared.number = num; \
-    } \
+    NAME *prefix##Create( IN_ADDRESS *ina, PB_INT num )                                                    \
+    {                                                                                                      \
+        PB_ASSERT( ina );                                                                                  \
+        PB_ASSERT( OK( num ) );                                                                            \
+        return pb::create<NAME>( pb::share( ina ), num );                                                  \
+    }                                                                                                      \
+    NAME *prefix##CreateFrom( NAME *source )                                                               \
+    {                                                                                                      \
+        PB_ASSERT( source );                                                                               \
+        return pb::copy( *source );                                                                        \
+    }                                                                                                      \
+    IN_ADDRESS *prefix##Address( NAME *handle )                                                            \
+    {                                                                                                      \
+        PB_ASSERT( handle );                                                                               \
+        return handle->address.retained();                                                                 \
+    }                                                                                                      \
+    PB_INT prefix##Num( NAME *handle )                                                                     \
+    {                                                                                                      \
+        PB_ASSERT( handle );                                                                               \
+        return handle->number;                                                                             \
+    }                                                                                                      \
+    void prefix##SetAddress( NAME **handle, IN_ADDRESS *ina )                                              \
+    {                                                                                                      \
+        IN_ASSERT_HANDLE( handle );                                                                        \
+        PB_ASSERT( ina );                                                                                  \
+        PB_UNSHARE( handle, prefix##CreateFrom ).address = pb::share( ina );                               \
+    }                                                                                                      \
+    void prefix##Set##Num( NAME **handle, PB_INT num )                                                     \
+    {                                                                                                      \
+        IN_ASSERT_HANDLE( handle );                                                                        \
+        PB_ASSERT( OK( num ) );                                                                            \
+        PB_UNSHARE( handle, prefix##CreateFrom ).number = num;                                             \
+    }                                                                                                      \
+    PB_STORE *prefix##Store( NAME *handle )                                                                \
+    {                                                                                                      \
+        PB_ASSERT( handle );                                                                               \
+        return in::storeEndpoint( *handle, key );                                                          \
+    }                                                                                                      \
+    NAME *prefix##TryRestore( PB_STORE *store )                                                            \
+    {                                                                                                      \
+        PB_ASSERT( store );                                                                                \
+        PB_INT value = 0;                                                                                  \
+        pb::Ref<IN_ADDRESS> ina = in::restoreEndpoint( store, key, lowest, highest, value );               \
+        return ina ? pb::create<NAME>( ina, value ) : nullptr;                                             \
+    }                                                                                                      \
+    void internalPrefix##Update( NAME **handle, IN_ADDRESS *ina, PB_INT num )                              \
+    {                                                                                                      \
+        IN_ASSERT_HANDLE( handle );                                                                        \
+        PB_ASSERT( ina );                                                                                  \
+        PB_ASSERT( OK( num ) );                                                                            \
+        if ( ( *handle )->number == num && inAddressEquals( ( *handle )->address.get(), ina ) )            \
+            return;                                                                                        \
+        NAME &unshared = PB_UNSHARE( handle, prefix##CreateFrom );                                         \
+        unshared.address = pb::share( ina );                                                               \
+        unshared.number = num;                                                                             \
+    }                                                                                                      \
     static_assert( true )
 
 /** A port range class. */
-#define IN_PORT_RANGE_DEFINE( NAME, prefix, OK ) \
-    struct NAME : in::PortRange { \
-        NAME( PB_INT first, PB_INT ports ) : in::PortRange{ {}, first, ports } {} \
-    }; \
-    PB_CLASS_DEFINE( NAME, prefix, nullptr, in::comparePortRanges, in::portRangeToString ); \
-    NAME *prefix##Create( PB_INT firstPort, PB_INT count ) \
-    { \
-        PB_ASSERT( OK( firstPort ) ); \
-        PB_ASSERT( count >= 0 && count <= 65535 ); \
-        return pb::create<NAME>( firstPort, count ); \
-    } \
-    NAME *prefix##CreateFrom( NAME *source ) \
-    { \
-        PB_ASSERT( source ); \
-        return pb::copy( *source ); \
-    } \
-    PB_INT prefix##FirstPort( NAME *range ) \
-    { \
-        PB_ASSERT( range ); \
-        return range->firstPort; \
-    } \
-    PB_INT prefix##Count( NAME *range ) \
-    { \
-        PB_ASSERT( range ); \
-        return range->count; \
-    } \
-    void prefix##SetFirstPort( NAME **range, PB_INT firstPort ) \
-    { \
-        IN_ASSERT_HANDLE( range ); \
-        PB_ASSERT( OK( firstPort ) ); \
-        NAME &unshared = PB_UNSHARE( range, prefix##CreateFrom ); \
-        unshared.firstPort = firstPort; \
+#define IN_PORT_RANGE_DEFINE( NAME, prefix, OK )                                                                   \
+    struct NAME : in::PortRange {                                                                                  \
+        NAME( PB_INT first, PB_INT ports ) : in::PortRange{ {}, first, ports } {}                                  \
+    };                                                                                                             \
+    PB_CLASS_DEFINE( NAME, prefix, nullptr, in::comparePortRanges, in::portRangeToString );                        \
+    NAME *prefix##Create( PB_INT firstPort, PB_INT count )                                                         \
+    {                                                                                                              \
+        PB_ASSERT( OK( firstPort ) );                                                                              \
+        PB_ASSERT( count >= 0 && count <= 65535 );                                                                 \
+        return pb::create<NAME>( firstPort, count );                                                               \
+    }                                                                                                              \
+    NAME *prefix##CreateFrom( NAME *source )                                                                       \
+    {                                                                                                              \
+        PB_ASSERT( source );                                                                                       \
+        return pb::copy( *source );                                                                                \
+    }                                                                                                              \
+    PB_INT prefix##FirstPort( NAME *range )                                                                        \
+    {                                                                                                              \
+        PB_ASSERT( range );                                                                                        \
+        return range->firstPort;                                                                                   \
+    }                                                                                                              \
+    PB_INT prefix##Count( NAME *range )                                                                            \
+    {                                                                                                              \
+        PB_ASSERT( range );                                                                                        \
+        return range->count;                                                                                       \
+    }                                                                                                              \
+    void prefix##SetFirstPort( NAME **range, PB_INT firstPort )                                                    \
+    {                                                                                                              \
+        IN_ASSERT_HANDLE( range );                                                                                 \
+        PB_ASSERT( OK( firstPort ) );                                                                              \
+        NAME &unshared = PB_UNSHARE( range, prefix##CreateFrom );                                                  \
+        unshared.firstPort = firstPort;                                                                            \
         pbIntSortPair( &unshared.firstPort, &unshared.count ); /* meant: the smaller one becomes the first port */ \
-    } \
-    void prefix##SetCount( NAME **range, PB_INT count ) \
-    { \
-        IN_ASSERT_HANDLE( range ); \
-        PB_ASSERT( count >= 0 && count <= 65535 ); \
-        PB_UNSHARE( range, prefix##CreateFrom ).count = count; \
-    } \
-    PB_STORE *prefix##Store( NAME *range ) \
-    { \
-        PB_ASSERT( range ); \
-        return in::storePortRange( *range ); \
-    } \
-    NAME *prefix##TryRestore( PB_STORE *store ) \
-    { \
-        PB_ASSERT( store ); \
-        PB_INT firstPort; \
-        PB_INT count; \
-        return in::restorePortRange( store, firstPort, count ) ? pb::create<NAME>( firstPort, count ) : nullptr; \
-    } \
+    }                                                                                                              \
+    void prefix##SetCount( NAME **range, PB_INT count )                                                            \
+    {                                                                                                              \
+        IN_ASSERT_HANDLE( range );                                                                                 \
+        PB_ASSERT( count >= 0 && count <= 65535 );                                                                 \
+        PB_UNSHARE( range, prefix##CreateFrom ).count = count;                                                     \
+    }                                                                                                              \
+    PB_STORE *prefix##Store( NAME *range )                                                                         \
+    {                                                                                                              \
+        PB_ASSERT( range );                                                                                        \
+        return in::storePortRange( *range );                                                                       \
+    }                                                                                                              \
+    NAME *prefix##TryRestore( PB_STORE *store )                                                                    \
+    {                                                                                                              \
+        PB_ASSERT( store );                                                                                        \
+        PB_INT firstPort;                                                                                          \
+        PB_INT count;                                                                                              \
+        return in::restorePortRange( store, firstPort, count ) ? pb::create<NAME>( firstPort, count ) : nullptr;   \
+    }                                                                                                              \
     static_assert( true )
 
 #endif

@@ -19,14 +19,14 @@ struct IN_OPTIONS : PB_OBJ {
     {
         return std::tuple{
             in::NameRow<IN_OPTIONS>{ "flags", &IN_OPTIONS::flags, 0, inFlagsToString, inFlagsFromString, anyFlags },
-            in::TextRow<IN_OPTIONS, PB_STRING>{ "interface", &IN_OPTIONS::interface, pbStringCreateFrom,
-                pbStringRetain },
-            in::TextRow<IN_OPTIONS, IN_NETWORK>{ "network", &IN_OPTIONS::network, inNetworkToString,
-                inNetworkTryCreateFromString },
+            in::TextRow<IN_OPTIONS, PB_STRING>{
+                "interface", &IN_OPTIONS::interface, pbStringCreateFrom, pbStringRetain },
+            in::TextRow<IN_OPTIONS, IN_NETWORK>{
+                "network", &IN_OPTIONS::network, inNetworkToString, inNetworkTryCreateFromString },
             in::NameRow<IN_OPTIONS>{ "addressVersion", &IN_OPTIONS::addressVersion, -1, inAddressVersionToString,
                 inAddressVersionFromString, versionOk },
-            in::TextRow<IN_OPTIONS, IN_ADDRESS>{ "address", &IN_OPTIONS::address, inAddressToString,
-                inAddressTryCreateFromString },
+            in::TextRow<IN_OPTIONS, IN_ADDRESS>{
+                "address", &IN_OPTIONS::address, inAddressToString, inAddressTryCreateFromString },
             in::OptionsRow<IN_OPTIONS, IN_DNS_OPTIONS>{ "dnsOptions", &IN_OPTIONS::dnsOptions, inDnsOptionsCreate,
                 inDnsOptionsStore, inDnsOptionsRestore, inDnsOptionsCheck },
             in::OptionsRow<IN_OPTIONS, IN_TCP_OPTIONS>{ "tcpOptions", &IN_OPTIONS::tcpOptions, inTcpOptionsCreate,

@@ -27,10 +27,7 @@ constexpr Ignored outOfRange = "out of range";
 /** The report of a check: the path of each ignored key leads to the reason. */
 class Report {
 public:
-    void add( PB_STRING *key, Ignored reason )
-    {
-        pbStoreSetValue( entries.handle(), key, pb::string( reason ).get() );
-    }
+    void add( PB_STRING *key, Ignored reason ) { pbStoreSetValue( entries.handle(), key, pb::string( reason ).get() ); }
     /** Adds what a report on the sub-store under `key` holds. */
     void addAll( const char *key, PB_STORE *inner )
     {
@@ -356,121 +353,127 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
 
 /** Starts a setter: asserts the handle and its object. */
 #define IN_ASSERT_HANDLE( handle ) \
-    PB_ASSERT( handle ); \
+    PB_ASSERT( handle );           \
     PB_ASSERT( *handle )
 
 /** What every options class has: its sort and standard functions, Create, CreateFrom, Store, Restore, Check. */
-#define IN_OPTIONS_DEFINE( CLASS, prefix, internalPrefix ) \
-    static void internalPrefix##FreeFunc( PB_OBJ *obj ) { pb::destroy<CLASS>( obj ); } \
-    static PB_INT internalPrefix##CompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj ) \
-    { \
-        PB_ASSERT( thisObj ); \
-        PB_ASSERT( thatObj ); \
-        return in::compareOptions( *prefix##From( thisObj ), *prefix##From( thatObj ) ); \
-    } \
+#define IN_OPTIONS_DEFINE( CLASS, prefix, internalPrefix )                                         \
+    static void internalPrefix##FreeFunc( PB_OBJ *obj )                                            \
+    {                                                                                              \
+        pb::destroy<CLASS>( obj );                                                                 \
+    }                                                                                              \
+    static PB_INT internalPrefix##CompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )                     \
+    {                                                                                              \
+        PB_ASSERT( thisObj );                                                                      \
+        PB_ASSERT( thatObj );                                                                      \
+        return in::compareOptions( *prefix##From( thisObj ), *prefix##From( thatObj ) );           \
+    }                                                                                              \
     PB_CLASS_DEFINE( CLASS, prefix, internalPrefix##FreeFunc, internalPrefix##CompFunc, nullptr ); \
-    CLASS *prefix##Create( void ) { return in::createOptions<CLASS>(); } \
-    CLASS *prefix##CreateFrom( CLASS *source ) \
-    { \
-        PB_ASSERT( source ); \
-        return pb::copy( *source ); \
-    } \
-    PB_STORE *prefix##Store( CLASS *opt, PB_BOOL full ) \
-    { \
-        PB_ASSERT( opt ); \
-        return in::storeOptions( *opt, full ); \
-    } \
-    CLASS *prefix##Restore( PB_STORE *store ) \
-    { \
-        PB_ASSERT( store ); \
-        return in::restoreOptions<CLASS>( store ); \
-    } \
-    PB_STORE *prefix##Check( PB_STORE *store ) \
-    { \
-        PB_ASSERT( store ); \
-        return in::checkOptions<CLASS>( store ); \
-    } \
+    CLASS *prefix##Create( void )                                                                  \
+    {                                                                                              \
+        return in::createOptions<CLASS>();                                                         \
+    }                                                                                              \
+    CLASS *prefix##CreateFrom( CLASS *source )                                                     \
+    {                                                                                              \
+        PB_ASSERT( source );                                                                       \
+        return pb::copy( *source );                                                                \
+    }                                                                                              \
+    PB_STORE *prefix##Store( CLASS *opt, PB_BOOL full )                                            \
+    {                                                                                              \
+        PB_ASSERT( opt );                                                                          \
+        return in::storeOptions( *opt, full );                                                     \
+    }                                                                                              \
+    CLASS *prefix##Restore( PB_STORE *store )                                                      \
+    {                                                                                              \
+        PB_ASSERT( store );                                                                        \
+        return in::restoreOptions<CLASS>( store );                                                 \
+    }                                                                                              \
+    PB_STORE *prefix##Check( PB_STORE *store )                                                     \
+    {                                                                                              \
+        PB_ASSERT( store );                                                                        \
+        return in::checkOptions<CLASS>( store );                                                   \
+    }                                                                                              \
     static_assert( true )
 
 /**
  * The four accessors of a ValueRow: get, Set, ...Default (is it), Set...Default. `parameter` names the value in the setter
  * and in `precondition`, whose text is that of the abort.
  */
-#define IN_SETTING_DEFINE( CLASS, prefix, Name, member, TYPE, parameter, precondition ) \
-    TYPE prefix##Name( CLASS *opt ) \
-    { \
-        PB_ASSERT( opt ); \
-        return opt->member.value; \
-    } \
-    void prefix##Set##Name( CLASS **opt, TYPE parameter ) \
-    { \
-        IN_ASSERT_HANDLE( opt ); \
-        if ( !( precondition ) ) \
-            pb___Abort( nullptr, __FILE__, __LINE__, #precondition ); \
-        PB_UNSHARE( opt, prefix##CreateFrom ).member = { parameter, false }; \
-    } \
-    PB_BOOL prefix##Name##Default( CLASS *opt ) \
-    { \
-        PB_ASSERT( opt ); \
-        return opt->member.isDefault; \
-    } \
-    void prefix##Set##Name##Default( CLASS **opt ) \
-    { \
-        IN_ASSERT_HANDLE( opt ); \
-        CLASS &unshared = PB_UNSHARE( opt, prefix##CreateFrom ); \
+#define IN_SETTING_DEFINE( CLASS, prefix, Name, member, TYPE, parameter, precondition )                        \
+    TYPE prefix##Name( CLASS *opt )                                                                            \
+    {                                                                                                          \
+        PB_ASSERT( opt );                                                                                      \
+        return opt->member.value;                                                                              \
+    }                                                                                                          \
+    void prefix##Set##Name( CLASS **opt, TYPE parameter )                                                      \
+    {                                                                                                          \
+        IN_ASSERT_HANDLE( opt );                                                                               \
+        if ( !( precondition ) )                                                                               \
+            pb___Abort( nullptr, __FILE__, __LINE__, #precondition );                                          \
+        PB_UNSHARE( opt, prefix##CreateFrom ).member = { parameter, false };                                   \
+    }                                                                                                          \
+    PB_BOOL prefix##Name##Default( CLASS *opt )                                                                \
+    {                                                                                                          \
+        PB_ASSERT( opt );                                                                                      \
+        return opt->member.isDefault;                                                                          \
+    }                                                                                                          \
+    void prefix##Set##Name##Default( CLASS **opt )                                                             \
+    {                                                                                                          \
+        IN_ASSERT_HANDLE( opt );                                                                               \
+        CLASS &unshared = PB_UNSHARE( opt, prefix##CreateFrom );                                               \
         in::eachRow<CLASS>( [&]( const auto &row ) { return in::resetIf( row, unshared, &CLASS::member ); } ); \
-    } \
+    }                                                                                                          \
     static_assert( true )
 
 /** The accessors of an optional object: get (a new reference or null), Has, Set, Del. */
 #define IN_OPTIONAL_DEFINE( CLASS, prefix, Name, member, TYPE, handle, parameter ) \
-    TYPE *prefix##Name( CLASS *handle ) \
-    { \
-        PB_ASSERT( handle ); \
-        return handle->member.retained(); \
-    } \
-    PB_BOOL prefix##Has##Name( CLASS *handle ) \
-    { \
-        PB_ASSERT( handle ); \
-        return bool( handle->member ); \
-    } \
-    void prefix##Set##Name( CLASS **handle, TYPE *parameter ) \
-    { \
-        IN_ASSERT_HANDLE( handle ); \
-        PB_ASSERT( parameter ); \
-        PB_UNSHARE( handle, prefix##CreateFrom ).member = pb::share( parameter ); \
-    } \
-    void prefix##Del##Name( CLASS **handle ) \
-    { \
-        IN_ASSERT_HANDLE( handle ); \
-        PB_UNSHARE( handle, prefix##CreateFrom ).member = nullptr; \
-    } \
+    TYPE *prefix##Name( CLASS *handle )                                            \
+    {                                                                              \
+        PB_ASSERT( handle );                                                       \
+        return handle->member.retained();                                          \
+    }                                                                              \
+    PB_BOOL prefix##Has##Name( CLASS *handle )                                     \
+    {                                                                              \
+        PB_ASSERT( handle );                                                       \
+        return bool( handle->member );                                             \
+    }                                                                              \
+    void prefix##Set##Name( CLASS **handle, TYPE *parameter )                      \
+    {                                                                              \
+        IN_ASSERT_HANDLE( handle );                                                \
+        PB_ASSERT( parameter );                                                    \
+        PB_UNSHARE( handle, prefix##CreateFrom ).member = pb::share( parameter );  \
+    }                                                                              \
+    void prefix##Del##Name( CLASS **handle )                                       \
+    {                                                                              \
+        IN_ASSERT_HANDLE( handle );                                                \
+        PB_UNSHARE( handle, prefix##CreateFrom ).member = nullptr;                 \
+    }                                                                              \
     static_assert( true )
 
 /** The accessors of an OptionsRow: get (a new reference), Set, ...Default, Set...Default. */
-#define IN_INNER_OPTIONS_DEFINE( CLASS, prefix, Name, member, TYPE, parameter ) \
-    TYPE *prefix##Name( CLASS *opt ) \
-    { \
-        PB_ASSERT( opt ); \
-        return opt->member.value.retained(); \
-    } \
-    void prefix##Set##Name( CLASS **opt, TYPE *parameter ) \
-    { \
-        IN_ASSERT_HANDLE( opt ); \
-        PB_ASSERT( parameter ); \
-        PB_UNSHARE( opt, prefix##CreateFrom ).member = { pb::share( parameter ), false }; \
-    } \
-    PB_BOOL prefix##Name##Default( CLASS *opt ) \
-    { \
-        PB_ASSERT( opt ); \
-        return opt->member.isDefault; \
-    } \
-    void prefix##Set##Name##Default( CLASS **opt ) \
-    { \
-        IN_ASSERT_HANDLE( opt ); \
-        CLASS &unshared = PB_UNSHARE( opt, prefix##CreateFrom ); \
+#define IN_INNER_OPTIONS_DEFINE( CLASS, prefix, Name, member, TYPE, parameter )                                \
+    TYPE *prefix##Name( CLASS *opt )                                                                           \
+    {                                                                                                          \
+        PB_ASSERT( opt );                                                                                      \
+        return opt->member.value.retained();                                                                   \
+    }                                                                                                          \
+    void prefix##Set##Name( CLASS **opt, TYPE *parameter )                                                     \
+    {                                                                                                          \
+        IN_ASSERT_HANDLE( opt );                                                                               \
+        PB_ASSERT( parameter );                                                                                \
+        PB_UNSHARE( opt, prefix##CreateFrom ).member = { pb::share( parameter ), false };                      \
+    }                                                                                                          \
+    PB_BOOL prefix##Name##Default( CLASS *opt )                                                                \
+    {                                                                                                          \
+        PB_ASSERT( opt );                                                                                      \
+        return opt->member.isDefault;                                                                          \
+    }                                                                                                          \
+    void prefix##Set##Name##Default( CLASS **opt )                                                             \
+    {                                                                                                          \
+        IN_ASSERT_HANDLE( opt );                                                                               \
+        CLASS &unshared = PB_UNSHARE( opt, prefix##CreateFrom );                                               \
         in::eachRow<CLASS>( [&]( const auto &row ) { return in::resetIf( row, unshared, &CLASS::member ); } ); \
-    } \
+    }                                                                                                          \
     static_assert( true )
 
 #endif

@@ -30,10 +30,9 @@ struct IN_DNS_OPTIONS : PB_OBJ {
 
 IN_OPTIONS_DEFINE( IN_DNS_OPTIONS, inDnsOptions, in___DnsOptions );
 
-IN_SETTING_DEFINE( IN_DNS_OPTIONS, inDnsOptions, MaxBlockDuration, maxBlockDuration, PB_INT, maxBlockDuration,
-    maxBlockDuration >= 0 );
 IN_SETTING_DEFINE(
-    IN_DNS_OPTIONS, inDnsOptions, DisableQueryAddresses, disableQueryAddresses, PB_BOOL, disable, true );
+    IN_DNS_OPTIONS, inDnsOptions, MaxBlockDuration, maxBlockDuration, PB_INT, maxBlockDuration, maxBlockDuration >= 0 );
+IN_SETTING_DEFINE( IN_DNS_OPTIONS, inDnsOptions, DisableQueryAddresses, disableQueryAddresses, PB_BOOL, disable, true );
 IN_SETTING_DEFINE(
     IN_DNS_OPTIONS, inDnsOptions, DisableQueryDomainNames, disableQueryDomainNames, PB_BOOL, disable, true );
 IN_SETTING_DEFINE( IN_DNS_OPTIONS, inDnsOptions, DisableQuerySrv, disableQuerySrv, PB_BOOL, disable, true );

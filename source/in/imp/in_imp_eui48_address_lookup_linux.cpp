@@ -47,8 +47,8 @@ bool primeNeighbourTable( IN_ADDRESS *ina, PB_STRING *optionalInterface )
     auto text = []( std::string_view utf8 ) { return pb::string( utf8 ); };
     if ( !optionalInterface )
         return bool( run( { text( "ping" ), address, text( "-c" ), text( "1" ), text( "-W" ), text( "1" ) } ) );
-    return bool( run( { text( "ping" ), text( "-I" ), pb::share( optionalInterface ), address, text( "-c" ), text( "1" ),
-        text( "-W" ), text( "1" ) } ) );
+    return bool( run( { text( "ping" ), text( "-I" ), pb::share( optionalInterface ), address, text( "-c" ),
+        text( "1" ), text( "-W" ), text( "1" ) } ) );
 }
 
 pb::Ref<PB_STRING> field( PB_VECTOR *parts, PB_INT index )
@@ -73,7 +73,8 @@ pb::Ref<IN_EUI48_ADDRESS> fromArpLine( PB_STRING *line, IN_ADDRESS *ina, PB_STRI
     pb::Ref<PB_VECTOR> parts = pb::adopt( pbStringSplitWhiteSpace( line ) );
     if ( pbVectorLength( parts.get() ) < 6 )
         return {};
-    if ( !isAddress( field( parts.get(), 0 ).get(), ina ) || !isDevice( field( parts.get(), 5 ).get(), optionalInterface ) )
+    if ( !isAddress( field( parts.get(), 0 ).get(), ina ) ||
+         !isDevice( field( parts.get(), 5 ).get(), optionalInterface ) )
         return {};
     pb::Ref<PB_STRING> flags = field( parts.get(), 2 );
     PB_INT value;

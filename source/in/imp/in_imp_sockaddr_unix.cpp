@@ -72,13 +72,14 @@ Record read( const void *sa, PB_INT length )
 
 bool says( const Record &record, IN_ADDRESS *ina )
 {
-    return inAddressVersion( ina ) == record.version &&
-           std::memcmp( inAddressBacking( ina ), record.bytes, static_cast<std::size_t>( inAddressLength( ina ) ) ) == 0;
+    return inAddressVersion( ina ) == record.version && std::memcmp( inAddressBacking( ina ), record.bytes,
+                                                            static_cast<std::size_t>( inAddressLength( ina ) ) ) == 0;
 }
 
 IN_ADDRESS *createAddress( const Record &record )
 {
-    return record.version == IN_ADDRESS_VERSION_4 ? inAddressCreateV4( record.bytes ) : inAddressCreateV6( record.bytes );
+    return record.version == IN_ADDRESS_VERSION_4 ? inAddressCreateV4( record.bytes )
+                                                  : inAddressCreateV6( record.bytes );
 }
 
 template <class T>
@@ -98,12 +99,12 @@ struct EndpointFunctions {
     void ( *update )( T **endpoint, IN_ADDRESS *ina, PB_INT number );
 };
 
-constexpr EndpointFunctions<IN_TCP_ADDRESS> tcpFunctions = { inTcpAddressCreate, inTcpAddressAddress,
-    in___TcpAddressUpdate };
-constexpr EndpointFunctions<IN_UDP_ADDRESS> udpFunctions = { inUdpAddressCreate, inUdpAddressAddress,
-    in___UdpAddressUpdate };
-constexpr EndpointFunctions<IN_RAW_ADDRESS> rawFunctions = { inRawAddressCreate, inRawAddressAddress,
-    in___RawAddressUpdate };
+constexpr EndpointFunctions<IN_TCP_ADDRESS> tcpFunctions = {
+    inTcpAddressCreate, inTcpAddressAddress, in___TcpAddressUpdate };
+constexpr EndpointFunctions<IN_UDP_ADDRESS> udpFunctions = {
+    inUdpAddressCreate, inUdpAddressAddress, in___UdpAddressUpdate };
+constexpr EndpointFunctions<IN_RAW_ADDRESS> rawFunctions = {
+    inRawAddressCreate, inRawAddressAddress, in___RawAddressUpdate };
 
 /** Makes a new endpoint of the record. */
 template <class T>
@@ -148,13 +149,15 @@ PB_BOOL in___ImpSockaddrFromAddress( void *optionalSa, PB_INT *optionalLength, I
     return write( optionalSa, optionalLength, ina, 0 );
 }
 
-PB_BOOL in___ImpSockaddrFromAddressAndTcpPort( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT tcpPort )
+PB_BOOL in___ImpSockaddrFromAddressAndTcpPort(
+    void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT tcpPort )
 {
     PB_ASSERT( IN_TCP_PORT_OK( tcpPort ) );
     return write( optionalSa, optionalLength, ina, tcpPort );
 }
 
-PB_BOOL in___ImpSockaddrFromAddressAndUdpPort( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT udpPort )
+PB_BOOL in___ImpSockaddrFromAddressAndUdpPort(
+    void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT udpPort )
 {
     PB_ASSERT( IN_UDP_PORT_OK( udpPort ) );
     return write( optionalSa, optionalLength, ina, udpPort );

@@ -9,12 +9,7 @@
 #include <pb/pb_string.h>
 
 /** Presets, each a full set of marks. */
-enum {
-    IN_QOS_DEFAULTS_NONE = 0,
-    IN_QOS_DEFAULTS_IPC = 1,
-    IN_QOS_DEFAULTS_VOICE = 2,
-    IN_QOS_DEFAULTS_SIGNALING = 3
-};
+enum { IN_QOS_DEFAULTS_NONE = 0, IN_QOS_DEFAULTS_IPC = 1, IN_QOS_DEFAULTS_VOICE = 2, IN_QOS_DEFAULTS_SIGNALING = 3 };
 #define IN_QOS_DEFAULTS_OK( dflt ) ( (uint64_t)( dflt ) <= IN_QOS_DEFAULTS_SIGNALING )
 PB_API PB_INT inQosDefaultsFromString( PB_STRING *pbs );
 PB_API PB_STRING *inQosDefaultsToString( PB_INT dflt );

@@ -2,8 +2,8 @@
 #ifndef IN_TCP_ADDRESS_H
 #define IN_TCP_ADDRESS_H
 
-#include <in/tcp/in_tcp_port.h>
 #include <in/base/in_endpoint.h>
+#include <in/tcp/in_tcp_port.h>
 
 /** The number is the Port, 1..65535, under the key "port". */
 IN_ENDPOINT( IN_TCP_ADDRESS, inTcpAddress, Port );

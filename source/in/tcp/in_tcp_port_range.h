@@ -2,8 +2,8 @@
 #ifndef IN_TCP_PORT_RANGE_H
 #define IN_TCP_PORT_RANGE_H
 
-#include <in/tcp/in_tcp_port.h>
 #include <in/base/in_endpoint.h>
+#include <in/tcp/in_tcp_port.h>
 
 IN_PORT_RANGE( IN_TCP_PORT_RANGE, inTcpPortRange );
 

@@ -2,8 +2,8 @@
 #ifndef IN_UDP_ADDRESS_H
 #define IN_UDP_ADDRESS_H
 
-#include <in/udp/in_udp_port.h>
 #include <in/base/in_endpoint.h>
+#include <in/udp/in_udp_port.h>
 
 /** The number is the Port, 1..65535, under the key "port". */
 IN_ENDPOINT( IN_UDP_ADDRESS, inUdpAddress, Port );

@@ -2,8 +2,8 @@
 #ifndef IN_UDP_PORT_RANGE_H
 #define IN_UDP_PORT_RANGE_H
 
-#include <in/udp/in_udp_port.h>
 #include <in/base/in_endpoint.h>
+#include <in/udp/in_udp_port.h>
 
 IN_PORT_RANGE( IN_UDP_PORT_RANGE, inUdpPortRange );
 

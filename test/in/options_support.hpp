@@ -1,0 +1,42 @@
+/* Options as text: JSON to a store and back, what restoring makes of it, what a check says of it. */
+#ifndef TEST_IN_OPTIONS_SUPPORT_HPP
+#define TEST_IN_OPTIONS_SUPPORT_HPP
+
+#include <cs/cs.h>
+#include <in/in.h>
+#include <support/test_support.h>
+
+namespace test {
+
+using Store = pb::Ref<PB_STORE>;
+
+/** Through the text of a configuration file and back. */
+inline Store throughFile( PB_STORE *store )
+{
+    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigCreate() );
+    csConfigSetObject( config.handle(), str( "o" ).get(), str( "SORT" ).get(), store );
+    pb::Ref<PB_BUFFER> json = pb::adopt( csConfigEncode( config.get() ) );
+    pb::Ref<PB_STRING> error;
+    config = pb::adopt( csConfigTryDecode( json.get(), error.handle() ) );
+    return pb::adopt( csConfigObjectConfig( config.get(), str( "o" ).get() ) );
+}
+
+/** The configuration file with one object "o" of that configuration. */
+inline pb::Ref<CS_CONFIG> fileOf( const std::string &sort, const std::string &json )
+{
+    std::string file = R"({"objects":{"o":{"sort":")" + sort + R"(","config":)" + json + "}}}";
+    pb::Ref<PB_BUFFER> bytes = pb::adopt( pbBufferCreateFromBytesCopy( file.data(), PB_INT_FROM( file.size() ) ) );
+    pb::Ref<PB_STRING> error;
+    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigTryDecode( bytes.get(), error.handle() ) );
+    EXPECT_TRUE( config ) << json << pb::text( error.get() );
+    return config;
+}
+
+inline Store storeOf( const std::string &json )
+{
+    return pb::adopt( csConfigObjectConfig( fileOf( "SORT", json ).get(), str( "o" ).get() ) );
+}
+
+} // namespace test
+
+#endif

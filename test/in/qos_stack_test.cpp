@@ -1,0 +1,241 @@
+/* QoS stacks: in the configuration store, their update signal, what they trace, many threads at one. */
+#include "options_support.hpp"
+#include <atomic>
+#include <in/qos/in_qos_stack_private.h>
+#include <thread>
+#include <tr/tr.h>
+
+namespace {
+
+using test::str;
+using test::take;
+using test::textOf;
+
+#define VOICE R"({"defaults":"IN_QOS_DEFAULTS_VOICE"})"
+#define IPC R"({"defaults":"IN_QOS_DEFAULTS_IPC"})"
+#define NONE R"({"defaults":"IN_QOS_DEFAULTS_NONE"})"
+
+pb::Ref<IN_QOS_OPTIONS> options( const char *json )
+{
+    return pb::adopt( inQosOptionsRestore( test::storeOf( json ).get() ) );
+}
+std::string configuration( IN_QOS_STACK *stack )
+{
+    pb::Ref<IN_QOS_OPTIONS> options = pb::adopt( inQosStackOptions( stack ) );
+    return textOf( pb::adopt( inQosOptionsStore( options.get(), false ) ).get() );
+}
+
+/** Says whether it was fired since the last question; registered by hand. */
+class Waiter {
+public:
+    PB_SIGNALABLE *get() { return signalable.get(); }
+    bool fired()
+    {
+        if ( !pbBarrierPassTimed( barrier.get(), 0 ) )
+            return false;
+        pbBarrierBlock( barrier.get() );
+        return true;
+    }
+
+private:
+    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
+    pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
+};
+
+/** The configurations that the streams of QoS stacks are given while it lives. */
+class Recording {
+public:
+    Recording() { trSystemAddSink( sink.get() ); }
+    ~Recording() { trSystemDelSink( sink.get() ); }
+
+    /** All lines of a kind, each as JSON, less what numbers and times differ in. */
+    std::vector<pb::Ref<PB_STORE>> records()
+    {
+        pb::Ref<PB_VECTOR> taken = pb::adopt( trSinkTakeRecords( sink.get() ) );
+        std::vector<pb::Ref<PB_STORE>> stores;
+        for ( PB_INT i = 0; i < pbVectorLength( taken.get() ); ++i )
+            stores.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( taken.get(), i ) ) );
+        return stores;
+    }
+    std::vector<std::string> configurations()
+    {
+        std::vector<std::string> texts;
+        for ( auto &record : records() )
+            if ( pb::Ref<PB_STORE> value = pb::adopt( pbStoreStoreCstr( record.get(), "configuration", -1 ) ) )
+                texts.push_back( textOf( value.get() ) );
+        return texts;
+    }
+    std::string text()
+    {
+        std::string all;
+        for ( auto &record : records() )
+            all += textOf( record.get() ) + "\n";
+        return all;
+    }
+
+private:
+    pb::Ref<TR_SINK> sink = pb::adopt( trSinkCreateRecorder( false ) );
+};
+
+} // namespace
+
+TEST( QosStack, OptionsAndSignal )
+{
+    pb::Ref<IN_QOS_OPTIONS> voice = options( VOICE ), same = options( VOICE );
+    pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( voice.get(), nullptr ) );
+    EXPECT_EQ( pb::adopt( inQosStackOptions( stack.get() ) ).get(), voice.get() );
+    EXPECT_EQ( pb::adopt( in___QosStackConfiguration( stack.get() ) ).get(), voice.get() );
+
+    Waiter one, two;
+    in___QosStackConfigurationAddSignalable( stack.get(), one.get() );
+    in___QosStackConfigurationAddSignalable( stack.get(), two.get() );
+    inQosStackSetOptions( stack.get(), same.get() );
+    EXPECT_FALSE( one.fired() ) << "equal options change nothing";
+    EXPECT_EQ( pb::adopt( inQosStackOptions( stack.get() ) ).get(), voice.get() );
+
+    in___QosStackConfigurationDelSignalable( stack.get(), two.get() );
+    inQosStackSetOptions( stack.get(), options( R"({"defaults":"IN_QOS_DEFAULTS_VOICE","layer3Tos":184})" ).get() );
+    EXPECT_TRUE( one.fired() ) << "chosen differs from default, though the byte is the same";
+    EXPECT_FALSE( two.fired() ) << "was taken away";
+
+    inQosStackSetOptions( stack.get(), options( IPC ).get() );
+    EXPECT_FALSE( one.fired() ) << "fires once";
+    in___QosStackConfigurationAddSignalable( stack.get(), one.get() );
+    EXPECT_FALSE( one.fired() ) << "the signal was replaced, not left asserted";
+    inQosStackSetOptions( stack.get(), voice.get() );
+    EXPECT_TRUE( one.fired() );
+    EXPECT_EQ( configuration( stack.get() ), VOICE );
+}
+
+TEST( QosStack, TracesItsConfiguration )
+{
+    using Texts = std::vector<std::string>;
+    pb::Ref<TR_STREAM> parent = pb::adopt( trStreamCreateCstr( "TEST_PARENT", -1 ) );
+    pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( parent.get(), TR_ANCHOR_KIND_PARENT ) );
+    Recording recording;
+    pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( options( VOICE ).get(), anchor.get() ) );
+    std::string created = recording.text();
+    EXPECT_NE( created.find( "\"IN_QOS_STACK\"" ), std::string::npos ) << created;
+    EXPECT_NE( created.find( VOICE ), std::string::npos ) << created;
+    EXPECT_NE( created.find( "\"to\":" ), std::string::npos ) << "linked to its parent: " << created;
+
+    inQosStackSetOptions( stack.get(), options( VOICE ).get() );
+    EXPECT_EQ( recording.text(), "" );
+    inQosStackSetOptions( stack.get(), options( IPC ).get() );
+    EXPECT_EQ( recording.configurations(), Texts{ IPC } );
+
+    inQosStackTraceCompleteAnchor( stack.get(), anchor.get() );
+    EXPECT_NE( recording.text().find( "\"to\":" ), std::string::npos );
+}
+
+namespace {
+
+/** Leaves the live store empty, as it was. */
+class QosStore : public testing::Test {
+protected:
+    void TearDown() override
+    {
+        pb::Ref<PB_STRING> error;
+        EXPECT_TRUE( csStoreTrySetConfig( pb::adopt( csConfigCreate() ).get(), error.handle() ) );
+    }
+    static bool set( const char *name, const char *optionalJson )
+    {
+        pb::Ref<PB_STORE> config = optionalJson ? test::storeOf( optionalJson ) : pb::Ref<PB_STORE>();
+        return csStoreTrySetObject( str( name ).get(), str( "IN_QOS_STACK" ).get(), config.get() );
+    }
+    static pb::Ref<IN_QOS_STACK> live( const char *name )
+    {
+        return pb::adopt( inQosStackFrom( csStoreObject( str( name ).get() ) ) );
+    }
+    static std::string stored( const char *name )
+    {
+        pb::Ref<CS_CONFIG> config = pb::adopt( csStoreConfig() );
+        return textOf( pb::adopt( csConfigObjectConfig( config.get(), str( name ).get() ) ).get() );
+    }
+};
+
+} // namespace
+
+TEST_F( QosStore, CreatesAndReconfigures )
+{
+    EXPECT_TRUE( csSortRegistered( str( "IN_QOS_STACK" ).get() ) );
+    ASSERT_TRUE( set( "a", nullptr ) );
+    ASSERT_TRUE( set( "b", R"({"layer3Tos":"0x2E","bogus":1,"defaults":"IN_QOS_DEFAULTS_VOICE"})" ) );
+    pb::Ref<IN_QOS_STACK> a = live( "a" ), b = live( "b" );
+    EXPECT_EQ( configuration( a.get() ), NONE );
+    EXPECT_EQ( configuration( b.get() ), R"({"defaults":"IN_QOS_DEFAULTS_VOICE","layer3Tos":"0x2e"})" );
+
+    Waiter waiter;
+    in___QosStackConfigurationAddSignalable( a.get(), waiter.get() );
+    ASSERT_TRUE( set( "a", R"({"layer2Pcp":"nonsense"})" ) );
+    EXPECT_FALSE( waiter.fired() ) << "what is passed over changes nothing";
+    ASSERT_TRUE( set( "a", IPC ) );
+    EXPECT_TRUE( waiter.fired() );
+    EXPECT_EQ( live( "a" ).get(), a.get() ) << "reconfigured while it lives";
+    EXPECT_EQ( configuration( a.get() ), IPC );
+
+    // what the object says of itself is what the store keeps
+    inQosStackSetOptions( a.get(), options( VOICE ).get() );
+    EXPECT_EQ( stored( "a" ), VOICE );
+    EXPECT_EQ( configuration( b.get() ), R"({"defaults":"IN_QOS_DEFAULTS_VOICE","layer3Tos":"0x2e"})" );
+}
+
+TEST_F( QosStore, NormalizesAndChecks )
+{
+    constexpr const char *from = R"({"x":{},"windowsTrafficType":9,"layer3Tos":160,"defaults":"IN_QOS_DEFAULTS_IPC"})";
+    pb::Ref<CS_CONFIG> config = test::fileOf( "IN_QOS_STACK", from );
+    auto object = [&] { return textOf( pb::adopt( csConfigObjectConfig( config.get(), str( "o" ).get() ) ).get() ); };
+    EXPECT_EQ( textOf( pb::adopt( csConfigCheckObject( config.get(), str( "o" ).get() ) ).get() ),
+        R"({"x":"unknown key","windowsTrafficType":"does not parse"})" );
+    for ( int again = 0; again < 2; ++again ) {
+        csConfigNormalize( config.handle(), false );
+        EXPECT_EQ( object(), R"({"defaults":"IN_QOS_DEFAULTS_IPC","layer3Tos":"0xa0"})" );
+    }
+    for ( int again = 0; again < 2; ++again ) {
+        csConfigNormalize( config.handle(), true );
+        EXPECT_EQ( object(), R"({"defaults":"IN_QOS_DEFAULTS_IPC","layer3Tos":"0xa0",)"
+                             R"("layer2Pcp":"IN_QOS_LAYER2_PCP_EXCELLENT_EFFORT",)"
+                             R"("windowsTrafficType":"IN_QOS_WINDOWS_TRAFFIC_TYPE_EXCELLENT_EFFORT"})" );
+    }
+}
+
+/** Whoever registers, then reads, sees the last change: each setter waits to be seen by a reader that has the signal. */
+TEST( QosStack, ManyThreads )
+{
+    pb::Ref<IN_QOS_OPTIONS> all[] = { options( VOICE ), options( IPC ), options( NONE ), options( R"({"layer3Tos":1})" ) };
+    pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( all[0].get(), nullptr ) );
+    Recording recording;
+    recording.records();
+    std::atomic<int> setting = 4;
+    std::atomic<bool> strange = false;
+    std::vector<std::thread> threads;
+    for ( std::size_t t = 0; t < 4; ++t ) {
+        threads.emplace_back( [&, t] {
+            for ( std::size_t i = 0; i < 500; ++i )
+                inQosStackSetOptions( stack.get(), all[( i + t ) % 4].get() );
+            --setting;
+        } );
+        threads.emplace_back( [&] {
+            Waiter waiter;
+            do {
+                in___QosStackConfigurationAddSignalable( stack.get(), waiter.get() );
+                pb::Ref<IN_QOS_OPTIONS> now = pb::adopt( inQosStackOptions( stack.get() ) );
+                bool known = false;
+                for ( auto &each : all )
+                    known = known || each.get() == now.get();
+                strange = strange || !known;
+                if ( setting > 0 )
+                    waiter.fired();
+                in___QosStackConfigurationDelSignalable( stack.get(), waiter.get() );
+            } while ( setting > 0 );
+        } );
+    }
+    for ( std::thread &thread : threads )
+        thread.join();
+    EXPECT_FALSE( strange );
+    // traced in the order of the changes: no two alike in a row, the last one is what holds
+    std::vector<std::string> traced = recording.configurations();
+    ASSERT_FALSE( traced.empty() );
+    EXPECT_EQ( traced.back(), configuration( stack.get() ) );
+    EXPECT_EQ( std::adjacent_find( traced.begin(), traced.end() ), traced.end() );
+}

@@ -1,0 +1,357 @@
+/* Socket addresses: records byte by byte, what is refused, which objects are kept. */
+#include <arpa/inet.h>
+#include <cstring>
+#include <in/imp/in_imp_sockaddr_unix_private.h>
+#include <in/in.h>
+#include <netdb.h>
+#include <support/misuse.h>
+
+namespace {
+
+using test::str;
+using test::textOf;
+using Bytes = std::vector<unsigned char>;
+
+pb::Ref<IN_ADDRESS> address( const std::string &text )
+{
+    return pb::adopt( inAddressTryCreateFromString( str( text ).get() ) );
+}
+template <class T>
+std::string textOrNull( const pb::Ref<T> &object )
+{
+    return object ? textOf( object.get() ) : "null";
+}
+
+/** The record that the system itself makes of an address. */
+Bytes record( const std::string &text, unsigned port )
+{
+    sockaddr_in6 in6 = {};
+    sockaddr_in in4 = {};
+    in4.sin_family = AF_INET;
+    in6.sin6_family = AF_INET6;
+    in4.sin_port = in6.sin6_port = htons( static_cast<uint16_t>( port ) );
+    Bytes bytes( sizeof in4 );
+    if ( inet_pton( AF_INET, text.c_str(), &in4.sin_addr ) == 1 ) {
+        std::memcpy( bytes.data(), &in4, sizeof in4 );
+        return bytes;
+    }
+    EXPECT_EQ( inet_pton( AF_INET6, text.c_str(), &in6.sin6_addr ), 1 ) << text;
+    bytes.resize( sizeof in6 );
+    std::memcpy( bytes.data(), &in6, sizeof in6 );
+    return bytes;
+}
+
+const char *const addresses[] = { "0.0.0.0", "127.0.0.1", "192.0.2.1", "255.255.255.255", "::", "::1", "2001:db8::1",
+    "fe80::1", "ff02::fb", "::ffff:1.2.3.4", "1:2:3:4:5:6:7:8" };
+
+/** What a From function writes, into an area that was full of ones; only as much of it as the record is long. */
+template <class From>
+Bytes written( From from )
+{
+    Bytes area( std::size_t( in___ImpSockaddrSize() ) + 4, 0xff );
+    PB_INT length = -1, lengthOnly = -1;
+    EXPECT_TRUE( from( area.data(), &length ) );
+    EXPECT_TRUE( from( nullptr, &lengthOnly ) );
+    EXPECT_EQ( lengthOnly, length );
+    Bytes again( area.size(), 0xff );
+    EXPECT_TRUE( from( again.data(), nullptr ) );
+    EXPECT_EQ( again, area );
+    EXPECT_TRUE( from( nullptr, nullptr ) );
+    EXPECT_EQ( Bytes( area.begin() + length, area.end() ), Bytes( area.size() - std::size_t( length ), 0xff ) );
+    area.resize( std::size_t( length ) );
+    return area;
+}
+
+} // namespace
+
+TEST( Sockaddr, ByteByByte )
+{
+    EXPECT_EQ( in___ImpSockaddrSize(), 28 );
+    pb::Ref<IN_ADDRESS> four = address( "192.0.2.7" ), six = address( "102:304:506:708:90a:b0c:d0e:f10" );
+    EXPECT_EQ( written( [&]( void *sa, PB_INT *length ) {
+        return in___ImpSockaddrFromAddressAndUdpPort( sa, length, four.get(), 0x1234 );
+    } ),
+        ( Bytes{ 2, 0, 0x12, 0x34, 192, 0, 2, 7, 0, 0, 0, 0, 0, 0, 0, 0 } ) );
+    EXPECT_EQ( written( [&]( void *sa, PB_INT *length ) {
+        return in___ImpSockaddrFromAddressAndTcpPort( sa, length, six.get(), 0xfedc );
+    } ),
+        ( Bytes{ 10, 0, 0xfe, 0xdc, 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 0, 0, 0, 0 } ) );
+}
+
+TEST( Sockaddr, FromEachKindAsTheSystemDoes )
+{
+    for ( const char *text : addresses ) {
+        pb::Ref<IN_ADDRESS> ina = address( text );
+        SCOPED_TRACE( text );
+        EXPECT_EQ(
+            written( [&]( void *sa, PB_INT *length ) { return in___ImpSockaddrFromAddress( sa, length, ina.get() ); } ),
+            record( text, 0 ) );
+        for ( unsigned port : { 1u, 255u, 256u, 65535u } ) {
+            Bytes expected = record( text, port );
+            pb::Ref<IN_TCP_ADDRESS> ta = pb::adopt( inTcpAddressCreate( ina.get(), port ) );
+            pb::Ref<IN_UDP_ADDRESS> ua = pb::adopt( inUdpAddressCreate( ina.get(), port ) );
+            const std::function<bool( void *, PB_INT * )> functions[] = {
+                [&]( void *sa, PB_INT *n ) { return in___ImpSockaddrFromAddressAndTcpPort( sa, n, ina.get(), port ); },
+                [&]( void *sa, PB_INT *n ) { return in___ImpSockaddrFromAddressAndUdpPort( sa, n, ina.get(), port ); },
+                [&]( void *sa, PB_INT *n ) { return in___ImpSockaddrFromTcpAddress( sa, n, ta.get() ); },
+                [&]( void *sa, PB_INT *n ) { return in___ImpSockaddrFromUdpAddress( sa, n, ua.get() ); },
+            };
+            for ( const auto &from : functions )
+                EXPECT_EQ( written( from ), expected ) << port;
+
+            // and back
+            pb::Ref<IN_TCP_ADDRESS> ta2;
+            pb::Ref<IN_UDP_ADDRESS> ua2;
+            auto length = PB_INT_FROM( expected.size() );
+            EXPECT_TRUE( in___ImpSockaddrToTcpAddress( expected.data(), length, ta2.handle() ) );
+            EXPECT_TRUE( in___ImpSockaddrUpdateUdpAddress( expected.data(), length, ua2.handle() ) );
+            EXPECT_TRUE( inTcpAddressEquals( ta.get(), ta2.get() ) );
+            EXPECT_TRUE( inUdpAddressEquals( ua.get(), ua2.get() ) );
+        }
+        pb::Ref<IN_RAW_ADDRESS> ra = pb::adopt( inRawAddressCreate( ina.get(), 17 ) );
+        EXPECT_EQ(
+            written( [&]( void *sa, PB_INT *n ) { return in___ImpSockaddrFromRawAddress( sa, n, ra.get() ); } ),
+            record( text, 17 ) );
+    }
+}
+
+TEST( Sockaddr, ReadsAsTheSystemDoes )
+{
+    for ( const char *text : addresses ) {
+        Bytes bytes = record( text, 5060 );
+        char host[NI_MAXHOST];
+        ASSERT_EQ( getnameinfo( reinterpret_cast<const sockaddr *>( bytes.data() ), socklen_t( bytes.size() ), host,
+                       sizeof host, nullptr, 0, NI_NUMERICHOST ),
+            0 );
+        pb::Ref<IN_ADDRESS> ina;
+        EXPECT_TRUE( in___ImpSockaddrToAddress( bytes.data(), PB_INT_FROM( bytes.size() ), ina.handle() ) );
+        EXPECT_TRUE( inAddressEquals( ina.get(), address( host ).get() ) ) << text;
+    }
+}
+
+namespace {
+
+/** The six functions that read a record, each in its own out object, which held something before. */
+struct Outs {
+    pb::Ref<IN_ADDRESS> ina, ina2;
+    pb::Ref<IN_TCP_ADDRESS> ta, ta2;
+    pb::Ref<IN_UDP_ADDRESS> ua, ua2;
+    pb::Ref<IN_RAW_ADDRESS> ra, ra2;
+
+    explicit Outs( bool full )
+    {
+        if ( !full )
+            return;
+        ina = ina2 = address( "9.9.9.9" );
+        ta = ta2 = pb::adopt( inTcpAddressCreate( ina.get(), 9 ) );
+        ua = ua2 = pb::adopt( inUdpAddressCreate( ina.get(), 9 ) );
+        ra = ra2 = pb::adopt( inRawAddressCreate( ina.get(), 9 ) );
+    }
+    /** Reads; the address, the endpoint, the raw address as texts; each Update function agrees with its To function. */
+    std::string read( const Bytes &bytes, PB_INT length )
+    {
+        const void *sa = bytes.data();
+        EXPECT_EQ( in___ImpSockaddrToAddress( sa, length, ina.handle() ), bool( ina ) );
+        EXPECT_EQ( in___ImpSockaddrUpdateAddress( sa, length, ina2.handle() ), bool( ina2 ) );
+        EXPECT_EQ( in___ImpSockaddrToTcpAddress( sa, length, ta.handle() ), bool( ta ) );
+        EXPECT_EQ( in___ImpSockaddrUpdateTcpAddress( sa, length, ta2.handle() ), bool( ta2 ) );
+        EXPECT_EQ( in___ImpSockaddrToUdpAddress( sa, length, ua.handle() ), bool( ua ) );
+        EXPECT_EQ( in___ImpSockaddrUpdateUdpAddress( sa, length, ua2.handle() ), bool( ua2 ) );
+        EXPECT_EQ( in___ImpSockaddrToRawAddress( sa, length, ra.handle(), 256 ), bool( ra ) );
+        EXPECT_EQ( in___ImpSockaddrUpdateRawAddress( sa, length, ra2.handle(), 256 ), bool( ra2 ) );
+        EXPECT_EQ( textOrNull( ina ), textOrNull( ina2 ) );
+        for ( const std::string &text : { textOrNull( ta ), textOrNull( ta2 ), textOrNull( ua2 ) } )
+            EXPECT_EQ( text, textOrNull( ua ) );
+        EXPECT_EQ( textOrNull( ra ), textOrNull( ra2 ) );
+        return textOrNull( ina ) + " " + textOrNull( ua ) + " " + textOrNull( ra );
+    }
+};
+
+Bytes withFamily( Bytes bytes, unsigned char family )
+{
+    bytes[0] = family;
+    return bytes;
+}
+
+} // namespace
+
+TEST( Sockaddr, LengthsFamiliesAndPorts )
+{
+    struct Row {
+        Bytes bytes;
+        PB_INT length;
+        const char *result;
+    };
+    const Bytes four = record( "192.0.2.1", 17 ), six = record( "2001:db8::1", 17 );
+    const char *const nothing = "null null null";
+    const Row table[] = {
+        { four, 16, "192.0.2.1 192.0.2.1:17 192.0.2.1:17" },
+        { four, 28, "192.0.2.1 192.0.2.1:17 192.0.2.1:17" },
+        { four, 128, "192.0.2.1 192.0.2.1:17 192.0.2.1:17" },
+        { four, 15, nothing },
+        { four, 2, nothing },
+        { four, 0, nothing },
+        { four, -1, nothing },
+        { six, 28, "2001:DB8::1 [2001:DB8::1]:17 [2001:DB8::1]:17" },
+        { six, 128, "2001:DB8::1 [2001:DB8::1]:17 [2001:DB8::1]:17" },
+        { six, 27, nothing },
+        { six, 16, nothing },
+        { six, 15, nothing },
+        { withFamily( four, AF_UNSPEC ), 16, nothing },
+        { withFamily( six, AF_UNSPEC ), 28, nothing },
+        { withFamily( six, AF_UNIX ), 28, nothing },
+        { withFamily( six, AF_PACKET ), 28, nothing },
+        { record( "192.0.2.1", 0 ), 16, "192.0.2.1 null 192.0.2.1:0" },
+        { record( "::1", 0 ), 28, "::1 null [::1]:0" },
+        { record( "192.0.2.1", 300 ), 16, "192.0.2.1 192.0.2.1:300 null" },
+        { record( "0.0.0.0", 0x0100 ), 16, "0.0.0.0 0.0.0.0:256 null" },
+    };
+    for ( const Row &row : table ) {
+        for ( bool full : { false, true } ) {
+            SCOPED_TRACE( std::to_string( row.bytes[0] ) + " " + std::to_string( row.length ) );
+            Outs outs( full );
+            EXPECT_EQ( outs.read( row.bytes, row.length ), row.result );
+            EXPECT_EQ( outs.read( row.bytes, row.length ), row.result ) << "over what it gave itself";
+        }
+    }
+}
+
+TEST( Sockaddr, RecordsNeedNoAlignmentAndNoMoreBytesThanTheirs )
+{
+    for ( const char *text : { "192.0.2.1", "2001:db8::1" } ) {
+        Bytes bytes = record( text, 9 );
+        std::unique_ptr<unsigned char[]> area( new unsigned char[bytes.size() + 1] ); // exactly, at an odd place
+        std::memcpy( area.get() + 1, bytes.data(), bytes.size() );
+        pb::Ref<IN_UDP_ADDRESS> ua;
+        EXPECT_TRUE( in___ImpSockaddrToUdpAddress( area.get() + 1, PB_INT_FROM( bytes.size() ), ua.handle() ) );
+        EXPECT_EQ( textOf( ua.get() ), test::take( inAddressToHost( address( text ).get() ) ) + ":9" );
+    }
+}
+
+namespace {
+
+/** The functions of an endpoint class. */
+template <class T>
+struct Reader {
+    PB_BOOL ( *to )( const void *, PB_INT, T ** );
+    PB_BOOL ( *update )( const void *, PB_INT, T ** );
+    IN_ADDRESS *( *address )( T * );
+};
+
+/** Which of the held objects stay the same ones. */
+template <class T>
+void checkIdentity( const Reader<T> &reader )
+{
+    pb::Ref<T> held, first;
+    auto read = [&]( auto function, const char *text, unsigned port ) {
+        Bytes bytes = record( text, port );
+        EXPECT_TRUE( function( bytes.data(), PB_INT_FROM( bytes.size() ), held.handle() ) );
+        return pb::adopt( reader.address( held.get() ) );
+    };
+    pb::Ref<IN_ADDRESS> ina = read( reader.to, "192.0.2.1", 9 );
+    first = held;
+
+    EXPECT_EQ( read( reader.update, "192.0.2.1", 9 ).get(), ina.get() );
+    EXPECT_EQ( held.get(), first.get() ) << "the same peer again: shared as it is";
+    EXPECT_EQ( read( reader.update, "192.0.2.1", 10 ).get(), ina.get() ) << "the address stays";
+    EXPECT_NE( held.get(), first.get() ) << "the other holder's object does not change";
+    EXPECT_EQ( textOf( first.get() ), "192.0.2.1:9" );
+    T *alone = held.get();
+    EXPECT_NE( read( reader.update, "192.0.2.2", 10 ).get(), ina.get() );
+    EXPECT_EQ( held.get(), alone ) << "in place";
+    EXPECT_EQ( textOf( held.get() ), "192.0.2.2:10" );
+
+    // the same four bytes in front do not make another version the same address
+    ina = read( reader.update, "0.0.0.0", 10 );
+    EXPECT_NE( read( reader.update, "::", 10 ).get(), ina.get() );
+    EXPECT_EQ( textOf( held.get() ), "[::]:10" );
+
+    first = held;
+    read( reader.to, "::", 10 );
+    EXPECT_NE( held.get(), first.get() ) << "To always makes a new one";
+    EXPECT_EQ( textOf( held.get() ), textOf( first.get() ) );
+}
+
+} // namespace
+
+TEST( Sockaddr, Identity )
+{
+    checkIdentity<IN_TCP_ADDRESS>(
+        { in___ImpSockaddrToTcpAddress, in___ImpSockaddrUpdateTcpAddress, inTcpAddressAddress } );
+    checkIdentity<IN_UDP_ADDRESS>(
+        { in___ImpSockaddrToUdpAddress, in___ImpSockaddrUpdateUdpAddress, inUdpAddressAddress } );
+    checkIdentity<IN_RAW_ADDRESS>( {
+        []( const void *sa, PB_INT n, IN_RAW_ADDRESS **ra ) { return in___ImpSockaddrToRawAddress( sa, n, ra, 256 ); },
+        []( const void *sa, PB_INT n, IN_RAW_ADDRESS **ra ) {
+            return in___ImpSockaddrUpdateRawAddress( sa, n, ra, 256 );
+        },
+        inRawAddressAddress,
+    } );
+}
+
+TEST( Sockaddr, IdentityOfAPlainAddress )
+{
+    for ( auto function : { in___ImpSockaddrToAddress, in___ImpSockaddrUpdateAddress } ) {
+        pb::Ref<IN_ADDRESS> ina;
+        for ( const char *text : { "0.0.0.0", "192.0.2.1", "::", "2001:db8::1" } ) {
+            Bytes bytes = record( text, 1 ), otherPort = record( text, 2 );
+            auto length = PB_INT_FROM( bytes.size() );
+            pb::Ref<IN_ADDRESS> before = ina;
+            EXPECT_TRUE( function( bytes.data(), length, ina.handle() ) );
+            EXPECT_NE( ina.get(), before.get() );
+            before = ina;
+            EXPECT_TRUE( function( otherPort.data(), length, ina.handle() ) );
+            EXPECT_EQ( ina.get(), before.get() );
+            EXPECT_TRUE( inAddressEquals( ina.get(), address( text ).get() ) );
+        }
+    }
+}
+
+TEST( Sockaddr, ProtocolOfARawAddress )
+{
+    struct Row {
+        PB_INT protocol;
+        unsigned port;
+        const char *result;
+    };
+    for ( const Row &row : {
+              Row{ 17, 0, "10.0.0.1:17" },
+              Row{ 17, 6, "10.0.0.1:17" },
+              Row{ 17, 300, "10.0.0.1:17" },
+              Row{ 0, 6, "10.0.0.1:0" },
+              Row{ 255, 6, "10.0.0.1:255" },
+              Row{ 256, 6, "10.0.0.1:6" },
+              Row{ 256, 0, "10.0.0.1:0" },
+              Row{ 256, 255, "10.0.0.1:255" },
+              Row{ 256, 256, "null" },
+              Row{ 256, 300, "null" },
+              Row{ INT64_MAX, 1, "10.0.0.1:1" },
+          } ) {
+        Bytes bytes = record( "10.0.0.1", row.port );
+        for ( auto function : { in___ImpSockaddrToRawAddress, in___ImpSockaddrUpdateRawAddress } ) {
+            pb::Ref<IN_RAW_ADDRESS> ra;
+            EXPECT_EQ( function( bytes.data(), 16, ra.handle(), row.protocol ), row.result[0] != 'n' );
+            EXPECT_EQ( textOrNull( ra ), row.result ) << row.protocol << ' ' << row.port;
+            EXPECT_FALSE( function( bytes.data(), 15, ra.handle(), row.protocol ) );
+            EXPECT_FALSE( ra );
+        }
+    }
+}
+
+TEST( Sockaddr, Misuse )
+{
+    pb::Ref<IN_ADDRESS> ina = address( "10.0.0.1" ), out;
+    pb::Ref<IN_UDP_ADDRESS> ua;
+    Bytes bytes = record( "10.0.0.1", 1 );
+    test::expectAborts( {
+        { "ina", [&] { in___ImpSockaddrFromAddress( nullptr, nullptr, nullptr ); } },
+        { "ina", [&] { in___ImpSockaddrFromAddressAndTcpPort( nullptr, nullptr, nullptr, 1 ); } },
+        { "IN_TCP_PORT_OK( tcpPort )", [&] { in___ImpSockaddrFromAddressAndTcpPort( nullptr, nullptr, ina.get(), 0 ); } },
+        { "IN_TCP_PORT_OK( tcpPort )",
+            [&] { in___ImpSockaddrFromAddressAndTcpPort( nullptr, nullptr, ina.get(), 65536 ); } },
+        { "IN_UDP_PORT_OK( udpPort )", [&] { in___ImpSockaddrFromAddressAndUdpPort( nullptr, nullptr, ina.get(), 0 ); } },
+        { "sa", [&] { in___ImpSockaddrToAddress( nullptr, 16, out.handle() ); } },
+        { "sa", [&] { in___ImpSockaddrUpdateUdpAddress( nullptr, 16, ua.handle() ); } },
+        { "ua", [&] { in___ImpSockaddrToUdpAddress( bytes.data(), 16, nullptr ); } },
+    } );
+}
