@@ -1,9 +1,9 @@
 /* Endpoints, port ranges, packets and the flags of transports. */
+#include "options_support.hpp"
 #include <in/in.h>
 #include <in/raw/in_raw_address_private.h>
 #include <in/tcp/in_tcp_address_private.h>
 #include <in/udp/in_udp_address_private.h>
-#include "options_support.hpp"
 #include <support/misuse.h>
 
 namespace {
@@ -65,8 +65,8 @@ void checkTexts( const Endpoint<T> &e )
             }
             pb::Ref<PB_STORE> store = pb::adopt( e.store( endpoint.get() ) );
             if ( row.stored ) {
-                EXPECT_EQ( textOf( store.get() ), std::string( R"({"address":")" ) + row.stored + R"(",")" + e.key +
-                                                      R"(":)" + digits + "}" );
+                EXPECT_EQ( textOf( store.get() ),
+                    std::string( R"({"address":")" ) + row.stored + R"(",")" + e.key + R"(":)" + digits + "}" );
             }
             pb::Ref<T> again = pb::adopt( e.tryRestore( test::throughFile( store.get() ).get() ) );
             ASSERT_TRUE( again );
@@ -333,7 +333,8 @@ std::string payload( IN_UDP_PACKET *up )
 {
     pb::Ref<PB_BUFFER> buf = pb::adopt( inUdpPacketPayload( up ) );
     EXPECT_EQ( pbBufferLength( buf.get() ), inUdpPacketPayloadLength( up ) );
-    return { reinterpret_cast<const char *>( pbBufferBacking( buf.get() ) ), std::size_t( pbBufferLength( buf.get() ) ) };
+    return {
+        reinterpret_cast<const char *>( pbBufferBacking( buf.get() ) ), std::size_t( pbBufferLength( buf.get() ) ) };
 }
 
 class UdpPacket : public testing::Test {
@@ -386,19 +387,19 @@ TEST_F( UdpPacket, TakesPartsOfABuffer )
         const char *payload;
     };
     const Row table[] = {
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadInner( up, buf, 7, 5 ); }, "world" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadInner( up, buf, 0, 12 ); }, "hello, world" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadInner( up, buf, 12, 0 ); }, "" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadLeading( up, buf, 5 ); }, "hello" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadLeading( up, buf, 0 ); }, "" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadTrailing( up, buf, 3 ); }, "rld" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadTrailing( up, buf, 12 ); }, "hello, world" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadTrailing( up, buf, 0 ); }, "" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadOuter( up, buf, 5, 2 ); }, "helloworld" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadOuter( up, buf, 0, 12 ); }, "" },
-        { []( auto up, auto buf ) { inUdpPacketSetPayloadOuter( up, buf, 3, 0 ); }, "hello, world" },
-        { []( auto up, auto ) { inUdpPacketSetPayloadBytes( up, "a\0b", 3 ); }, "a\0b" },
-        { []( auto up, auto ) { inUdpPacketSetPayloadBytes( up, nullptr, 0 ); }, "" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadInner( packet, buf, 7, 5 ); }, "world" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadInner( packet, buf, 0, 12 ); }, "hello, world" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadInner( packet, buf, 12, 0 ); }, "" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadLeading( packet, buf, 5 ); }, "hello" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadLeading( packet, buf, 0 ); }, "" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadTrailing( packet, buf, 3 ); }, "rld" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadTrailing( packet, buf, 12 ); }, "hello, world" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadTrailing( packet, buf, 0 ); }, "" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadOuter( packet, buf, 5, 2 ); }, "helloworld" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadOuter( packet, buf, 0, 12 ); }, "" },
+        { []( auto packet, auto buf ) { inUdpPacketSetPayloadOuter( packet, buf, 3, 0 ); }, "hello, world" },
+        { []( auto packet, auto ) { inUdpPacketSetPayloadBytes( packet, "a\0b", 3 ); }, "a\0b" },
+        { []( auto packet, auto ) { inUdpPacketSetPayloadBytes( packet, nullptr, 0 ); }, "" },
     };
     for ( const Row &row : table ) {
         std::string expected( row.payload, row.payload[0] == 'a' ? 3 : std::string_view( row.payload ).size() );
@@ -410,8 +411,7 @@ TEST_F( UdpPacket, TakesPartsOfABuffer )
         EXPECT_NE( pb::adopt( inUdpPacketPayload( other.get() ) ).get(), text.get() ) << "copied, not shared";
 
         // from the packet's own payload, which only it holds
-        pb::Ref<IN_UDP_PACKET> own =
-            pb::adopt( inUdpPacketCreateWithPayloadBytes( remote.get(), "hello, world", 12 ) );
+        pb::Ref<IN_UDP_PACKET> own = pb::adopt( inUdpPacketCreateWithPayloadBytes( remote.get(), "hello, world", 12 ) );
         PB_BUFFER *lent = pb::adopt( inUdpPacketPayload( own.get() ) ).get();
         row.set( own.handle(), lent );
         EXPECT_EQ( payload( own.get() ), expected );
@@ -443,7 +443,9 @@ TEST_F( UdpPacket, Misuse )
             [&] { inUdpPacketSetPayloadTrailing( handle, buf, INT64_MIN ); } },
         { "byteOffset >= 0", [&] { inUdpPacketSetPayloadTrailing( handle, buf, 13 ); } },
         { "byteCount >= 0", [&] { inUdpPacketSetPayloadLeading( handle, buf, -1 ); } },
-        { "byteOffset + byteCount <= pbBufferLength( source )", [&] { inUdpPacketSetPayloadInner( handle, buf, 8, 5 ); } },
-        { "byteOffset + byteCount <= pbBufferLength( source )", [&] { inUdpPacketSetPayloadOuter( handle, buf, 13, 0 ); } },
+        { "byteOffset + byteCount <= pbBufferLength( source )",
+            [&] { inUdpPacketSetPayloadInner( handle, buf, 8, 5 ); } },
+        { "byteOffset + byteCount <= pbBufferLength( source )",
+            [&] { inUdpPacketSetPayloadOuter( handle, buf, 13, 0 ); } },
     } );
 }

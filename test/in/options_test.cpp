@@ -36,8 +36,8 @@ const Kind dns = KIND( inDnsOptions, "maxBlockDuration", "disableQueryAddresses"
 const Kind tcp = KIND( inTcpOptions, "portRange", "blacklistEnabled", "blacklistTimeout", "blacklistGranularity",
     "keepAliveEnabled", "keepAliveTime" );
 const Kind udp = KIND( inUdpOptions, "portRange" );
-const Kind stack = KIND( inOptions, "flags", "interface", "network", "addressVersion", "address", "dnsOptions",
-    "tcpOptions", "udpOptions" );
+const Kind stack = KIND(
+    inOptions, "flags", "interface", "network", "addressVersion", "address", "dnsOptions", "tcpOptions", "udpOptions" );
 const Kind qos = KIND( inQosOptions, "defaults", "layer3Tos", "layer2Pcp", "windowsTrafficType" );
 
 #define DNS_FULL \
@@ -130,8 +130,8 @@ const Row rows[] = {
     { udp, R"({"portRange":{"firstPort":"x","count":{},"last":1},"blacklistEnabled":true})", "{}",
         R"({"portRange":"does not parse","portRange.firstPort":"does not parse","portRange.count":"wrong type",)"
         R"("portRange.last":"unknown key","blacklistEnabled":"unknown key"})" },
-    { udp, R"({"portRange":{"firstPort":"0x10","count":1,"last":1}})",
-        R"({"portRange":{"firstPort":16,"count":1}})", R"({"portRange.last":"unknown key"})" },
+    { udp, R"({"portRange":{"firstPort":"0x10","count":1,"last":1}})", R"({"portRange":{"firstPort":16,"count":1}})",
+        R"({"portRange.last":"unknown key"})" },
     { stack,
         R"({"bogus":1,"network":"10.0.0.0/33","addressVersion":"IN_ADDRESS_VERSION_5","address":"10.0.0",)"
         R"("interface":{},"flags":["IN_FLAG_LOOPBACK_ONLY"]})",
@@ -147,8 +147,7 @@ const Row rows[] = {
         R"("udpOptions.portRange.firstPort":"out of range"})" },
     { stack, R"({"flags":"IN_FLAG_LOOPBACK_ONLY|IN_FLAG_OTHER","interface":""})",
         R"({"flags":"IN_FLAG_LOOPBACK_ONLY","interface":""})" },
-    { qos,
-        R"({"defaults":"IN_QOS_DEFAULTS_LOUD","layer3Tos":"256","layer2Pcp":"5","windowsTrafficType":{}})",
+    { qos, R"({"defaults":"IN_QOS_DEFAULTS_LOUD","layer3Tos":"256","layer2Pcp":"5","windowsTrafficType":{}})",
         R"({"defaults":"IN_QOS_DEFAULTS_NONE"})",
         R"({"defaults":"does not parse","layer3Tos":"out of range","layer2Pcp":"does not parse",)"
         R"("windowsTrafficType":"wrong type"})" },
@@ -187,7 +186,8 @@ TEST( Options, ArraysHoldNoOptions )
     pbStoreAppendValue( array.handle(), str( "true" ).get() );
     for ( const Kind *each : { &dns, &tcp, &udp, &stack, &qos } ) {
         Store none = pb::adopt( pbStoreCreate() );
-        EXPECT_EQ( textOf( each->normal( array.get(), true ).get() ), textOf( each->normal( none.get(), true ).get() ) );
+        EXPECT_EQ(
+            textOf( each->normal( array.get(), true ).get() ), textOf( each->normal( none.get(), true ).get() ) );
         EXPECT_EQ( textOf( each->check( array.get() ).get() ), "{}" );
     }
 }
@@ -324,9 +324,10 @@ void checkSetting( const Accessors<T, V> &a, Initial initial, Initial other, con
 }
 
 #define SETTING( prefix, Name, initial, other, stored ) \
-    checkSetting( Accessors<std::remove_pointer_t<decltype( prefix##Create() )>, decltype( prefix##Name( nullptr ) )>{ \
-                      prefix##Create, prefix##Name, prefix##Set##Name, prefix##Name##Default, \
-                      prefix##Set##Name##Default, prefix##Equals, prefix##Store }, \
+    checkSetting( \
+        Accessors<std::remove_pointer_t<decltype( prefix##Create() )>, decltype( prefix##Name( nullptr ) )>{ \
+            prefix##Create, prefix##Name, prefix##Set##Name, prefix##Name##Default, prefix##Set##Name##Default, \
+            prefix##Equals, prefix##Store }, \
         initial, other, stored )
 
 } // namespace
@@ -399,7 +400,8 @@ void checkOptional( const Optional<T, M> &o, pb::Ref<M> object )
         EXPECT_EQ( pb::adopt( prefix##Name( opt.get() ) ).get(), inner.get() ); \
         EXPECT_FALSE( prefix##Name##Default( opt.get() ) ); \
         EXPECT_LT( prefix##Compare( fresh.get(), opt.get() ), 0 ); \
-        EXPECT_EQ( textOf( pb::adopt( prefix##Store( opt.get(), false ) ).get() ), R"({"flags":"",")" key R"(":{}})" ); \
+        EXPECT_EQ( \
+            textOf( pb::adopt( prefix##Store( opt.get(), false ) ).get() ), R"({"flags":"",")" key R"(":{}})" ); \
         prefix##Set##Name##Default( opt.handle() ); \
         EXPECT_TRUE( prefix##Equals( fresh.get(), opt.get() ) ); \
     } while ( false )
@@ -442,24 +444,20 @@ TEST( Options, FlagsAndAddressVersion )
 
 TEST( Options, OrderGoesFieldByField )
 {
-    // ascending
-    for ( const auto &ascending : std::vector<std::vector<const char *>>{
-              { R"({"udpOptions":{}})", R"({"udpOptions":{"portRange":{"firstPort":1,"count":0}}})",
-                  R"({"tcpOptions":{}})", R"({"tcpOptions":{},"udpOptions":{}})",
-                  R"({"tcpOptions":{"keepAliveTime":9}})", R"({"dnsOptions":{}})",
-                  R"({"dnsOptions":{"cacheTimeout":9},"tcpOptions":{}})", R"({"address":"1.1.1.1"})",
-                  R"({"address":"::1","dnsOptions":{}})", R"({"addressVersion":"IN_ADDRESS_VERSION_4"})",
-                  R"({"addressVersion":"IN_ADDRESS_VERSION_6","address":"1.1.1.1"})", R"({"network":"1.1.1.1"})",
-                  R"({"interface":"a","network":"1.1.1.1"})", R"({"interface":"b"})",
-                  R"({"flags":"IN_FLAG_LOOPBACK_ONLY"})" } } ) {
-        std::vector<pb::Ref<IN_OPTIONS>> all;
-        for ( const char *json : ascending )
-            all.push_back( pb::adopt( inOptionsRestore( storeOf( json ).get() ) ) );
-        for ( std::size_t a = 0; a < all.size(); ++a )
-            for ( std::size_t b = 0; b < all.size(); ++b )
-                EXPECT_EQ( pb::order( inOptionsCompare( all[a].get(), all[b].get() ), PB_INT( 0 ) ), pb::order( a, b ) )
-                    << ascending[a] << ' ' << ascending[b];
-    }
+    constexpr const char *ascending[] = { R"({"udpOptions":{}})",
+        R"({"udpOptions":{"portRange":{"firstPort":1,"count":0}}})", R"({"tcpOptions":{}})",
+        R"({"tcpOptions":{},"udpOptions":{}})", R"({"tcpOptions":{"keepAliveTime":9}})", R"({"dnsOptions":{}})",
+        R"({"dnsOptions":{"cacheTimeout":9},"tcpOptions":{}})", R"({"address":"1.1.1.1"})",
+        R"({"address":"::1","dnsOptions":{}})", R"({"addressVersion":"IN_ADDRESS_VERSION_4"})",
+        R"({"addressVersion":"IN_ADDRESS_VERSION_6","address":"1.1.1.1"})", R"({"network":"1.1.1.1"})",
+        R"({"interface":"a","network":"1.1.1.1"})", R"({"interface":"b"})", R"({"flags":"IN_FLAG_LOOPBACK_ONLY"})" };
+    std::vector<pb::Ref<IN_OPTIONS>> all;
+    for ( const char *json : ascending )
+        all.push_back( pb::adopt( inOptionsRestore( storeOf( json ).get() ) ) );
+    for ( std::size_t a = 0; a < all.size(); ++a )
+        for ( std::size_t b = 0; b < all.size(); ++b )
+            EXPECT_EQ( pb::order( inOptionsCompare( all[a].get(), all[b].get() ), PB_INT( 0 ) ), pb::order( a, b ) )
+                << ascending[a] << ' ' << ascending[b];
 }
 
 TEST( QosOptions, Presets )
@@ -503,20 +501,20 @@ TEST( QosOptions, Names )
         PB_INT ( *fromText )( PB_STRING * );
         std::vector<const char *> names;
     };
-    for ( const Vocabulary &row : {
-              Vocabulary{ inQosDefaultsToString, inQosDefaultsFromString,
-                  { "IN_QOS_DEFAULTS_NONE", "IN_QOS_DEFAULTS_IPC", "IN_QOS_DEFAULTS_VOICE",
-                      "IN_QOS_DEFAULTS_SIGNALING" } },
-              Vocabulary{ inQosLayer2PcpToString, inQosLayer2PcpFromString,
-                  { "IN_QOS_LAYER2_PCP_BEST_EFFORT", "IN_QOS_LAYER2_PCP_BACKGROUND",
-                      "IN_QOS_LAYER2_PCP_EXCELLENT_EFFORT", "IN_QOS_LAYER2_PCP_CRITICAL_APPLICATIONS",
-                      "IN_QOS_LAYER2_PCP_VIDEO", "IN_QOS_LAYER2_PCP_VOICE", "IN_QOS_LAYER2_PCP_INTERNETWORK_CONTROL",
-                      "IN_QOS_LAYER2_PCP_NETWORK_CONTROL" } },
-              Vocabulary{ inQosWindowsTrafficTypeToString, inQosWindowsTrafficTypeFromString,
-                  { "IN_QOS_WINDOWS_TRAFFIC_TYPE_BEST_EFFORT", "IN_QOS_WINDOWS_TRAFFIC_TYPE_BACKGROUND",
-                      "IN_QOS_WINDOWS_TRAFFIC_TYPE_EXCELLENT_EFFORT", "IN_QOS_WINDOWS_TRAFFIC_TYPE_AUDIO_VIDEO",
-                      "IN_QOS_WINDOWS_TRAFFIC_TYPE_VOICE", "IN_QOS_WINDOWS_TRAFFIC_TYPE_CONTROL" } },
-          } ) {
+    for ( const Vocabulary &row :
+        {
+            Vocabulary{ inQosDefaultsToString, inQosDefaultsFromString,
+                { "IN_QOS_DEFAULTS_NONE", "IN_QOS_DEFAULTS_IPC", "IN_QOS_DEFAULTS_VOICE",
+                    "IN_QOS_DEFAULTS_SIGNALING" } },
+            Vocabulary{ inQosLayer2PcpToString, inQosLayer2PcpFromString,
+                { "IN_QOS_LAYER2_PCP_BEST_EFFORT", "IN_QOS_LAYER2_PCP_BACKGROUND", "IN_QOS_LAYER2_PCP_EXCELLENT_EFFORT",
+                    "IN_QOS_LAYER2_PCP_CRITICAL_APPLICATIONS", "IN_QOS_LAYER2_PCP_VIDEO", "IN_QOS_LAYER2_PCP_VOICE",
+                    "IN_QOS_LAYER2_PCP_INTERNETWORK_CONTROL", "IN_QOS_LAYER2_PCP_NETWORK_CONTROL" } },
+            Vocabulary{ inQosWindowsTrafficTypeToString, inQosWindowsTrafficTypeFromString,
+                { "IN_QOS_WINDOWS_TRAFFIC_TYPE_BEST_EFFORT", "IN_QOS_WINDOWS_TRAFFIC_TYPE_BACKGROUND",
+                    "IN_QOS_WINDOWS_TRAFFIC_TYPE_EXCELLENT_EFFORT", "IN_QOS_WINDOWS_TRAFFIC_TYPE_AUDIO_VIDEO",
+                    "IN_QOS_WINDOWS_TRAFFIC_TYPE_VOICE", "IN_QOS_WINDOWS_TRAFFIC_TYPE_CONTROL" } },
+        } ) {
         for ( std::size_t value = 0; value < row.names.size(); ++value ) {
             EXPECT_EQ( take( row.toText( PB_INT( value ) ) ), row.names[value] );
             EXPECT_EQ( row.fromText( str( row.names[value] ).get() ), PB_INT( value ) );

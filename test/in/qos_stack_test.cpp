@@ -202,7 +202,8 @@ TEST_F( QosStore, NormalizesAndChecks )
 /** Whoever registers, then reads, sees the last change: each setter waits to be seen by a reader that has the signal. */
 TEST( QosStack, ManyThreads )
 {
-    pb::Ref<IN_QOS_OPTIONS> all[] = { options( VOICE ), options( IPC ), options( NONE ), options( R"({"layer3Tos":1})" ) };
+    pb::Ref<IN_QOS_OPTIONS> all[] = {
+        options( VOICE ), options( IPC ), options( NONE ), options( R"({"layer3Tos":1})" ) };
     pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( all[0].get(), nullptr ) );
     Recording recording;
     recording.records();

@@ -109,8 +109,7 @@ TEST( Sockaddr, FromEachKindAsTheSystemDoes )
             EXPECT_TRUE( inUdpAddressEquals( ua.get(), ua2.get() ) );
         }
         pb::Ref<IN_RAW_ADDRESS> ra = pb::adopt( inRawAddressCreate( ina.get(), 17 ) );
-        EXPECT_EQ(
-            written( [&]( void *sa, PB_INT *n ) { return in___ImpSockaddrFromRawAddress( sa, n, ra.get() ); } ),
+        EXPECT_EQ( written( [&]( void *sa, PB_INT *n ) { return in___ImpSockaddrFromRawAddress( sa, n, ra.get() ); } ),
             record( text, 17 ) );
     }
 }
@@ -346,10 +345,12 @@ TEST( Sockaddr, Misuse )
     test::expectAborts( {
         { "ina", [&] { in___ImpSockaddrFromAddress( nullptr, nullptr, nullptr ); } },
         { "ina", [&] { in___ImpSockaddrFromAddressAndTcpPort( nullptr, nullptr, nullptr, 1 ); } },
-        { "IN_TCP_PORT_OK( tcpPort )", [&] { in___ImpSockaddrFromAddressAndTcpPort( nullptr, nullptr, ina.get(), 0 ); } },
+        { "IN_TCP_PORT_OK( tcpPort )",
+            [&] { in___ImpSockaddrFromAddressAndTcpPort( nullptr, nullptr, ina.get(), 0 ); } },
         { "IN_TCP_PORT_OK( tcpPort )",
             [&] { in___ImpSockaddrFromAddressAndTcpPort( nullptr, nullptr, ina.get(), 65536 ); } },
-        { "IN_UDP_PORT_OK( udpPort )", [&] { in___ImpSockaddrFromAddressAndUdpPort( nullptr, nullptr, ina.get(), 0 ); } },
+        { "IN_UDP_PORT_OK( udpPort )",
+            [&] { in___ImpSockaddrFromAddressAndUdpPort( nullptr, nullptr, ina.get(), 0 ); } },
         { "sa", [&] { in___ImpSockaddrToAddress( nullptr, 16, out.handle() ); } },
         { "sa", [&] { in___ImpSockaddrUpdateUdpAddress( nullptr, 16, ua.handle() ); } },
         { "ua", [&] { in___ImpSockaddrToUdpAddress( bytes.data(), 16, nullptr ); } },

@@ -76,7 +76,8 @@ const struct {
     { "# caf\xE9 \xFF\xFE\nnameserver 10.0.0.1\nnameserver 10.0.0.2\xFF\nnameserver \xC3\n", "10.0.0.1" },
     { std::string( "\0\0\nnameserver 10.0.0.1\0\nnameserver 10.0.0.2\n", 44 ), "10.0.0.2" },
     // long lines, also across the blocks that the file is read in
-    { "# " + longText + "\nnameserver 10.0.0.1\nnameserver " + longText + "\nnameserver 10.0.0.2", "10.0.0.1 10.0.0.2" },
+    { "# " + longText + "\nnameserver 10.0.0.1\nnameserver " + longText + "\nnameserver 10.0.0.2",
+        "10.0.0.1 10.0.0.2" },
     { "nameserver " + std::string( 100'000, ' ' ) + "10.0.0.1\n", "10.0.0.1" },
 };
 

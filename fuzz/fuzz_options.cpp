@@ -1,0 +1,106 @@
+/*
+ * Configurations of every options class, endpoint and port range: whatever a store holds, restoring takes something from
+ * it; what it took is stored, restored and checked without loss or complaint. The input has a line per entry: "key=value",
+ * "key{" begins a store under the key, "}" ends it.
+ */
+#include <cs/cs.h>
+#include <cstdint>
+#include <in/in.h>
+#include <pb/pb.hpp>
+#include <pb/pb_module.hpp>
+#include <pr/pr.h>
+#include <string_view>
+#include <tr/tr.h>
+
+namespace {
+
+using Store = pb::Ref<PB_STORE>;
+
+/** The vocabularies are there once the modules have started. */
+bool start()
+{
+    for ( PB_MODULE *module : { trModule(), prModule(), csModule(), inModule() } )
+        PB_ASSERT( !module->startup || module->startup() );
+    return true;
+}
+
+std::string_view takeLine( std::string_view &rest )
+{
+    std::string_view line = rest.substr( 0, rest.find( '\n' ) );
+    rest.remove_prefix( line.size() < rest.size() ? line.size() + 1 : line.size() );
+    return line;
+}
+
+Store readStore( std::string_view &rest, int depth )
+{
+    Store store = pb::adopt( pbStoreCreate() );
+    while ( !rest.empty() ) {
+        std::string_view line = takeLine( rest );
+        if ( line == "}" )
+            break;
+        std::size_t end = line.find_first_of( "={" );
+        if ( end == line.npos )
+            continue;
+        auto keyLength = PB_INT_FROM( end );
+        if ( line[end] == '=' )
+            pbStoreSetValueCstr( store.handle(), line.data(), keyLength, pb::string( line.substr( end + 1 ) ).get() );
+        else if ( depth < 8 )
+            pbStoreSetStoreCstr( store.handle(), line.data(), keyLength, readStore( rest, depth + 1 ).get() );
+    }
+    return store;
+}
+
+template <class T>
+void checkOptions( PB_STORE *from, T *( *restore )( PB_STORE * ), PB_STORE *( *store )( T *, PB_BOOL ),
+    PB_STORE *( *check )( PB_STORE * ), PB_BOOL ( *equals )( T *, T * ) )
+{
+    Store report = pb::adopt( check( from ) );
+    pb::Ref<T> options = pb::adopt( restore( from ) );
+    Store stored = pb::adopt( store( options.get(), false ) );
+    pb::Ref<T> again = pb::adopt( restore( stored.get() ) );
+    PB_ASSERT( equals( options.get(), again.get() ) );
+    PB_ASSERT( pbStoreEquals( stored.get(), pb::adopt( store( again.get(), false ) ).get() ) );
+    PB_ASSERT( pbStoreLength( pb::adopt( check( stored.get() ) ).get() ) == 0 );
+    Store full = pb::adopt( store( options.get(), true ) );
+    PB_ASSERT( pbStoreLength( pb::adopt( check( full.get() ) ).get() ) == 0 );
+    PB_ASSERT( pbStoreLength( full.get() ) >= pbStoreLength( stored.get() ) );
+}
+
+template <class T>
+void checkValue(
+    PB_STORE *from, T *( *tryRestore )( PB_STORE * ), PB_STORE *( *store )( T * ), PB_BOOL ( *equals )( T *, T * ) )
+{
+    pb::Ref<T> value = pb::adopt( tryRestore( from ) );
+    if ( !value )
+        return;
+    pb::Ref<T> again = pb::adopt( tryRestore( pb::adopt( store( value.get() ) ).get() ) );
+    PB_ASSERT( again );
+    PB_ASSERT( equals( value.get(), again.get() ) );
+}
+
+#define CHECK_OPTIONS( store, prefix ) \
+    checkOptions( store, prefix##Restore, prefix##Store, prefix##Check, prefix##Equals )
+#define CHECK_VALUE( store, prefix ) checkValue( store, prefix##TryRestore, prefix##Store, prefix##Equals )
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput( const uint8_t *data, size_t size );
+
+extern "C" int LLVMFuzzerTestOneInput( const uint8_t *data, size_t size )
+{
+    static bool started = start();
+    PB_ASSERT( started );
+    std::string_view rest( reinterpret_cast<const char *>( data ), size );
+    Store store = readStore( rest, 0 );
+    CHECK_OPTIONS( store.get(), inDnsOptions );
+    CHECK_OPTIONS( store.get(), inTcpOptions );
+    CHECK_OPTIONS( store.get(), inUdpOptions );
+    CHECK_OPTIONS( store.get(), inQosOptions );
+    CHECK_OPTIONS( store.get(), inOptions );
+    CHECK_VALUE( store.get(), inUdpAddress );
+    CHECK_VALUE( store.get(), inTcpAddress );
+    CHECK_VALUE( store.get(), inRawAddress );
+    CHECK_VALUE( store.get(), inUdpPortRange );
+    CHECK_VALUE( store.get(), inTcpPortRange );
+    return 0;
+}
