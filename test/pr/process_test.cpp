@@ -196,7 +196,7 @@ TEST( Process, HaltMeetsScheduleAndTimerAndWaiters )
         subject.reset(); // before the timer and the signalable, which may outlive it
         pbSignalableSignal( signalable.get() );
     };
-    test::race( 400, 8, before, act, after );
+    test::race( 200, 8, before, act, after );
 }
 
 /** The function releases the last reference while others still fire what wakes it. */
@@ -223,8 +223,8 @@ TEST( Process, LastReferenceGoesInsideItsFunction )
         EXPECT_TRUE( test::startAllThreads( domain.get(), 2 ) );
         freedCount += freed;
     };
-    test::race( 300, 8, before, act, after );
-    EXPECT_EQ( freedCount, 300 );
+    test::race( 200, 8, before, act, after );
+    EXPECT_EQ( freedCount, 200 );
 }
 
 /** Freeing an argument enters the locks that a domain has: here it lets go of, and so halts, the next process. */
