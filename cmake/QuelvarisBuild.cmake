@@ -15,7 +15,7 @@ add_library( quelvaris_flags INTERFACE )
 target_compile_options( quelvaris_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
-    -fno-semantic-interposition
+    -fno-semantic-interposition -fno-plt
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wmissing-declarations> )
 if( QUELVARIS_SANITIZE )
     target_compile_options( quelvaris_flags INTERFACE

@@ -105,8 +105,8 @@ void pb___ObjFree( PB_OBJ *obj )
 {
     if ( obj->sort->freeFunc )
         obj->sort->freeFunc( obj );
-    std::free( obj );
     countLive( -1 );
+    std::free( obj );
 }
 
 const PB_SORT *pbObjSort( PB_OBJ *obj )

@@ -98,7 +98,7 @@ const Row rows[] = {
         R"("tcpOptions":{},"udpOptions":{"portRange":{"firstPort":1,"count":0}}})" },
     { qos,
         R"({"windowsTrafficType":"IN_QOS_WINDOWS_TRAFFIC_TYPE_CONTROL","layer2Pcp":"IN_QOS_LAYER2_PCP_BACKGROUND",)"
-        R"("layer3Tos":"0XB8","defaults":"IN_QOS_DEFAULTS_IPC"})",
+        R"("layer3Tos":"0xB8","defaults":"IN_QOS_DEFAULTS_IPC"})",
         R"({"defaults":"IN_QOS_DEFAULTS_IPC","layer3Tos":"0xb8","layer2Pcp":"IN_QOS_LAYER2_PCP_BACKGROUND",)"
         R"("windowsTrafficType":"IN_QOS_WINDOWS_TRAFFIC_TYPE_CONTROL"})" },
     // chosen, though equal to the default

@@ -149,15 +149,16 @@ struct Outs {
     /** Reads; the address, the endpoint, the raw address as texts; each Update function agrees with its To function. */
     std::string read( const Bytes &bytes, PB_INT length )
     {
+        auto gave = []( bool result, const auto &out ) { EXPECT_EQ( result, bool( out ) ); };
         const void *sa = bytes.data();
-        EXPECT_EQ( in___ImpSockaddrToAddress( sa, length, ina.handle() ), bool( ina ) );
-        EXPECT_EQ( in___ImpSockaddrUpdateAddress( sa, length, ina2.handle() ), bool( ina2 ) );
-        EXPECT_EQ( in___ImpSockaddrToTcpAddress( sa, length, ta.handle() ), bool( ta ) );
-        EXPECT_EQ( in___ImpSockaddrUpdateTcpAddress( sa, length, ta2.handle() ), bool( ta2 ) );
-        EXPECT_EQ( in___ImpSockaddrToUdpAddress( sa, length, ua.handle() ), bool( ua ) );
-        EXPECT_EQ( in___ImpSockaddrUpdateUdpAddress( sa, length, ua2.handle() ), bool( ua2 ) );
-        EXPECT_EQ( in___ImpSockaddrToRawAddress( sa, length, ra.handle(), 256 ), bool( ra ) );
-        EXPECT_EQ( in___ImpSockaddrUpdateRawAddress( sa, length, ra2.handle(), 256 ), bool( ra2 ) );
+        gave( in___ImpSockaddrToAddress( sa, length, ina.handle() ), ina );
+        gave( in___ImpSockaddrUpdateAddress( sa, length, ina2.handle() ), ina2 );
+        gave( in___ImpSockaddrToTcpAddress( sa, length, ta.handle() ), ta );
+        gave( in___ImpSockaddrUpdateTcpAddress( sa, length, ta2.handle() ), ta2 );
+        gave( in___ImpSockaddrToUdpAddress( sa, length, ua.handle() ), ua );
+        gave( in___ImpSockaddrUpdateUdpAddress( sa, length, ua2.handle() ), ua2 );
+        gave( in___ImpSockaddrToRawAddress( sa, length, ra.handle(), 256 ), ra );
+        gave( in___ImpSockaddrUpdateRawAddress( sa, length, ra2.handle(), 256 ), ra2 );
         EXPECT_EQ( textOrNull( ina ), textOrNull( ina2 ) );
         for ( const std::string &text : { textOrNull( ta ), textOrNull( ta2 ), textOrNull( ua2 ) } )
             EXPECT_EQ( text, textOrNull( ua ) );

@@ -67,7 +67,8 @@ const struct {
     // what does not count
     { "#nameserver 10.0.0.1\n; nameserver 10.0.0.2\n# nameserver 10.0.0.3\n", "" },
     { "search example.org\ndomain example.org\noptions ndots:5\nsortlist 10.0.0.1\nnameserver 10.0.0.9\n", "10.0.0.9" },
-    { "Nameserver 10.0.0.1\nNAMESERVER 10.0.0.2\nname server 10.0.0.3\nnameservers 10.0.0.4\n", "" },
+    { "Nameserver 10.0.0.1\nNAMESERVER 10.0.0.2\nname server 10.0.0.3\nnameserves 10.0.0.4\nnameservers 10.0.0.5\n",
+        "" },
     { "nameserver\nnameserver \nnameserver localhost\nnameserver 10.0.0\nnameserver 10.0.0.256\n", "" },
     { "nameserver 10.0.0.1 10.0.0.2\nnameserver 10.0.0.3 # first\nnameserver 10.0.0.4:53\n", "" },
     { "nameserver fe80::1%eth0\nnameserver [::1]\nnameserver fe80::2\n", "FE80::2" },

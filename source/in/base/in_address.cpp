@@ -1,4 +1,5 @@
 /* IP addresses: creation, bytes, classes, order. Their text forms are in in_address_text.cpp. No state. */
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <in/base/in_address_private.h>
@@ -73,7 +74,7 @@ IN_ADDRESS *create( PB_INT version, const PB_BYTE *bytes, std::size_t count )
 {
     IN_ADDRESS *ina = pb::create<IN_ADDRESS>();
     ina->version = version;
-    std::memmove( ina->bytes.data(), bytes, count );
+    std::copy_n( bytes, count, ina->bytes.data() );
     return ina;
 }
 
