@@ -51,8 +51,8 @@ Store readStore( std::string_view &rest, int depth )
 }
 
 template <class T>
-void checkOptions( PB_STORE *from, T *( *restore )( PB_STORE * ), PB_STORE *( *store )( T *, PB_BOOL ),
-    PB_STORE *( *check )( PB_STORE * ), PB_BOOL ( *equals )( T *, T * ) )
+void checkOptions( PB_STORE *from, T *( *restore )(PB_STORE *), PB_STORE *( *store )( T *, PB_BOOL ),
+    PB_STORE *( *check )(PB_STORE *), PB_BOOL ( *equals )( T *, T * ) )
 {
     Store report = pb::adopt( check( from ) );
     pb::Ref<T> options = pb::adopt( restore( from ) );
@@ -68,7 +68,7 @@ void checkOptions( PB_STORE *from, T *( *restore )( PB_STORE * ), PB_STORE *( *s
 
 template <class T>
 void checkValue(
-    PB_STORE *from, T *( *tryRestore )( PB_STORE * ), PB_STORE *( *store )( T * ), PB_BOOL ( *equals )( T *, T * ) )
+    PB_STORE *from, T *( *tryRestore )(PB_STORE *), PB_STORE *( *store )(T *), PB_BOOL ( *equals )( T *, T * ) )
 {
     pb::Ref<T> value = pb::adopt( tryRestore( from ) );
     if ( !value )

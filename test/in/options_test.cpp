@@ -20,8 +20,8 @@ struct Kind {
 };
 
 template <class T>
-Kind kind( const char *name, std::vector<const char *> keys, T *( *restore )( PB_STORE * ),
-    PB_STORE *( *store )( T *, PB_BOOL ), PB_STORE *( *check )( PB_STORE * ) )
+Kind kind( const char *name, std::vector<const char *> keys, T *( *restore )(PB_STORE *),
+    PB_STORE *( *store )( T *, PB_BOOL ), PB_STORE *( *check )(PB_STORE *))
 {
     auto normal = [=]( PB_STORE *from, bool full ) {
         pb::Ref<T> options = pb::adopt( restore( from ) );
@@ -40,10 +40,10 @@ const Kind stack = KIND(
     inOptions, "flags", "interface", "network", "addressVersion", "address", "dnsOptions", "tcpOptions", "udpOptions" );
 const Kind qos = KIND( inQosOptions, "defaults", "layer3Tos", "layer2Pcp", "windowsTrafficType" );
 
-#define DNS_FULL \
+#define DNS_FULL                                                                                  \
     R"({"maxBlockDuration":60000,"disableQueryAddresses":false,"disableQueryDomainNames":false,)" \
     R"("disableQuerySrv":false,"cacheTimeout":60000,"negativeCacheTimeout":60000})"
-#define TCP_FULL \
+#define TCP_FULL                                                                          \
     R"({"blacklistEnabled":true,"blacklistTimeout":120000,"blacklistGranularity":15000,)" \
     R"("keepAliveEnabled":false,"keepAliveTime":30000})"
 
@@ -323,11 +323,11 @@ void checkSetting( const Accessors<T, V> &a, Initial initial, Initial other, con
     EXPECT_EQ( a.get( held.get() ), V( other ) ) << "the other holder's stays";
 }
 
-#define SETTING( prefix, Name, initial, other, stored ) \
-    checkSetting( \
-        Accessors<std::remove_pointer_t<decltype( prefix##Create() )>, decltype( prefix##Name( nullptr ) )>{ \
+#define SETTING( prefix, Name, initial, other, stored )                                                         \
+    checkSetting(                                                                                               \
+        Accessors<std::remove_pointer_t<decltype( prefix##Create() )>, decltype( prefix##Name( nullptr ) )>{    \
             prefix##Create, prefix##Name, prefix##Set##Name, prefix##Name##Default, prefix##Set##Name##Default, \
-            prefix##Equals, prefix##Store }, \
+            prefix##Equals, prefix##Store },                                                                    \
         initial, other, stored )
 
 } // namespace
@@ -383,27 +383,27 @@ void checkOptional( const Optional<T, M> &o, pb::Ref<M> object )
     EXPECT_TRUE( o.has( held.get() ) );
 }
 
-#define OPTIONAL( prefix, Name, object ) \
-    checkOptional( Optional<std::remove_pointer_t<decltype( prefix##Create() )>, \
-                       std::remove_pointer_t<decltype( prefix##Name( nullptr ) )>>{ prefix##Create, prefix##Name, \
+#define OPTIONAL( prefix, Name, object )                                                                           \
+    checkOptional( Optional<std::remove_pointer_t<decltype( prefix##Create() )>,                                   \
+                       std::remove_pointer_t<decltype( prefix##Name( nullptr ) )>>{ prefix##Create, prefix##Name,  \
                        prefix##Has##Name, prefix##Set##Name, prefix##Del##Name, prefix##Equals, prefix##Compare }, \
         object )
 
 /** Options within options: chosen ones differ from default ones even when they are equal. */
-#define INNER( prefix, Name, innerPrefix, key ) \
-    do { \
-        auto fresh = pb::adopt( prefix##Create() ), opt = fresh; \
-        auto inner = pb::adopt( innerPrefix##Create() ); \
-        EXPECT_TRUE( prefix##Name##Default( opt.get() ) ); \
-        EXPECT_TRUE( innerPrefix##Equals( pb::adopt( prefix##Name( opt.get() ) ).get(), inner.get() ) ); \
-        prefix##Set##Name( opt.handle(), inner.get() ); \
-        EXPECT_EQ( pb::adopt( prefix##Name( opt.get() ) ).get(), inner.get() ); \
-        EXPECT_FALSE( prefix##Name##Default( opt.get() ) ); \
-        EXPECT_LT( prefix##Compare( fresh.get(), opt.get() ), 0 ); \
-        EXPECT_EQ( \
+#define INNER( prefix, Name, innerPrefix, key )                                                                  \
+    do {                                                                                                         \
+        auto fresh = pb::adopt( prefix##Create() ), opt = fresh;                                                 \
+        auto inner = pb::adopt( innerPrefix##Create() );                                                         \
+        EXPECT_TRUE( prefix##Name##Default( opt.get() ) );                                                       \
+        EXPECT_TRUE( innerPrefix##Equals( pb::adopt( prefix##Name( opt.get() ) ).get(), inner.get() ) );         \
+        prefix##Set##Name( opt.handle(), inner.get() );                                                          \
+        EXPECT_EQ( pb::adopt( prefix##Name( opt.get() ) ).get(), inner.get() );                                  \
+        EXPECT_FALSE( prefix##Name##Default( opt.get() ) );                                                      \
+        EXPECT_LT( prefix##Compare( fresh.get(), opt.get() ), 0 );                                               \
+        EXPECT_EQ(                                                                                               \
             textOf( pb::adopt( prefix##Store( opt.get(), false ) ).get() ), R"({"flags":"",")" key R"(":{}})" ); \
-        prefix##Set##Name##Default( opt.handle() ); \
-        EXPECT_TRUE( prefix##Equals( fresh.get(), opt.get() ) ); \
+        prefix##Set##Name##Default( opt.handle() );                                                              \
+        EXPECT_TRUE( prefix##Equals( fresh.get(), opt.get() ) );                                                 \
     } while ( false )
 
 } // namespace

@@ -207,7 +207,8 @@ TEST_F( QosStore, NormalizesAndChecks )
 
 TEST( QosStack, ManyThreads )
 {
-    pb::Ref<IN_QOS_OPTIONS> all[] = { options( VOICE ), options( IPC ), options( NONE ), options( R"({"layer3Tos":1})" ) };
+    pb::Ref<IN_QOS_OPTIONS> all[] = {
+        options( VOICE ), options( IPC ), options( NONE ), options( R"({"layer3Tos":1})" ) };
     pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( all[0].get(), nullptr ) );
     Recording recording;
     recording.records();
@@ -223,8 +224,8 @@ TEST( QosStack, ManyThreads )
             Waiter waiter;
             in___QosStackConfigurationAddSignalable( stack.get(), waiter.get() );
             pb::Ref<IN_QOS_OPTIONS> before = pb::adopt( inQosStackOptions( stack.get() ) );
-            EXPECT_TRUE( std::any_of( std::begin( all ), std::end( all ),
-                [&]( auto &each ) { return each.get() == before.get(); } ) );
+            EXPECT_TRUE( std::any_of(
+                std::begin( all ), std::end( all ), [&]( auto &each ) { return each.get() == before.get(); } ) );
             std::this_thread::yield();
             if ( before.get() != pb::adopt( inQosStackOptions( stack.get() ) ).get() ) {
                 EXPECT_TRUE( waiter.wait() ) << "who registers before reading hears of the change";

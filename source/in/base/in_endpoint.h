@@ -37,7 +37,7 @@
  *
  * - prefixCreate, prefixCreateFrom, prefixFirstPort, prefixCount, prefixSetCount: as their names say.
  * - prefixSetFirstPort: sets the first port and then puts the two in ascending order: when the new first port is larger
- *   than the count, they change places. This is meant.
+ *   than the count, they change places. This is meant; a range with the count 0 so gets the first port 0.
  * - prefixStore, prefixTryRestore: a store with the integers "firstPort" and "count"; null unless both are there and in
  *   their bounds.
  */

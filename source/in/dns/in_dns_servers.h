@@ -5,7 +5,7 @@
 #include <pb/pb_vector.h>
 
 /**
- * The name servers of /etc/resolv.conf (resolv.conf(5)), a new vector of IN_ADDRESS in their order, each once; empty when
+ * The name servers of /etc/resolv.conf (resolv.conf(5)), a new vector of IN_ADDRESS in the order of addresses, each once; empty when
  * the file cannot be read. Any thread.
  */
 PB_API PB_VECTOR *inDnsServersVector( void );

@@ -41,7 +41,7 @@ PB_BOOL in___ImpSockaddrUpdateUdpAddress( const void *sa, PB_INT length, IN_UDP_
 PB_BOOL in___ImpSockaddrUpdateRawAddress( const void *sa, PB_INT length, IN_RAW_ADDRESS **ra, PB_INT protocol );
 
 /**
- * The name servers of /etc/resolv.conf, a new vector of addresses in their order, each once; empty when the file cannot
+ * The name servers of /etc/resolv.conf, a new vector, in the order of addresses, each once; empty when the file cannot
  * be read. Lines that begin with "nameserver" count, what does not parse behind that is skipped.
  */
 PB_VECTOR *in___ImpSystemEnumerateDnsServers( void );
