@@ -12,7 +12,10 @@
  * "modules" tells which module versions the objects were written by. Keys that nobody knows are kept.
  *
  * A CS_CONFIG is such a file as a value; the live store (csStore...) is the process's one set of objects made from it.
- * All functions may be called on any thread. Functions of backends are called outside every lock of cs.
+ * All functions may be called on any thread. Functions of backends are called outside every lock of cs but one: changes
+ * of the live store go one after the other, and csStoreConfig stands between them. A backend's function may change the
+ * store itself, which takes effect at once; it must not wait for another thread that changes or stores it. Objects that
+ * leave are released, and signals asserted, when the change is over.
  */
 #ifndef CS_H
 #define CS_H
@@ -66,7 +69,10 @@ typedef PB_STORE *CS_SORT_NORMALIZE_CONFIG_FUNC( PB_STORE *config, PB_BOOL full 
 typedef CS_STATUS_REPORTER *CS_SORT_STATUS_FUNC( PB_OBJ *obj );
 typedef void CS_SORT_TRACE_COMPLETE_ANCHOR_FUNC( PB_OBJ *obj, TR_ANCHOR *anchor );
 
-/** Makes a sort configurable. A sort is registered once; the status and trace functions may be null. */
+/**
+ * Makes a sort configurable. A sort is registered once; the status and trace functions may be null. When the
+ * registration is released the live objects of the sort leave the store; a call that began before may still run.
+ */
 PB_API CS_SORT_BACKEND *csSortBackendCreate( const PB_SORT *sort, CS_SORT_TRY_CREATE_FUNC *tryCreateFunc,
     CS_SORT_CONFIG_FUNC *configFunc, CS_SORT_SET_CONFIG_FUNC *setConfigFunc,
     CS_SORT_NORMALIZE_CONFIG_FUNC *normalizeConfigFunc, CS_SORT_STATUS_FUNC *optionalStatusFunc,
@@ -121,14 +127,19 @@ PB_CLASS( CS_CONFIG, csConfig )
 PB_API CS_CONFIG *csConfigCreate( void );
 /**
  * A configuration from JSON (RFC 8259) in UTF-8. Null when it does not parse or is no configuration; then *error (null or
- * an owned string) is replaced by one line, "line 3, column 7: expected a comma". Nesting is limited to 64.
+ * an owned string) is replaced by one line, "line 3, column 7: expected a comma". Nesting is limited to 64;
+ * a byte order mark is skipped, a key that stands twice is an error.
  */
 PB_API CS_CONFIG *csConfigTryDecode( PB_BUFFER *json, PB_STRING **error );
 /** The same from a file; the error text begins with the path. */
 PB_API CS_CONFIG *csConfigTryLoad( PB_STRING *path, PB_STRING **error );
 /** As JSON, four blanks a level, a line feed at the end, a new buffer. */
 PB_API PB_BUFFER *csConfigEncode( CS_CONFIG *config );
-/** Writes the file whole (pbFileTryReplace), with the versions of the registered modules. */
+/**
+ * Brings the configuration to the current form and writes the file whole (pbFileTryReplace), with the versions of the
+ * registered modules. False and *error, with the file untouched, when it is refused, could not be loaded again (nested
+ * too deeply) or cannot be written.
+ */
 PB_API PB_BOOL csConfigTrySave( CS_CONFIG *config, PB_STRING *path, PB_STRING **error );
 
 /** The names of all objects, a new vector of strings, in the order of the file. */
@@ -168,7 +179,7 @@ PB_API PB_OBJ *csStoreObject( PB_STRING *name );
 /** Creates or reconfigures one object. False when the sort is unknown, or the object cannot be created. */
 PB_API PB_BOOL csStoreTrySetObject( PB_STRING *name, PB_STRING *sortName, PB_STORE *optionalConfig );
 PB_API void csStoreDelObject( PB_STRING *name );
-/** The status of a live object: "up", and its items; null when it has none. A new store. */
+/** The status of a live object, a new store: { "up": true, "items": { ... } }; null when it has none. */
 PB_API PB_STORE *csStoreObjectStatus( PB_STRING *name );
 /** Fires at the next change of the set of live objects; register again after that. */
 PB_API void csStoreUpdateAddSignalable( PB_SIGNALABLE *signalable );
