@@ -9,8 +9,8 @@
  * never one too few. Whoever wakes up looks at the alert, or at what it stands for. Firing happens outside the monitor,
  * because a waiter's function may come back to this alert.
  */
+#include <iterator>
 #include <pb/pb_waiters_private.hpp>
-#include <vector>
 
 struct PB_ALERTABLE : pb::Waker {
     using Waker::Waker;
@@ -53,14 +53,18 @@ void pbAlertableAlert( PB_ALERTABLE *alertable )
     alertable->fire();
 }
 
-/** Sets the alert; the waiters to fire, none when it was set before. */
-static std::vector<pb::Ref<PB_OBJ>> pb___AlertRaise( PB_ALERT &alert )
+/** Sets the alert; what is to be fired: one waiter, a vector of several, or null when it was set before or nobody waits. */
+static pb::Ref<PB_OBJ> pb___AlertRaise( PB_ALERT &alert )
 {
     pb::Lock lock( alert.monitor );
-    if ( alert.level.load( std::memory_order_relaxed ) )
+    if ( alert.level.exchange( true, std::memory_order_acq_rel ) || alert.waiters.begin() == alert.waiters.end() )
         return {};
-    alert.level.store( true, std::memory_order_release );
-    return { alert.waiters.begin(), alert.waiters.end() };
+    if ( std::next( alert.waiters.begin() ) == alert.waiters.end() )
+        return *alert.waiters.begin();
+    pb::Ref<PB_VECTOR> several = pb::adopt( pbVectorCreate() );
+    for ( const pb::Ref<PB_OBJ> &waiter : alert.waiters )
+        pbVectorAppend( several.handle(), waiter.get() );
+    return pb::adopt( pb::obj( several.give() ) );
 }
 
 /** Enters a waiter; whether the alert is set and the caller must fire it. */
@@ -82,16 +86,36 @@ PB_ALERT *pbAlertCreate( void )
     return pb::create<PB_ALERT>();
 }
 
-void pbAlertSet( PB_ALERT *alert )
+// An alert that is set, or unset, already is left without the monitor: the call then stands before the one that changes it.
+
+PB_OBJ *pbAlertSetDeferred( PB_ALERT *alert )
 {
     PB_ASSERT( alert );
-    for ( const pb::Ref<PB_OBJ> &waiter : pb___AlertRaise( *alert ) )
-        pbAlertableAlert( pbAlertableFrom( waiter.get() ) );
+    return alert->level.load( std::memory_order_acquire ) ? nullptr : pb___AlertRaise( *alert ).give();
+}
+
+void pbAlertFireDeferred( PB_OBJ *optionalDeferred )
+{
+    pb::Ref<PB_OBJ> deferred = pb::adopt( optionalDeferred );
+    if ( !deferred )
+        return;
+    if ( deferred->sort == pbAlertableSort() )
+        return pbAlertableAlert( pbAlertableFrom( deferred.get() ) );
+    PB_VECTOR *several = pbVectorFrom( deferred.get() );
+    for ( PB_INT i = 0; i < pbVectorLength( several ); ++i )
+        pbAlertableAlert( pb::adoptAs<PB_ALERTABLE>( pbVectorObjAt( several, i ) ).get() );
+}
+
+void pbAlertSet( PB_ALERT *alert )
+{
+    pbAlertFireDeferred( pbAlertSetDeferred( alert ) );
 }
 
 void pbAlertUnset( PB_ALERT *alert )
 {
     PB_ASSERT( alert );
+    if ( !alert->level.load( std::memory_order_acquire ) )
+        return;
     pb::Lock lock( alert->monitor );
     alert->level.store( false, std::memory_order_release );
 }

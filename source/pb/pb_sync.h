@@ -83,6 +83,12 @@ PB_API PB_ALERT *pbAlertCreate( void );
 /** Sets it; fires all waiters when it was unset. They stay registered. */
 PB_API void pbAlertSet( PB_ALERT *alert );
 PB_API void pbAlertUnset( PB_ALERT *alert );
+/**
+ * pbAlertSet in two halves, for who changes the alert under a lock of its own and fires the waiters when it has left that:
+ * sets the alert and returns what is to be fired, null for nothing; fires that, once, and releases it.
+ */
+PB_API PB_OBJ *pbAlertSetDeferred( PB_ALERT *alert );
+PB_API void pbAlertFireDeferred( PB_OBJ *optionalDeferred );
 PB_API PB_BOOL pbAlertIsSet( PB_ALERT *alert );
 PB_API void pbAlertAddAlertable( PB_ALERT *alert, PB_ALERTABLE *alertable );
 PB_API void pbAlertDelAlertable( PB_ALERT *alert, PB_ALERTABLE *alertable );

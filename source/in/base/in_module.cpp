@@ -6,7 +6,9 @@
 #include <in/base/in_address_version_private.h>
 #include <in/base/in_flags_private.h>
 #include <in/base/in_module_private.h>
+#include <in/base/in_stack_private.h>
 #include <in/imp/in_imp_qos_private.h>
+#include <in/imp/in_imp_udp_private.h>
 #include <in/qos/in_qos_stack_private.h>
 #include <in/qos/in_qos_vocabulary_private.h>
 #include <in/tcp/in_tcp_flags_private.h>
@@ -35,7 +37,10 @@ void moduleBackendShutdown()
 constexpr Step startups[] = {
     in___AddressVersionStartup,
     in___FlagsStartup,
+    in___StackCsStartup,
     in___ImpQosStartup,
+    in___ImpUdpStartup,
+    in___ImpUdpChannelStartup,
     in___QosDefaultsStartup,
     in___QosLayer2PcpStartup,
     in___QosStackCsStartup,
@@ -48,6 +53,7 @@ constexpr Step startups[] = {
 constexpr Step shutdowns[] = {
     moduleBackendShutdown, // first: no more requests for the module's info
     in___QosStackCsShutdown,
+    in___StackCsShutdown,
 };
 
 constexpr Step shutdownWaits[] = {
@@ -56,6 +62,8 @@ constexpr Step shutdownWaits[] = {
     in___QosWindowsTrafficTypeShutdown,
     in___QosLayer2PcpShutdown,
     in___QosDefaultsShutdown,
+    in___ImpUdpChannelShutdown,
+    in___ImpUdpShutdown,
     in___ImpQosShutdown,
     in___FlagsShutdown,
     in___AddressVersionShutdown,

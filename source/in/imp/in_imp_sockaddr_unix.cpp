@@ -213,6 +213,11 @@ PB_BOOL in___ImpSockaddrToUdpAddress( const void *sa, PB_INT length, IN_UDP_ADDR
     return record.port ? toEndpoint( record, record.port, ua, udpFunctions ) : clear( ua );
 }
 
+PB_BOOL in___ImpSockaddrIsUdpAddress( const void *sa, PB_INT length )
+{
+    return read( sa, length ).port != 0;
+}
+
 PB_BOOL in___ImpSockaddrUpdateTcpAddress( const void *sa, PB_INT length, IN_TCP_ADDRESS **ta )
 {
     PB_ASSERT( ta );

@@ -32,6 +32,8 @@ PB_BOOL in___ImpSockaddrFromRawAddress( void *optionalSa, PB_INT *optionalLength
 PB_BOOL in___ImpSockaddrToAddress( const void *sa, PB_INT length, IN_ADDRESS **ina );
 PB_BOOL in___ImpSockaddrToTcpAddress( const void *sa, PB_INT length, IN_TCP_ADDRESS **ta );
 PB_BOOL in___ImpSockaddrToUdpAddress( const void *sa, PB_INT length, IN_UDP_ADDRESS **ua );
+/** Whether in___ImpSockaddrToUdpAddress would be true. */
+PB_BOOL in___ImpSockaddrIsUdpAddress( const void *sa, PB_INT length );
 /** `protocol` is taken up to 255; above, the port field is, which then must be below 256. */
 PB_BOOL in___ImpSockaddrToRawAddress( const void *sa, PB_INT length, IN_RAW_ADDRESS **ra, PB_INT protocol );
 

@@ -1,6 +1,6 @@
 /* UDP packets. No state. */
 #include <in/base/in_settings_private.hpp>
-#include <in/udp/in_udp_packet.h>
+#include <in/udp/in_udp_packet_private.h>
 
 struct IN_UDP_PACKET : PB_OBJ {
     pb::Ref<IN_UDP_ADDRESS> remoteAddress; // never null
@@ -134,4 +134,11 @@ void inUdpPacketSetPayloadBytes( IN_UDP_PACKET **up, const void *bytes, PB_INT b
     IN_ASSERT_HANDLE( up );
     pb::Ref<PB_BUFFER> payload = pb::adopt( pbBufferCreateFromBytesCopy( bytes, byteCount ) );
     PB_UNSHARE( up, inUdpPacketCreateFrom ).payload = std::move( payload );
+}
+
+void in___UdpPacketTrace( IN_UDP_PACKET *up, TR_STREAM *stream, const char *format )
+{
+    if ( trSystemAcceptsHighVolumeMessages() )
+        trStreamMessageFormatCstr( stream, pbBufferBacking( up->payload.get() ), pbBufferLength( up->payload.get() ),
+            format, -1, pbBufferLength( up->payload.get() ), up->remoteAddress.get() );
 }

@@ -1,0 +1,411 @@
+/*
+ * UDP channels, the sockets: the records of the UDP slot engine, its receive thread, sending.
+ *
+ * A channel's datagrams go through two hands. The thread reads a batch without any lock, which is safe because the barrier
+ * keeps the socket open, and puts it among `incoming` under the channel's monitor, with one wake. A user takes from
+ * `outgoing` under `takeMonitor`, and fetches what has come in when that is empty. So users and the thread meet once a batch
+ * and not once a datagram. `queued` counts both hands; it grows under the monitor, and shrinks before who took looks,
+ * under the monitor, whether the alert and the full mark still say the truth. Whoever changes `queued` last looks last,
+ * so the alert is never left unset over a datagram, nor the channel paused over an empty queue.
+ *
+ * Locks: takeMonitor, then the channel's monitor. Unchanging members and the atomics are read without.
+ */
+#include <in/imp/in_imp_datagrams_private.hpp>
+#include <in/imp/in_imp_slot_engine_private.hpp>
+#include <in/imp/in_imp_sockaddr_unix_private.h>
+#include <in/imp/in_imp_socket_private.hpp>
+#include <in/imp/in_imp_udp_private.h>
+#include <list>
+#include <net/if.h>
+
+namespace {
+
+constexpr PB_INT QUEUE_MAX = 512;    // datagrams; reading stops here
+constexpr PB_INT QUEUE_RESUME = 256; // and goes on when no more than these are left
+
+/** What a socket is opened with. */
+struct UdpPlan {
+    IN_ADDRESS *localAddress;
+    PB_INT flags;
+    pb::Ref<IN_QOS_OPTIONS> qosOptions; // null for no marks
+    bool isMulticast;
+
+    bool noReceive() const { return flags & IN_UDP_FLAG_NO_RECEIVE; }
+};
+
+using Step = in::SocketStep<UdpPlan>;
+using Plan = const UdpPlan &;
+using in::Need;
+using in::when;
+
+constexpr Step steps[] = {
+    { Need::bestEffort, SOL_SOCKET, SO_BROADCAST, []( Plan plan ) { return when( !plan.isMulticast, 1 ); } },
+    { Need::bestEffort, SOL_SOCKET, SO_REUSEADDR, []( Plan plan ) { return when( !plan.isMulticast, 0 ); } },
+    { Need::required, SOL_SOCKET, SO_RCVBUF,
+        []( Plan plan ) { return when( !plan.isMulticast && plan.noReceive(), 0 ); } },
+    // The level of IPv4 on IPv6 sockets too: meant.
+    { Need::bestEffort, IPPROTO_IP, IP_TOS,
+        []( Plan plan ) {
+            return plan.qosOptions ? when( true, inQosOptionsLayer3Tos( plan.qosOptions.get() ) & 0xFF ) : std::nullopt;
+        } },
+    // After IP_TOS, which sets a priority of its own (ip(7)).
+    { Need::bestEffort, SOL_SOCKET, SO_PRIORITY,
+        []( Plan plan ) {
+            return plan.qosOptions ? when( true, static_cast<int>( inQosOptionsLayer2Pcp( plan.qosOptions.get() ) ) )
+                                   : std::nullopt;
+        } },
+    // Several receivers may share a group and port.
+    { Need::required, SOL_SOCKET, SO_REUSEADDR, []( Plan plan ) { return when( plan.isMulticast, 1 ); } },
+};
+
+struct UdpChannel final : in::Slot {
+    pb::Ref<IN_UDP_ADDRESS> localAddress;
+    PB_INT flags = 0;
+    pb::Ref<IN_QOS_STACK> qosStack;
+    pb::Ref<PB_STRING> interfaceName;
+    bool isMulticast = false;
+
+    std::atomic<bool> failed = false; // set under the monitor, together with the error signal
+    std::atomic<bool> receiveQueueFull = false;
+    std::atomic<PB_INT> queued = 0;
+    pb::Ref<PB_SIGNAL> errorSignal = pb::adopt( pbSignalCreate() );
+    pb::Ref<PB_ALERT> receiveAlert = pb::adopt( pbAlertCreate() );
+    std::list<in::DatagramBatch> incoming PB_GUARDED_BY( monitor );
+
+    pb::Monitor takeMonitor;
+    std::list<in::DatagramBatch> outgoing PB_GUARDED_BY( takeMonitor );
+    pb::Ref<IN_UDP_ADDRESS> remoteAddress PB_GUARDED_BY( takeMonitor ); // of the last datagram; reused
+
+    PB_INT wantedCondsLocked() const override PB_REQUIRES( monitor )
+    {
+        if ( failed )
+            return 0;
+        bool paused = receiveQueueFull || ( flags & IN_UDP_FLAG_NO_RECEIVE );
+        return paused ? UNIX_FD_ERROR : UNIX_FD_READABLE | UNIX_FD_ERROR;
+    }
+    void failLocked( in::Wakes &wakes ) override PB_REQUIRES( monitor )
+    {
+        if ( !failed.exchange( true ) )
+            wakes.assertSignal( errorSignal );
+    }
+    void serve( PB_INT conds, in::Wakes &wakes ) override PB_EXCLUDES( monitor );
+
+    void updateLocked( in::Wakes &wakes ) PB_REQUIRES( monitor );
+    void fail( in::Wakes &wakes ) PB_EXCLUDES( monitor );
+    void receive( in::Wakes &wakes ) PB_EXCLUDES( monitor );
+    pb::Ref<IN_UDP_PACKET> take() PB_EXCLUDES( takeMonitor, monitor );
+    bool fetchLocked() PB_REQUIRES( takeMonitor ) PB_EXCLUDES( monitor );
+    void taken() PB_EXCLUDES( monitor );
+};
+
+struct UdpEngine : in::SlotEngine {
+    in::DatagramReader reader; // the thread's own
+};
+
+constinit UdpEngine *engine = nullptr;
+
+UdpChannel &channelAt( PB_INT chan )
+{
+    auto &channelArray = engine->slots;
+    PB_ASSERT( IN___IMP_UDP_CHANNEL_OK( chan ) );
+    PB_ASSERT( chan < PB_SIZEOF_ARRAY( channelArray ) );
+    in::Slot *CHAN = channelArray[static_cast<std::size_t>( chan )].load( std::memory_order_acquire );
+    PB_ASSERT( CHAN );
+    return static_cast<UdpChannel &>( *CHAN );
+}
+
+void UdpChannel::updateLocked( in::Wakes &wakes )
+{
+    engine->updateObserverLocked( *this, wakes );
+    wakes.level( receiveAlert.get(), queued > 0 );
+}
+
+void UdpChannel::fail( in::Wakes &wakes )
+{
+    pb::Lock lock( monitor );
+    failLocked( wakes );
+    updateLocked( wakes );
+}
+
+/** Whether a datagram has a sender that can be answered: of a known family, and not from port 0. */
+bool usable( const in::Datagram &datagram )
+{
+    return in___ImpSockaddrIsUdpAddress( datagram.sender.data(), datagram.senderLength );
+}
+
+/** What was read last, as a batch; without what is not usable. */
+std::list<in::DatagramBatch> batchOf( const in::DatagramReader &reader, std::size_t count, PB_INT &kept )
+{
+    std::size_t size = 0;
+    for ( std::size_t i = 0; i < count; ++i )
+        size += in::DatagramBatch::sizeFor( reader.at( i ).byteCount );
+    std::list<in::DatagramBatch> made;
+    made.emplace_back( size );
+    for ( std::size_t i = 0; i < count; ++i ) {
+        in::Datagram datagram = reader.at( i );
+        if ( !usable( datagram ) )
+            continue;
+        made.back().append( datagram );
+        ++kept;
+    }
+    return made;
+}
+
+/** One batch. What is left in the socket is reported again, after the other channels had their turn. */
+void UdpChannel::receive( in::Wakes &wakes )
+{
+    PB_INT space = QUEUE_MAX - queued; // others only make more
+    std::size_t count = space > 0 ? engine->reader.read( fd.get(), static_cast<std::size_t>( space ) ) : 0;
+    if ( count == 0 )
+        return;
+    PB_INT kept = 0;
+    std::list<in::DatagramBatch> batch = batchOf( engine->reader, count, kept );
+    pb::Lock lock( monitor );
+    if ( kept == 0 || failed )
+        return;
+    incoming.splice( incoming.end(), batch );
+    if ( ( queued += kept ) >= QUEUE_MAX ) {
+        receiveQueueFull = true;
+        if ( queued <= QUEUE_RESUME ) // taken before the mark could be seen
+            receiveQueueFull = false;
+    }
+    wakes.level( receiveAlert.get(), true );
+}
+
+void UdpChannel::serve( PB_INT conds, in::Wakes &wakes )
+{
+    if ( conds & UNIX_FD_READABLE )
+        receive( wakes );
+    pb::Lock lock( monitor );
+    if ( conds & UNIX_FD_ERROR )
+        failLocked( wakes );
+    updateLocked( wakes );
+}
+
+/** Fetches what has come in; false when there is nothing to take. */
+bool UdpChannel::fetchLocked()
+{
+    if ( outgoing.empty() ) {
+        pb::Lock lock( monitor );
+        outgoing.swap( incoming );
+    }
+    return !outgoing.empty();
+}
+
+pb::Ref<IN_UDP_PACKET> UdpChannel::take()
+{
+    pb::Lock lock( takeMonitor );
+    if ( failed || !fetchLocked() )
+        return {};
+    in::Datagram datagram = outgoing.front().take();
+    in___ImpSockaddrUpdateUdpAddress( datagram.sender.data(), datagram.senderLength, remoteAddress.handle() );
+    pb::Ref<IN_UDP_PACKET> pkt =
+        pb::adopt( inUdpPacketCreateWithPayloadBytes( remoteAddress.get(), datagram.bytes, datagram.byteCount ) );
+    PB_ASSERT( pkt );
+    if ( outgoing.front().empty() )
+        outgoing.pop_front();
+    return pkt;
+}
+
+/** One datagram less is queued. Looks at the alert and the observer when that may change them. */
+void UdpChannel::taken()
+{
+    PB_INT left = queued.fetch_sub( 1 ) - 1;
+    if ( left > 0 && !( left <= QUEUE_RESUME && receiveQueueFull ) )
+        return;
+    in::Wakes wakes;
+    pb::Lock lock( monitor );
+    if ( queued <= QUEUE_RESUME )
+        receiveQueueFull = false;
+    updateLocked( wakes );
+}
+
+void in___ImpUdpUnixChannelThreadFunc( PB_OBJ * )
+{
+    engine->run();
+}
+
+/** Binds to the group and joins it on the interface; errno tells why not. */
+bool joinGroup( const UdpChannel &channel, IN_ADDRESS *group, const void *record, PB_INT sockaddrLength )
+{
+    group_req req{};
+    if ( channel.interfaceName ) {
+        pb::Ref<PB_BUFFER> name = pb::adopt( pbStringTryToCstr( channel.interfaceName.get() ) );
+        req.gr_interface = name ? if_nametoindex( reinterpret_cast<const char *>( pbBufferBacking( name.get() ) ) ) : 0;
+        if ( req.gr_interface == 0 )
+            return false;
+    }
+    PB_ASSERT( ( (unsigned int)sockaddrLength ) <= sizeof( req.gr_group ) );
+    std::memcpy( &req.gr_group, record, static_cast<std::size_t>( sockaddrLength ) );
+    int level = inAddressIsV6( group ) ? IPPROTO_IPV6 : IPPROTO_IP;
+    return setsockopt( channel.fd.get(), level, MCAST_JOIN_GROUP, &req, sizeof req ) == 0;
+}
+
+bool readLocalAddress( UdpChannel &channel )
+{
+    std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
+    socklen_t length = record.size();
+    return getsockname( channel.fd.get(), reinterpret_cast<sockaddr *>( record.data() ), &length ) == 0 &&
+           in___ImpSockaddrToUdpAddress( record.data(), length, channel.localAddress.handle() );
+}
+
+/** Opens the socket of a record whose other members are set. */
+bool openChannel( UdpChannel &channel, IN_ADDRESS *localAddress, PB_INT optionalLocalPort )
+{
+    UdpPlan plan{ localAddress, channel.flags,
+        pb::adopt( channel.qosStack ? inQosStackOptions( channel.qosStack.get() ) : nullptr ), channel.isMulticast };
+    std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
+    PB_INT length = 0;
+    if ( optionalLocalPort == IN_UDP_PORT_INVALID )
+        in___ImpSockaddrFromAddress( record.data(), &length, localAddress );
+    else
+        in___ImpSockaddrFromAddressAndUdpPort( record.data(), &length, localAddress, optionalLocalPort );
+
+    if ( channel.isMulticast && optionalLocalPort == IN_UDP_PORT_INVALID )
+        return false;
+    channel.fd = in::openSocket( localAddress, SOCK_DGRAM, IPPROTO_UDP );
+    if ( !channel.fd || !in::applySteps( channel.fd.get(), steps, plan ) )
+        return false;
+    if ( bind( channel.fd.get(), reinterpret_cast<sockaddr *>( record.data() ), static_cast<socklen_t>( length ) ) !=
+         0 )
+        return false;
+    if ( channel.isMulticast && !joinGroup( channel, localAddress, record.data(), length ) )
+        return false;
+    return readLocalAddress( channel );
+}
+
+} // namespace
+
+void in___ImpUdpChannelStartup()
+{
+    engine = new UdpEngine;
+    engine->start( "in___ImpUdpUnixChannelThreadFunc()", in___ImpUdpUnixChannelThreadFunc, 4 );
+}
+
+void in___ImpUdpChannelShutdown()
+{
+    engine->stop();
+    delete engine;
+    engine = pb::released<UdpEngine>();
+}
+
+PB_INT in___ImpUdpChannelTryAllocate( IN_ADDRESS *localAddress, PB_INT optionalLocalPort, PB_INT flags,
+    IN_QOS_STACK *optionalQosStack, PB_STRING *optionalInterface )
+{
+    PB_ASSERT( localAddress );
+    PB_ASSERT( optionalLocalPort == IN_UDP_PORT_INVALID || IN_UDP_PORT_OK( optionalLocalPort ) );
+    auto record = std::make_unique<UdpChannel>();
+    record->flags = inUdpFlagsNormalize( flags );
+    record->qosStack = pb::share( optionalQosStack );
+    record->interfaceName = pb::share( optionalInterface );
+    record->isMulticast = inAddressIsMulticast( localAddress );
+    if ( !openChannel( *record, localAddress, optionalLocalPort ) )
+        return IN___IMP_UDP_CHANNEL_INVALID;
+    PB_INT chan = engine->tryInsert( std::move( record ) );
+    if ( chan == IN___IMP_UDP_CHANNEL_INVALID )
+        return chan;
+    in::Wakes wakes;
+    UdpChannel &channel = channelAt( chan );
+    pb::Lock lock( channel.monitor );
+    channel.updateLocked( wakes );
+    return chan;
+}
+
+void in___ImpUdpChannelReleaseDeferred( PB_INT chan, in::Wakes &wakes )
+{
+    channelAt( chan ).fail( wakes );
+    engine->release( chan );
+}
+
+void in___ImpUdpChannelRelease( PB_INT chan )
+{
+    in::Wakes wakes;
+    in___ImpUdpChannelReleaseDeferred( chan, wakes );
+}
+
+IN_UDP_ADDRESS *in___ImpUdpChannelLocalAddress( PB_INT chan )
+{
+    return channelAt( chan ).localAddress.retained();
+}
+
+PB_INT in___ImpUdpChannelFlags( PB_INT chan )
+{
+    return channelAt( chan ).flags;
+}
+
+IN_QOS_STACK *in___ImpUdpChannelQosStack( PB_INT chan )
+{
+    return channelAt( chan ).qosStack.retained();
+}
+
+PB_BOOL in___ImpUdpChannelHasQosStack( PB_INT chan )
+{
+    return PB_BOOL_FROM( channelAt( chan ).qosStack );
+}
+
+PB_STRING *in___ImpUdpChannelInterface( PB_INT chan )
+{
+    return channelAt( chan ).interfaceName.retained();
+}
+
+PB_BOOL in___ImpUdpChannelHasInterface( PB_INT chan )
+{
+    return PB_BOOL_FROM( channelAt( chan ).interfaceName );
+}
+
+PB_BOOL in___ImpUdpChannelIsMulticast( PB_INT chan )
+{
+    return channelAt( chan ).isMulticast;
+}
+
+PB_BOOL in___ImpUdpChannelError( PB_INT chan )
+{
+    return channelAt( chan ).failed;
+}
+
+void in___ImpUdpChannelErrorAddSignalable( PB_INT chan, PB_SIGNALABLE *signalable )
+{
+    pbSignalAddSignalable( channelAt( chan ).errorSignal.get(), signalable );
+}
+
+void in___ImpUdpChannelErrorDelSignalable( PB_INT chan, PB_SIGNALABLE *signalable )
+{
+    pbSignalDelSignalable( channelAt( chan ).errorSignal.get(), signalable );
+}
+
+// No lock: the system makes each datagram whole, and the socket stays open as long as the caller holds the handle.
+void in___ImpUdpChannelSendBytes( PB_INT chan, IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount )
+{
+    UdpChannel &channel = channelAt( chan );
+    PB_ASSERT( remoteAddress );
+    PB_ASSERT( bytes || !byteCount );
+    PB_ASSERT( byteCount >= 0 );
+    std::array<PB_BYTE, sizeof( sockaddr_in6 )> record;
+    PB_INT length = 0;
+    if ( channel.failed || !in___ImpSockaddrFromUdpAddress( record.data(), &length, remoteAddress ) ) {
+        in::Wakes wakes;
+        return channel.fail( wakes );
+    }
+    // A datagram that the system refuses is lost, as UDP allows.
+    (void)sendto( channel.fd.get(), bytes, static_cast<std::size_t>( byteCount ), 0,
+        reinterpret_cast<sockaddr *>( record.data() ), static_cast<socklen_t>( length ) );
+}
+
+IN_UDP_PACKET *in___ImpUdpChannelReceive( PB_INT chan )
+{
+    UdpChannel &channel = channelAt( chan );
+    pb::Ref<IN_UDP_PACKET> pkt = channel.take();
+    if ( pkt )
+        channel.taken();
+    return pkt.give();
+}
+
+void in___ImpUdpChannelReceiveAddAlertable( PB_INT chan, PB_ALERTABLE *alertable )
+{
+    pbAlertAddAlertable( channelAt( chan ).receiveAlert.get(), alertable );
+}
+
+void in___ImpUdpChannelReceiveDelAlertable( PB_INT chan, PB_ALERTABLE *alertable )
+{
+    pbAlertDelAlertable( channelAt( chan ).receiveAlert.get(), alertable );
+}

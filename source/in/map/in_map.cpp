@@ -1,0 +1,59 @@
+/* Map stacks, peers and mapped channels as objects; a map stack's peer never changes. No locks. */
+#include <in/map/in_map_private.hpp>
+
+struct IN_MAP_STACK : PB_OBJ {
+    pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_MAP_STACK", -1 ) );
+    pb::Ref<IN_MAP_STACK_PEER> peer; // null for none
+};
+
+static void in___MapStackFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<IN_MAP_STACK>( obj );
+}
+
+static void in___MapStackPeerFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<IN_MAP_STACK_PEER>( obj );
+}
+
+static void in___MapUdpChannelFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<IN___MAP_UDP_CHANNEL>( obj );
+}
+
+PB_CLASS_DEFINE( IN_MAP_STACK, inMapStack, in___MapStackFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN_MAP_STACK_PEER, inMapStackPeer, in___MapStackPeerFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___MAP_UDP_CHANNEL, in___MapUdpChannel, in___MapUdpChannelFreeFunc, nullptr, nullptr );
+
+IN_MAP_STACK_PEER *inMapStackPeer( IN_MAP_STACK *stack )
+{
+    PB_ASSERT( stack );
+    return stack->peer.retained();
+}
+
+void inMapStackTraceCompleteAnchor( IN_MAP_STACK *stack, TR_ANCHOR *anchor )
+{
+    PB_ASSERT( stack );
+    trAnchorComplete( anchor, stack->stream.get() );
+}
+
+IN___MAP_UDP_CHANNEL *in___MapUdpChannelCreate( std::unique_ptr<in::MapUdpChannel> channel )
+{
+    PB_ASSERT( channel );
+    return pb::create<IN___MAP_UDP_CHANNEL>( std::move( channel ) );
+}
+
+IN_MAP_STACK_PEER *in___MapStackPeerCreate( std::unique_ptr<in::MapPeer> peer )
+{
+    PB_ASSERT( peer );
+    return pb::create<IN_MAP_STACK_PEER>( std::move( peer ) );
+}
+
+IN_MAP_STACK *in___MapStackCreate( IN_MAP_STACK_PEER *optionalPeer, TR_ANCHOR *optionalAnchor )
+{
+    IN_MAP_STACK *stack = pb::create<IN_MAP_STACK>();
+    stack->peer = pb::share( optionalPeer );
+    if ( optionalAnchor )
+        trAnchorComplete( optionalAnchor, stack->stream.get() );
+    return stack;
+}

@@ -1,0 +1,366 @@
+/*
+ * UDP channels: a backend channel or a mapped one, with a filter in front and a trace stream. No lock of their own; what is
+ * held does not change from creation on.
+ */
+#include <in/imp/in_imp_udp_private.h>
+#include <in/udp/in_udp_channel_private.h>
+#include <in/udp/in_udp_packet_private.h>
+
+struct IN_UDP_CHANNEL : PB_OBJ {
+    pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_UDP_CHANNEL", -1 ) );
+    pb::Ref<IN_STACK> stack;
+    pb::Ref<IN_QOS_STACK> qosStack;
+    pb::Ref<IN_MAP_STACK> mapStack;
+    pb::Ref<IN_FILTER> filter;
+    pb::Ref<IN_OPTIONS> stackOptions; // as they were at creation
+    pb::Ref<IN_UDP_OPTIONS> udpOptions;
+    pb::Ref<IN___MAP_UDP_CHANNEL> intMapUdpChannel;
+    PB_INT intImpUdpChannel = IN___IMP_UDP_CHANNEL_INVALID;
+
+    bool open() const { return intMapUdpChannel || IN___IMP_UDP_CHANNEL_OK( intImpUdpChannel ); }
+};
+
+namespace {
+
+/** Links the channel's stream to that of what it uses, where there is something. */
+template <class T>
+void traceUse( IN_UDP_CHANNEL *chan, PB_INT kind, const pb::Ref<T> &used, void ( *completeAnchor )( T *, TR_ANCHOR * ) )
+{
+    if ( used )
+        completeAnchor( used.get(), pb::adopt( trAnchorCreate( chan->stream.get(), kind ) ).get() );
+}
+
+/** The object, without a channel behind it yet. */
+pb::Ref<IN_UDP_CHANNEL> create( IN_STACK *stack, IN_QOS_STACK *optionalQosStack, IN_MAP_STACK *optionalMapStack,
+    IN_FILTER *optionalFilter, TR_ANCHOR *optionalTraceAnchor )
+{
+    pb::Ref<IN_UDP_CHANNEL> chan = pb::adopt( pb::create<IN_UDP_CHANNEL>() );
+    chan->stack = pb::share( stack );
+    chan->qosStack = pb::share( optionalQosStack );
+    chan->mapStack = pb::share( optionalMapStack );
+    chan->filter = pb::share( optionalFilter );
+    chan->stackOptions = pb::adopt( inStackOptions( stack ) );
+    chan->udpOptions = pb::adopt( inOptionsUdpOptions( chan->stackOptions.get() ) );
+    if ( optionalTraceAnchor )
+        trAnchorComplete( optionalTraceAnchor, chan->stream.get() );
+    trStreamSetPayloadTypeCstr( chan->stream.get(), "PB_BUFFER", -1 );
+    traceUse( chan.get(), TR_ANCHOR_KIND_PARENT, chan->stack, inStackTraceCompleteAnchor );
+    traceUse( chan.get(), TR_ANCHOR_KIND_USES, chan->qosStack, inQosStackTraceCompleteAnchor );
+    traceUse( chan.get(), TR_ANCHOR_KIND_USES, chan->mapStack, inMapStackTraceCompleteAnchor );
+    traceUse( chan.get(), TR_ANCHOR_KIND_USES, chan->filter, inFilterTraceCompleteAnchor );
+    return chan;
+}
+
+/** Tells why there is no channel; false. */
+bool refuse( IN_UDP_CHANNEL *chan, const char *why )
+{
+    trStreamSetNotable( chan->stream.get() );
+    trStreamTextCstr( chan->stream.get(), why, -1 );
+    return false;
+}
+
+bool openMapped( IN_UDP_CHANNEL *chan, PB_INT optionalLocalPort, PB_INT flags )
+{
+    pb::Ref<IN_MAP_STACK_PEER> peer = pb::adopt( inMapStackPeer( chan->mapStack.get() ) );
+    if ( !peer )
+        return refuse( chan, "[inUdpChannelTryCreate()] inMapStackPeer(): null" );
+    pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( chan->stream.get(), TR_ANCHOR_KIND_USES ) );
+    chan->intMapUdpChannel = peer->peer->tryCreateUdpChannel(
+        chan->stack.get(), chan->qosStack.get(), optionalLocalPort, flags, anchor.get() );
+    return chan->intMapUdpChannel ||
+           refuse( chan, "[inUdpChannelTryCreate()] inMapStackPeerTryCreateUdpChannel(): null" );
+}
+
+bool openOnStack( IN_UDP_CHANNEL *chan, PB_INT optionalLocalPort, PB_INT flags )
+{
+    pb::Ref<IN_ADDRESS> localAddress = pb::adopt( inStackAddress( chan->stack.get() ) );
+    if ( !localAddress )
+        return refuse( chan, "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): inStackAddress(): null" );
+    pb::Ref<IN_UDP_PORT_RANGE> portRange = pb::adopt( inUdpOptionsPortRange( chan->udpOptions.get() ) );
+    chan->intImpUdpChannel = in___ImpUdpChannelTryCreate(
+        localAddress.get(), optionalLocalPort, portRange.get(), flags, chan->qosStack.get(), nullptr );
+    return IN___IMP_UDP_CHANNEL_OK( chan->intImpUdpChannel ) ||
+           refuse( chan, "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): IN___IMP_UDP_CHANNEL_INVALID" );
+}
+
+void traceLocalAddress( IN_UDP_CHANNEL *chan )
+{
+    pb::Ref<IN_UDP_ADDRESS> localAddress = pb::adopt( inUdpChannelLocalAddress( chan ) );
+    trStreamSetPropertyCstr(
+        chan->stream.get(), "inLocalUdpAddress", -1, pb::adopt( inUdpAddressToString( localAddress.get() ) ).get() );
+}
+
+void traceFiltered( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, const char *text )
+{
+    trStreamTextCstr( chan->stream.get(), text, -1 );
+    trStreamSetPropertyCstr(
+        chan->stream.get(), "inFilteredUdpAddress", -1, pb::adopt( inUdpAddressToString( remoteAddress ) ).get() );
+}
+
+/** Forwards an operation: to the mapped channel where there is one, else to the backend. */
+template <class Imp, class Map>
+auto forward( IN_UDP_CHANNEL *chan, Imp imp, Map map )
+{
+    PB_ASSERT( chan );
+    PB_ASSERT( chan->intMapUdpChannel || IN___IMP_UDP_CHANNEL_OK( chan->intImpUdpChannel ) );
+    return chan->intMapUdpChannel ? map( *chan->intMapUdpChannel->channel ) : imp( chan->intImpUdpChannel );
+}
+
+} // namespace
+
+static void in___UdpChannelFreeFunc( PB_OBJ *obj )
+{
+    IN_UDP_CHANNEL *chan = inUdpChannelFrom( obj );
+    if ( chan->open() ) {
+        PB_BOOL error = inUdpChannelError( chan );
+        if ( error )
+            trStreamSetNotable( chan->stream.get() );
+        trStreamTextFormatCstr( chan->stream.get(), "[in___UdpChannelFreeFunc()] error: %b", -1, error );
+    }
+    if ( IN___IMP_UDP_CHANNEL_OK( chan->intImpUdpChannel ) )
+        in___ImpUdpChannelDestroy( chan->intImpUdpChannel );
+    pb::destroy<IN_UDP_CHANNEL>( chan );
+}
+
+PB_CLASS_DEFINE( IN_UDP_CHANNEL, inUdpChannel, in___UdpChannelFreeFunc, nullptr, nullptr );
+
+IN_UDP_CHANNEL *inUdpChannelTryCreate( IN_STACK *stack, IN_QOS_STACK *optionalQosStack, IN_MAP_STACK *optionalMapStack,
+    IN_FILTER *optionalFilter, PB_INT optionalLocalPort, PB_INT flags, TR_ANCHOR *optionalTraceAnchor )
+{
+    PB_ASSERT( stack );
+    PB_ASSERT( optionalLocalPort == IN_UDP_PORT_INVALID || IN_UDP_PORT_OK( optionalLocalPort ) );
+    flags = inUdpFlagsNormalize( flags );
+    pb::Ref<IN_UDP_CHANNEL> chan =
+        create( stack, optionalQosStack, optionalMapStack, optionalFilter, optionalTraceAnchor );
+    trStreamTextFormatCstr(
+        chan->stream.get(), "[inUdpChannelTryCreate()] optionalLocalPort: %i", -1, optionalLocalPort );
+    trStreamSetPropertyCstr( chan->stream.get(), "inUdpFlags", -1, pb::adopt( inUdpFlagsToString( flags ) ).get() );
+    bool opened = optionalMapStack ? openMapped( chan.get(), optionalLocalPort, flags )
+                                   : openOnStack( chan.get(), optionalLocalPort, flags );
+    if ( !opened )
+        return nullptr;
+    traceLocalAddress( chan.get() );
+    return chan.give();
+}
+
+IN_UDP_CHANNEL *in___UdpChannelCreateWithImpUdpChannel(
+    IN_STACK *stack, PB_INT impUdpChannel, IN_FILTER *optionalFilter, TR_ANCHOR *optionalTraceAnchor )
+{
+    PB_ASSERT( stack );
+    PB_ASSERT( IN___IMP_UDP_CHANNEL_OK( impUdpChannel ) );
+    pb::Ref<IN_QOS_STACK> qosStack = pb::adopt( in___ImpUdpChannelQosStack( impUdpChannel ) );
+    pb::Ref<IN_UDP_CHANNEL> chan = create( stack, qosStack.get(), nullptr, optionalFilter, optionalTraceAnchor );
+    chan->intImpUdpChannel = impUdpChannel;
+    traceLocalAddress( chan.get() );
+    return chan.give();
+}
+
+IN_UDP_CHANNEL *in___UdpChannelCreateWithMapUdpChannel( IN_STACK *stack, IN_MAP_STACK *mapStack,
+    IN___MAP_UDP_CHANNEL *mapUdpChannel, IN_FILTER *optionalFilter, TR_ANCHOR *optionalTraceAnchor )
+{
+    PB_ASSERT( stack );
+    PB_ASSERT( mapStack );
+    PB_ASSERT( mapUdpChannel );
+    pb::Ref<IN_QOS_STACK> qosStack = mapUdpChannel->channel->optionalQosStack();
+    pb::Ref<IN_UDP_CHANNEL> chan = create( stack, qosStack.get(), mapStack, optionalFilter, optionalTraceAnchor );
+    chan->intMapUdpChannel = pb::share( mapUdpChannel );
+    traceLocalAddress( chan.get() );
+    return chan.give();
+}
+
+void inUdpChannelTraceCompleteAnchor( IN_UDP_CHANNEL *chan, TR_ANCHOR *anchor )
+{
+    PB_ASSERT( chan );
+    trAnchorComplete( anchor, chan->stream.get() );
+}
+
+IN_STACK *inUdpChannelStack( IN_UDP_CHANNEL *chan )
+{
+    PB_ASSERT( chan );
+    return chan->stack.retained();
+}
+
+/** Getters of the optional parts. */
+#define IN___PART( Name, member, TYPE )                   \
+    TYPE *inUdpChannel##Name( IN_UDP_CHANNEL *chan )      \
+    {                                                     \
+        PB_ASSERT( chan );                                \
+        return chan->member.retained();                   \
+    }                                                     \
+    PB_BOOL inUdpChannelHas##Name( IN_UDP_CHANNEL *chan ) \
+    {                                                     \
+        PB_ASSERT( chan );                                \
+        return PB_BOOL_FROM( chan->member );              \
+    }                                                     \
+    static_assert( true )
+
+IN___PART( QosStack, qosStack, IN_QOS_STACK );
+IN___PART( MapStack, mapStack, IN_MAP_STACK );
+IN___PART( Filter, filter, IN_FILTER );
+
+IN_UDP_ADDRESS *inUdpChannelLocalAddress( IN_UDP_CHANNEL *chan )
+{
+    return forward( chan, in___ImpUdpChannelLocalAddress, []( auto &map ) { return map.localAddress().give(); } );
+}
+
+PB_INT inUdpChannelFlags( IN_UDP_CHANNEL *chan )
+{
+    return forward( chan, in___ImpUdpChannelFlags, []( auto &map ) { return map.flags(); } );
+}
+
+PB_BOOL inUdpChannelError( IN_UDP_CHANNEL *chan )
+{
+    return forward( chan, in___ImpUdpChannelError, []( auto &map ) { return map.error(); } );
+}
+
+void inUdpChannelErrorAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
+{
+    forward(
+        chan, [=]( PB_INT imp ) { in___ImpUdpChannelErrorAddSignalable( imp, signalable ); },
+        [=]( auto &map ) { map.errorAddSignalable( signalable ); } );
+}
+
+void inUdpChannelErrorDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
+{
+    forward(
+        chan, [=]( PB_INT imp ) { in___ImpUdpChannelErrorDelSignalable( imp, signalable ); },
+        [=]( auto &map ) { map.errorDelSignalable( signalable ); } );
+}
+
+PB_BOOL inUdpChannelMapped( IN_UDP_CHANNEL *chan )
+{
+    return forward(
+        chan, []( PB_INT ) { return true; }, []( auto &map ) { return map.mapped(); } );
+}
+
+void inUdpChannelMappedAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
+{
+    forward(
+        chan, [=]( PB_INT ) { pbSignalableSignal( signalable ); },
+        [=]( auto &map ) { map.mappedAddSignalable( signalable ); } );
+}
+
+void inUdpChannelMappedDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
+{
+    forward(
+        chan, []( PB_INT ) {}, [=]( auto &map ) { map.mappedDelSignalable( signalable ); } );
+}
+
+IN_UDP_ADDRESS *inUdpChannelMappedLocalAddress( IN_UDP_CHANNEL *chan )
+{
+    return forward(
+        chan, in___ImpUdpChannelLocalAddress, []( auto &map ) { return map.optionalMappedLocalAddress().give(); } );
+}
+
+void inUdpChannelSendBytes( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount )
+{
+    PB_ASSERT( chan );
+    PB_ASSERT( remoteAddress );
+    PB_ASSERT( bytes || !byteCount );
+    PB_ASSERT( byteCount >= 0 );
+    if ( chan->filter && !inFilterCheckUdpAddress( chan->filter.get(), remoteAddress ) )
+        return traceFiltered( chan, remoteAddress, "[inUdpChannelSendBytes()] inFilterCheckUdpAddress(): false" );
+    if ( trSystemAcceptsHighVolumeMessages() )
+        trStreamMessageFormatCstr( chan->stream.get(), bytes, byteCount,
+            "[inUdpChannelSendBytes()] bytesSent: %i, remoteAddress: %o", -1, byteCount, remoteAddress );
+    forward(
+        chan, [=]( PB_INT imp ) { in___ImpUdpChannelSendBytes( imp, remoteAddress, bytes, byteCount ); },
+        [=]( auto &map ) { map.sendBytes( remoteAddress, bytes, byteCount ); } );
+}
+
+void inUdpChannelSend( IN_UDP_CHANNEL *chan, IN_UDP_PACKET *up )
+{
+    PB_ASSERT( up );
+    pb::Ref<IN_UDP_ADDRESS> remoteAddress = pb::adopt( inUdpPacketRemoteAddress( up ) );
+    pb::Ref<PB_BUFFER> payload = pb::adopt( inUdpPacketPayload( up ) );
+    inUdpChannelSendBytes(
+        chan, remoteAddress.get(), pbBufferBacking( payload.get() ), pbBufferLength( payload.get() ) );
+}
+
+void inUdpChannelSendBuffer( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, PB_BUFFER *buffer )
+{
+    PB_ASSERT( buffer );
+    inUdpChannelSendBufferInner( chan, remoteAddress, buffer, 0, pbBufferLength( buffer ) );
+}
+
+void inUdpChannelSendBufferInner(
+    IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, PB_BUFFER *buffer, PB_INT byteOffset, PB_INT byteCount )
+{
+    PB_ASSERT( buffer );
+    PB_ASSERT( byteOffset >= 0 );
+    PB_ASSERT( byteCount > 0 ); // an empty datagram is sent as bytes
+    PB_ASSERT( PB_INT_ADD_OK( byteOffset, byteCount ) );
+    PB_ASSERT( pbBufferLength( buffer ) >= byteOffset + byteCount );
+    inUdpChannelSendBytes( chan, remoteAddress, pbBufferBacking( buffer ) + byteOffset, byteCount );
+}
+
+void inUdpChannelSendBufferLeading(
+    IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, PB_BUFFER *buffer, PB_INT byteCount )
+{
+    inUdpChannelSendBufferInner( chan, remoteAddress, buffer, 0, byteCount );
+}
+
+void inUdpChannelSendBufferTrailing(
+    IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, PB_BUFFER *buffer, PB_INT byteCount )
+{
+    PB_ASSERT( buffer );
+    PB_ASSERT( PB_INT_SUB_OK( pbBufferLength( buffer ), byteCount ) );
+    inUdpChannelSendBufferInner( chan, remoteAddress, buffer, pbBufferLength( buffer ) - byteCount, byteCount );
+}
+
+void inUdpChannelSendBufferOuter(
+    IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, PB_BUFFER *buffer, PB_INT byteOffset, PB_INT byteCount )
+{
+    PB_ASSERT( buffer );
+    pb::Ref<PB_BUFFER> outer = pb::adopt( pbBufferCreate() );
+    pbBufferAppendOuter( outer.handle(), buffer, byteOffset, byteCount );
+    inUdpChannelSendBuffer( chan, remoteAddress, outer.get() );
+}
+
+/** The next packet, accepted or not. */
+static pb::Ref<IN_UDP_PACKET> next( IN_UDP_CHANNEL *chan )
+{
+    if ( inUdpChannelError( chan ) )
+        return {};
+    pb::Ref<IN_UDP_PACKET> pkt = pb::adopt(
+        forward( chan, in___ImpUdpChannelReceive, []( auto &map ) { return map.optionalReceive().give(); } ) );
+    if ( pkt )
+        in___UdpPacketTrace(
+            pkt.get(), chan->stream.get(), "[inUdpChannelReceive()] bytesReceived: %i, remoteAddress: %o" );
+    return pkt;
+}
+
+/** Whether the filter lets the packet in; one that is refused leaves its trace. */
+static bool accepted( IN_UDP_CHANNEL *chan, IN_UDP_PACKET *pkt )
+{
+    if ( !chan->filter )
+        return true;
+    pb::Ref<IN_UDP_ADDRESS> remoteAddress = pb::adopt( inUdpPacketRemoteAddress( pkt ) );
+    if ( inFilterCheckUdpAddress( chan->filter.get(), remoteAddress.get() ) )
+        return true;
+    if ( trSystemAcceptsHighVolumeMessages() )
+        traceFiltered( chan, remoteAddress.get(), "[inUdpChannelReceive()] inFilterCheckUdpAddress(): false" );
+    return false;
+}
+
+IN_UDP_PACKET *inUdpChannelReceive( IN_UDP_CHANNEL *chan )
+{
+    pb::Ref<IN_UDP_PACKET> pkt = next( chan );
+    while ( pkt && !accepted( chan, pkt.get() ) )
+        pkt = next( chan );
+    return pkt.give();
+}
+
+void inUdpChannelReceiveAddAlertable( IN_UDP_CHANNEL *chan, PB_ALERTABLE *alertable )
+{
+    forward(
+        chan, [=]( PB_INT imp ) { in___ImpUdpChannelReceiveAddAlertable( imp, alertable ); },
+        [=]( auto &map ) { map.receiveAddAlertable( alertable ); } );
+}
+
+void inUdpChannelReceiveDelAlertable( IN_UDP_CHANNEL *chan, PB_ALERTABLE *alertable )
+{
+    forward(
+        chan, [=]( PB_INT imp ) { in___ImpUdpChannelReceiveDelAlertable( imp, alertable ); },
+        [=]( auto &map ) { map.receiveDelAlertable( alertable ); } );
+}
