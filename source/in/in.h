@@ -14,9 +14,14 @@
 #include <in/dns/in_dns_servers.h>
 #include <in/filter/in_filter.h>
 #include <in/map/in_map_stack.h>
+#include <in/nw/in_nw_address.h>
+#include <in/nw/in_nw_address_type.h>
 #include <in/nw/in_nw_interface.h>
+#include <in/nw/in_nw_interface_flags.h>
 #include <in/nw/in_nw_interface_state.h>
 #include <in/nw/in_nw_interface_status.h>
+#include <in/nw/in_nw_interfaces.h>
+#include <in/nw/in_nw_mac_address.h>
 #include <in/qos/in_qos_options.h>
 #include <in/qos/in_qos_stack.h>
 #include <in/qos/in_qos_vocabulary.h>

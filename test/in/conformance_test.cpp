@@ -1,6 +1,7 @@
 /* Every class of the library keeps the object protocol. */
 #include <algorithm>
 #include <in/in.h>
+#include <in/nw/in_nw_interface_private.h>
 #include <support/conformance.hpp>
 
 namespace {
@@ -93,6 +94,22 @@ test::Samples<IN_UDP_PACKET> samples()
     return packets;
 }
 
+template <>
+test::Samples<IN_NW_MAC_ADDRESS> samples()
+{
+    return parsed<IN_NW_MAC_ADDRESS>( inNwMacAddressTryCreateFromString,
+        { "00:00:00:00:00:00", "00-00-00-00-00-FF", "2:53:0:a:b:c", "ff:ff:ff:ff:ff:ff" } );
+}
+
+template <>
+test::Samples<IN_NW_ADDRESS> samples()
+{
+    test::Samples<IN_NW_ADDRESS> addresses;
+    for ( pb::Ref<IN_NW_MAC_ADDRESS> &mac : samples<IN_NW_MAC_ADDRESS>() )
+        addresses.push_back( pb::adopt( inNwAddressCreateMac( mac.get() ) ) );
+    return addresses;
+}
+
 /** Options from stores: text pairs of key and value. */
 template <class T>
 test::Samples<T> restored( T *( *restore )(PB_STORE *), std::initializer_list<std::vector<const char *>> stores )
@@ -148,7 +165,28 @@ test::Samples<IN_QOS_OPTIONS> samples()
                                  { "defaults", "IN_QOS_DEFAULTS_VOICE" } } );
 }
 
-/** These order by identity. */
+template <>
+test::Samples<IN_NW_INTERFACE_STATE> samples()
+{
+    return restored<IN_NW_INTERFACE_STATE>( inNwInterfaceStateRestore,
+        { {}, { "layer2SpeedTransmit", "0" }, { "layer2SpeedReceive", "1" }, { "layer2Mtu", "1500" },
+            { "flags", "IN_NW_INTERFACE_FLAG_HIDE" }, { "status", "IN_NW_INTERFACE_STATUS_UP" },
+            { "displayName", "eth0" }, { "displayName", "eth1" }, { "end", "true" } } );
+}
+
+/** This one and the next order by identity. */
+template <>
+test::Samples<IN_NW_INTERFACE> samples()
+{
+    test::Samples<IN_NW_INTERFACE> interfaces;
+    for ( const char *name : { "lo", "no such" } ) {
+        auto imp = pb::adopt( in___NwInterfaceImpCreate( test::str( name ).get(), true, nullptr ) );
+        interfaces.push_back( pb::adopt( in___NwInterfaceCreate( imp.get() ) ) );
+    }
+    std::sort( interfaces.begin(), interfaces.end(), []( auto &a, auto &b ) { return a.get() < b.get(); } );
+    return interfaces;
+}
+
 template <>
 test::Samples<IN_QOS_STACK> samples()
 {

@@ -4,7 +4,9 @@
 #include <in/base/in_flags_private.h>
 #include <in/base/in_module_private.h>
 #include <in/in.h>
+#include <in/nw/in_nw_vocabulary_private.h>
 #include <pr/pr.h>
+#include <support/processes.hpp>
 #include <support/test_support.h>
 #include <tr/tr.h>
 
@@ -12,11 +14,17 @@ namespace {
 
 const int modules = test::addModules( { trModule(), prModule(), csModule(), inModule() } );
 
+// the interface monitor has the threads of processes start at any time
+const int threads = test::addFixture(
+    1, { [] { ASSERT_TRUE( test::startAllThreads( nullptr, std::max( 2U, std::thread::hardware_concurrency() ) ) ); },
+           [] {} } );
+
 // checked after the module was stopped
 const int globals = test::addFixture( -1, { [] {},
                                               [] {
                                                   EXPECT_EQ( in___AddressVersionEnum.get(), pb::released<PB_ENUM>() );
                                                   EXPECT_EQ( in___FlagsFlagset.get(), pb::released<PB_FLAGSET>() );
+                                                  EXPECT_EQ( in___NwAddressTypeEnum.get(), pb::released<PB_ENUM>() );
                                               } } );
 
 } // namespace
@@ -40,7 +48,16 @@ TEST( Module, Info )
     ASSERT_TRUE( info );
     pb::Ref<PB_STORE> interfaces = pb::adopt( pbStoreStoreCstr( info.get(), "interfaces", -1 ) );
     ASSERT_TRUE( interfaces );
-    EXPECT_TRUE( pbStoreIsArray( interfaces.get() ) );
+    ASSERT_TRUE( pbStoreIsArray( interfaces.get() ) );
+    pb::Ref<PB_VECTOR> all = pb::adopt( inNwInterfacesVector() );
+    ASSERT_EQ( pbStoreLength( interfaces.get() ), pbVectorLength( all.get() ) );
+    for ( PB_INT i = 0; i < pbVectorLength( all.get() ); ++i ) {
+        pb::Ref<IN_NW_INTERFACE> iface = pb::adoptAs<IN_NW_INTERFACE>( pbVectorObjAt( all.get(), i ) );
+        pb::Ref<PB_STORE> shown = pb::adopt( pbStoreStoreAt( interfaces.get(), i ) );
+        EXPECT_EQ( test::take( pbStoreValueCstr( shown.get(), "identifier", -1 ) ),
+            test::take( inNwInterfaceIdentifier( iface.get() ) ) );
+        EXPECT_TRUE( pbStoreHasStoreCstr( shown.get(), "state", -1 ) );
+    }
 }
 
 TEST( AddressVersion, Text )

@@ -9,6 +9,8 @@
 #include <in/base/in_stack_private.h>
 #include <in/imp/in_imp_qos_private.h>
 #include <in/imp/in_imp_udp_private.h>
+#include <in/nw/in_nw_interfaces_private.h>
+#include <in/nw/in_nw_vocabulary_private.h>
 #include <in/qos/in_qos_stack_private.h>
 #include <in/qos/in_qos_vocabulary_private.h>
 #include <in/tcp/in_tcp_flags_private.h>
@@ -41,6 +43,10 @@ constexpr Step startups[] = {
     in___ImpQosStartup,
     in___ImpUdpStartup,
     in___ImpUdpChannelStartup,
+    in___NwAddressTypeStartup,
+    in___NwInterfaceStatusStartup,
+    in___NwInterfaceFlagsStartup,
+    in___NwInterfacesStartup,
     in___QosDefaultsStartup,
     in___QosLayer2PcpStartup,
     in___QosStackCsStartup,
@@ -53,6 +59,7 @@ constexpr Step startups[] = {
 constexpr Step shutdowns[] = {
     moduleBackendShutdown, // first: no more requests for the module's info
     in___QosStackCsShutdown,
+    in___NwInterfacesShutdown,
     in___StackCsShutdown,
 };
 
@@ -62,6 +69,10 @@ constexpr Step shutdownWaits[] = {
     in___QosWindowsTrafficTypeShutdown,
     in___QosLayer2PcpShutdown,
     in___QosDefaultsShutdown,
+    in___NwInterfacesShutdownWait,
+    in___NwInterfaceFlagsShutdown,
+    in___NwInterfaceStatusShutdown,
+    in___NwAddressTypeShutdown,
     in___ImpUdpChannelShutdown,
     in___ImpUdpShutdown,
     in___ImpQosShutdown,
@@ -90,10 +101,26 @@ void in___ModuleShutdownWait( void )
         step();
 }
 
+/** What the module's info says of an interface, a new store. */
+static PB_STORE *storeInterface( IN_NW_INTERFACE *iface )
+{
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+    pb::Ref<PB_STRING> identifier = pb::adopt( inNwInterfaceIdentifier( iface ) );
+    pb::Ref<IN_NW_INTERFACE_STATE> state = pb::adopt( inNwInterfaceState( iface ) );
+    pbStoreSetValueCstr( store.handle(), "identifier", -1, identifier.get() );
+    pbStoreSetStoreCstr( store.handle(), "state", -1, pb::adopt( inNwInterfaceStateStore( state.get() ) ).get() );
+    return store.give();
+}
+
 PB_STORE *in___CsModuleInfoFunc( PB_OBJ * )
 {
     pb::Ref<PB_STORE> info = pb::adopt( pbStoreCreate() );
     pb::Ref<PB_STORE> interfaces = pb::adopt( pbStoreCreateArray() );
+    pb::Ref<PB_VECTOR> all = pb::adopt( inNwInterfacesVector() );
+    for ( PB_INT i = 0; i < pbVectorLength( all.get() ); ++i ) {
+        pb::Ref<IN_NW_INTERFACE> iface = pb::adoptAs<IN_NW_INTERFACE>( pbVectorObjAt( all.get(), i ) );
+        pbStoreAppendStore( interfaces.handle(), pb::adopt( storeInterface( iface.get() ) ).get() );
+    }
     pbStoreSetStoreCstr( info.handle(), "interfaces", -1, interfaces.get() );
     return info.give();
 }

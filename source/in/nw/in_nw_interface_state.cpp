@@ -1,0 +1,286 @@
+/* Snapshots of interfaces: one table of rows for storing, restoring and comparing. No state of its own. */
+#include <in/base/in_settings_private.hpp>
+#include <in/nw/in_nw_interface_state.h>
+#include <pb/pb_dict.h>
+
+namespace {
+
+constexpr PB_INT absent = -1; // of numbers, which are never negative
+
+/** A truth value, stored always. */
+template <class Owner>
+struct TruthRow {
+    const char *key;
+    bool Owner::*member;
+
+    void reset( Owner & ) const {}
+    void store( Owner &owner, PB_STORE **store, bool ) const { in::writeValue( store, key, owner.*member ); }
+    in::Ignored restore( Owner &owner, PB_STORE *store ) const { return in::readValue( store, key, owner.*member ); }
+    PB_INT compare( Owner &a, Owner &b ) const { return in::compareValues( a.*member, b.*member ); }
+};
+
+/** A number, stored unless it is absent. */
+template <class Owner>
+struct NumberRow {
+    const char *key;
+    PB_INT Owner::*member;
+
+    void reset( Owner & ) const {}
+    void store( Owner &owner, PB_STORE **store, bool ) const
+    {
+        if ( owner.*member != absent )
+            in::writeValue( store, key, owner.*member );
+    }
+    in::Ignored restore( Owner &owner, PB_STORE *store ) const
+    {
+        PB_INT value = absent;
+        if ( in::Ignored reason = in::readValue( store, key, value ) )
+            return reason;
+        if ( value < 0 )
+            return in::outOfRange;
+        owner.*member = value;
+        return nullptr;
+    }
+    PB_INT compare( Owner &a, Owner &b ) const { return in::compareValues( a.*member, b.*member ); }
+};
+
+/** A set of objects, stored as an array, empty or not. */
+template <class Owner, class T>
+struct SetRow {
+    const char *key;
+    pb::Ref<PB_DICT> Owner::*member;
+    void ( *append )( PB_STORE **array, T *object );
+    pb::Ref<T> ( *tryReadAt )( PB_STORE *array, PB_INT index );
+
+    void reset( Owner & ) const {}
+    void store( Owner &owner, PB_STORE **store, bool ) const
+    {
+        pb::Ref<PB_STORE> array = pb::adopt( pbStoreCreateArray() );
+        pb::Ref<PB_VECTOR> objects = pb::adopt( pbDictKeysVector( ( owner.*member ).get() ) );
+        for ( PB_INT i = 0; i < pbVectorLength( objects.get() ); ++i )
+            append( array.handle(), pb::adoptAs<T>( pbVectorObjAt( objects.get(), i ) ).get() );
+        in::writeStore( store, key, array.give() );
+    }
+    in::Ignored restore( Owner &owner, PB_STORE *store ) const
+    {
+        pb::Ref<PB_STORE> array = pb::adopt( pbStoreStoreCstr( store, key, -1 ) );
+        if ( !array || !pbStoreIsArray( array.get() ) )
+            return in::wrongType;
+        for ( PB_INT i = 0; i < pbStoreLength( array.get() ); ++i )
+            if ( pb::Ref<T> object = tryReadAt( array.get(), i ) )
+                pbDictSet( ( owner.*member ).handle(), pb::obj( object.get() ), pb::obj( object.get() ) );
+        return nullptr;
+    }
+    PB_INT compare( Owner &a, Owner &b ) const { return in::compareValues( a.*member, b.*member ); }
+};
+
+template <class T, PB_STORE *( *ToStore )( T * )>
+void appendStore( PB_STORE **array, T *object )
+{
+    pbStoreAppendStore( array, pb::adopt( ToStore( object ) ).get() );
+}
+
+template <class T, PB_STRING *( *ToText )( T * )>
+void appendText( PB_STORE **array, T *object )
+{
+    pbStoreAppendValue( array, pb::adopt( ToText( object ) ).get() );
+}
+
+template <class T, T *( *TryFromStore )( PB_STORE * )>
+pb::Ref<T> tryReadStore( PB_STORE *array, PB_INT index )
+{
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreStoreAt( array, index ) );
+    return store ? pb::adopt( TryFromStore( store.get() ) ) : nullptr;
+}
+
+template <class T, T *( *TryFromText )( PB_STRING * )>
+pb::Ref<T> tryReadText( PB_STORE *array, PB_INT index )
+{
+    pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueAt( array, index ) );
+    return text ? pb::adopt( TryFromText( text.get() ) ) : nullptr;
+}
+
+IN_ADDRESS *tryUnicastFromText( PB_STRING *text )
+{
+    pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromString( text ) );
+    return ina && inAddressIsUnicast( ina.get() ) ? ina.give() : nullptr;
+}
+
+} // namespace
+
+struct IN_NW_INTERFACE_STATE : PB_OBJ {
+    bool end = false;
+    pb::Ref<PB_STRING> displayName;
+    PB_INT status = absent;
+    PB_INT flags = 0;
+    pb::Ref<PB_DICT> layer2Addresses = pb::adopt( pbDictCreate() ); // these sets: each object leads to itself
+    PB_INT layer2Mtu = absent;
+    PB_INT layer2SpeedReceive = absent;
+    PB_INT layer2SpeedTransmit = absent;
+    pb::Ref<PB_DICT> layer3UnicastAddresses = pb::adopt( pbDictCreate() );
+    pb::Ref<PB_DICT> layer3Networks = pb::adopt( pbDictCreate() );
+
+    static constexpr bool statusOk( PB_INT status ) { return IN_NW_INTERFACE_STATUS_OK( status ); }
+    static constexpr bool anyFlags( PB_INT ) { return true; }
+
+    static constexpr auto options()
+    {
+        using State = IN_NW_INTERFACE_STATE;
+        using Number = NumberRow<State>;
+        return std::tuple{
+            TruthRow<State>{ "end", &State::end },
+            in::TextRow<State, PB_STRING>{ "displayName", &State::displayName, pbStringRetain, pbStringRetain },
+            in::NameRow<State>{ "status", &State::status, absent, inNwInterfaceStatusToString,
+                inNwInterfaceStatusFromString, statusOk },
+            in::NameRow<State>{
+                "flags", &State::flags, 0, inNwInterfaceFlagsToString, inNwInterfaceFlagsFromString, anyFlags },
+            SetRow<State, IN_NW_ADDRESS>{ "layer2Addresses", &State::layer2Addresses,
+                appendStore<IN_NW_ADDRESS, inNwAddressStore>, tryReadStore<IN_NW_ADDRESS, inNwAddressTryRestore> },
+            Number{ "layer2Mtu", &State::layer2Mtu },
+            Number{ "layer2SpeedReceive", &State::layer2SpeedReceive },
+            Number{ "layer2SpeedTransmit", &State::layer2SpeedTransmit },
+            SetRow<State, IN_ADDRESS>{ "layer3UnicastAddresses", &State::layer3UnicastAddresses,
+                appendText<IN_ADDRESS, inAddressToString>, tryReadText<IN_ADDRESS, tryUnicastFromText> },
+            SetRow<State, IN_NETWORK>{ "layer3Networks", &State::layer3Networks,
+                appendText<IN_NETWORK, inNetworkToString>, tryReadText<IN_NETWORK, inNetworkTryCreateFromString> },
+        };
+    }
+};
+
+static void in___NwInterfaceStateFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<IN_NW_INTERFACE_STATE>( obj );
+}
+
+static PB_INT in___NwInterfaceStateCompareFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
+{
+    return in::compareOptions( *inNwInterfaceStateFrom( thisObj ), *inNwInterfaceStateFrom( thatObj ) );
+}
+
+PB_CLASS_DEFINE( IN_NW_INTERFACE_STATE, inNwInterfaceState, in___NwInterfaceStateFreeFunc,
+    in___NwInterfaceStateCompareFunc, nullptr );
+
+IN_NW_INTERFACE_STATE *inNwInterfaceStateCreate( void )
+{
+    return pb::create<IN_NW_INTERFACE_STATE>();
+}
+
+IN_NW_INTERFACE_STATE *inNwInterfaceStateCreateFrom( IN_NW_INTERFACE_STATE *source )
+{
+    PB_ASSERT( source );
+    return pb::copy( *source );
+}
+
+PB_STORE *inNwInterfaceStateStore( IN_NW_INTERFACE_STATE *state )
+{
+    PB_ASSERT( state );
+    return in::storeOptions( *state, true );
+}
+
+IN_NW_INTERFACE_STATE *inNwInterfaceStateRestore( PB_STORE *store )
+{
+    PB_ASSERT( store );
+    return in::restoreOptions<IN_NW_INTERFACE_STATE>( store );
+}
+
+PB_BOOL inNwInterfaceStateEnd( IN_NW_INTERFACE_STATE *state )
+{
+    PB_ASSERT( state );
+    return state->end;
+}
+
+void inNwInterfaceStateSetEnd( IN_NW_INTERFACE_STATE **state, PB_BOOL end )
+{
+    IN_ASSERT_HANDLE( state );
+    PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).end = end;
+}
+
+PB_INT inNwInterfaceStateFlags( IN_NW_INTERFACE_STATE *state )
+{
+    PB_ASSERT( state );
+    return state->flags;
+}
+
+void inNwInterfaceStateSetFlags( IN_NW_INTERFACE_STATE **state, PB_INT flags )
+{
+    IN_ASSERT_HANDLE( state );
+    PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).flags = inNwInterfaceFlagsNormalize( flags );
+}
+
+/** Defines what IN_NW_STATE_NUMBER declares. `parameter` names the value in `precondition`, the text of the abort. */
+#define IN_NW_STATE_NUMBER_DEFINE( Layer, Name, member, parameter, precondition )                \
+    PB_INT inNwInterfaceState##Layer##Name( IN_NW_INTERFACE_STATE *state )                       \
+    {                                                                                            \
+        PB_ASSERT( inNwInterfaceState##Layer##Has##Name( state ) );                              \
+        return state->member;                                                                    \
+    }                                                                                            \
+    PB_BOOL inNwInterfaceState##Layer##Has##Name( IN_NW_INTERFACE_STATE *state )                 \
+    {                                                                                            \
+        PB_ASSERT( state );                                                                      \
+        return state->member != absent;                                                          \
+    }                                                                                            \
+    void inNwInterfaceState##Layer##Set##Name( IN_NW_INTERFACE_STATE **state, PB_INT parameter ) \
+    {                                                                                            \
+        IN_ASSERT_HANDLE( state );                                                               \
+        if ( !( precondition ) )                                                                 \
+            pb___Abort( nullptr, __FILE__, __LINE__, #precondition );                            \
+        PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).member = parameter;                    \
+    }                                                                                            \
+    void inNwInterfaceState##Layer##Del##Name( IN_NW_INTERFACE_STATE **state )                   \
+    {                                                                                            \
+        IN_ASSERT_HANDLE( state );                                                               \
+        PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).member = absent;                       \
+    }                                                                                            \
+    static_assert( true )
+
+/** Defines what IN_NW_STATE_SET declares, likewise. */
+#define IN_NW_STATE_SET_DEFINE( Layer, Many, One, member, TYPE, parameter, precondition )        \
+    PB_VECTOR *inNwInterfaceState##Layer##Many##Vector( IN_NW_INTERFACE_STATE *state )           \
+    {                                                                                            \
+        PB_ASSERT( state );                                                                      \
+        return pbDictKeysVector( state->member.get() );                                          \
+    }                                                                                            \
+    PB_INT inNwInterfaceState##Layer##Many##Length( IN_NW_INTERFACE_STATE *state )               \
+    {                                                                                            \
+        PB_ASSERT( state );                                                                      \
+        return pbDictLength( state->member.get() );                                              \
+    }                                                                                            \
+    TYPE *inNwInterfaceState##Layer##One##At( IN_NW_INTERFACE_STATE *state, PB_INT index )       \
+    {                                                                                            \
+        PB_ASSERT( state );                                                                      \
+        return pb::adoptAs<TYPE>( pbDictKeyAt( state->member.get(), index ) ).give();            \
+    }                                                                                            \
+    PB_BOOL inNwInterfaceState##Layer##Has##One( IN_NW_INTERFACE_STATE *state, TYPE *parameter ) \
+    {                                                                                            \
+        PB_ASSERT( state );                                                                      \
+        PB_ASSERT( parameter );                                                                  \
+        return pbDictHas( state->member.get(), pb::obj( parameter ) );                           \
+    }                                                                                            \
+    void inNwInterfaceState##Layer##Set##One( IN_NW_INTERFACE_STATE **state, TYPE *parameter )   \
+    {                                                                                            \
+        IN_ASSERT_HANDLE( state );                                                               \
+        PB_ASSERT( parameter );                                                                  \
+        if ( !( precondition ) )                                                                 \
+            pb___Abort( nullptr, __FILE__, __LINE__, #precondition );                            \
+        pb::Ref<PB_DICT> &set = PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).member;        \
+        pbDictSet( set.handle(), pb::obj( parameter ), pb::obj( parameter ) );                   \
+    }                                                                                            \
+    void inNwInterfaceState##Layer##Del##One( IN_NW_INTERFACE_STATE **state, TYPE *parameter )   \
+    {                                                                                            \
+        IN_ASSERT_HANDLE( state );                                                               \
+        PB_ASSERT( parameter );                                                                  \
+        pb::Ref<PB_DICT> &set = PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).member;        \
+        pbDictDel( set.handle(), pb::obj( parameter ) );                                         \
+    }                                                                                            \
+    static_assert( true )
+
+IN_OPTIONAL_DEFINE(
+    IN_NW_INTERFACE_STATE, inNwInterfaceState, DisplayName, displayName, PB_STRING, state, displayName );
+IN_NW_STATE_NUMBER_DEFINE(, Status, status, status, IN_NW_INTERFACE_STATUS_OK( status ) );
+IN_NW_STATE_NUMBER_DEFINE( Layer2, Mtu, layer2Mtu, mtu, mtu >= 0 );
+IN_NW_STATE_NUMBER_DEFINE( Layer2, SpeedReceive, layer2SpeedReceive, bitsPerSecond, bitsPerSecond >= 0 );
+IN_NW_STATE_NUMBER_DEFINE( Layer2, SpeedTransmit, layer2SpeedTransmit, bitsPerSecond, bitsPerSecond >= 0 );
+IN_NW_STATE_SET_DEFINE( Layer2, Addresses, Address, layer2Addresses, IN_NW_ADDRESS, nwa, true );
+IN_NW_STATE_SET_DEFINE(
+    Layer3, UnicastAddresses, UnicastAddress, layer3UnicastAddresses, IN_ADDRESS, ina, inAddressIsUnicast( ina ) );
+IN_NW_STATE_SET_DEFINE( Layer3, Networks, Network, layer3Networks, IN_NETWORK, net, true );

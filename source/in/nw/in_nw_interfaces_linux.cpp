@@ -1,0 +1,263 @@
+/*
+ * The set of the host's interfaces. Its process looks for names every five seconds, on a worker thread of `pr` and once on
+ * the thread that starts the module. The monitor guards the dictionary; an interface's own monitor may be entered within
+ * it. Interfaces that leave the dictionary are let go, and the update signal is asserted, outside.
+ */
+#include <in/base/in_update_signal_private.hpp>
+#include <in/nw/in_nw_host_private.hpp>
+#include <in/nw/in_nw_interface_private.h>
+#include <in/nw/in_nw_interfaces_private.h>
+#include <pb/pb_dict.h>
+#include <pb/pb_file.h>
+#include <pb/pb_text.hpp>
+#include <pr/pr.h>
+
+PB_CLASS( IN___NW_INTERFACES, in___NwInterfaces )
+
+struct IN___NW_INTERFACES : PB_OBJ {
+    const pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_NW_INTERFACES", -1 ) );
+    /** These are set while the set is created. */
+    pb::Ref<PR_PROCESS> process;
+    pb::Ref<PB_SIGNALABLE> signalable;
+    pb::Ref<PR_TIMER> timer;
+
+    pb::Monitor monitor;
+    in::UpdateSignal update PB_GUARDED_BY( monitor );
+    pb::Ref<PB_DICT> interfaces PB_GUARDED_BY( monitor ) = pb::adopt( pbDictCreate() ); // by identifier
+};
+
+static void in___NwInterfacesFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<IN___NW_INTERFACES>( obj );
+}
+
+PB_CLASS_DEFINE( IN___NW_INTERFACES, in___NwInterfaces, in___NwInterfacesFreeFunc, nullptr, nullptr );
+
+namespace {
+
+using Set = IN___NW_INTERFACES;
+
+constexpr PB_INT pollPeriod = 5000; // ms
+
+constinit pb::Global<Set> in___NwInterfacesSet;
+
+pb::Ref<IN_NW_INTERFACE> interfaceAt( PB_VECTOR *interfaces, PB_INT index )
+{
+    return pb::adoptAs<IN_NW_INTERFACE>( pbVectorObjAt( interfaces, index ) );
+}
+
+pb::Ref<IN___NW_INTERFACE_IMP> impOf( const pb::Ref<IN_NW_INTERFACE> &iface )
+{
+    return pb::adopt( in___NwInterfaceImp( iface.get() ) );
+}
+
+bool hasEnded( IN_NW_INTERFACE *iface )
+{
+    return inNwInterfaceStateEnd( pb::adopt( inNwInterfaceState( iface ) ).get() );
+}
+
+void enter( pb::Ref<PB_DICT> &names, const pb::Ref<PB_STRING> &name )
+{
+    pbDictSet( names.handle(), pb::obj( name.get() ), pb::obj( name.get() ) );
+}
+
+/** Names from the host's list of addresses; false when it gives none. */
+bool tryGatherFromHost( pb::Ref<PB_DICT> &names )
+{
+    pb::Ref<IN___NW_HOST> host = in::hostSnapshot();
+    if ( !host )
+        return false;
+    std::string_view previous;
+    for ( const in::HostEntry &found : in::hostEntries( *host ) ) {
+        if ( found.name != previous )
+            enter( names, pb::string( found.name ) );
+        previous = found.name;
+    }
+    return true;
+}
+
+/** Names from the kernel's table of devices, after two lines of heading: also those of interfaces without any address. */
+bool tryGatherFromDevices( pb::Ref<PB_DICT> &names )
+{
+    pb::Ref<PB_LINE_SOURCE> lines = pb::adopt( pbLineSourceTryCreateFromFileCstr( "/proc/net/dev", -1 ) );
+    if ( !lines )
+        return false;
+    PB_INT number = 0;
+    while ( pb::Ref<PB_STRING> line = pb::adopt( pbLineSourceTryReadLine( lines.get() ) ) ) {
+        auto pieces = pb::split<3>( pb::chars( line.get() ), ':' );
+        if ( ++number <= 2 || pieces.count != 2 )
+            continue;
+        pb::Chars name = pb::trimLeading( pieces.at[0] );
+        enter( names, pb::adopt( pbStringCreateFromCharsCopy( name.data(), PB_INT_FROM( name.size() ) ) ) );
+    }
+    return true;
+}
+
+/**
+ * The names of the host's interfaces. Null when neither source can be read, as in a process that has no descriptors left:
+ * then nothing is known, which does not mean that every interface has gone.
+ */
+pb::Ref<PB_DICT> tryGatherNames()
+{
+    pb::Ref<PB_DICT> names = pb::adopt( pbDictCreate() );
+    bool fromHost = tryGatherFromHost( names );
+    bool fromDevices = tryGatherFromDevices( names );
+    return fromHost || fromDevices ? names : nullptr;
+}
+
+/** Follows every interface, and takes those out that have ended; whether there were any. */
+bool removeEndedLocked( Set &set, PB_VECTOR *known ) PB_REQUIRES( set.monitor )
+{
+    bool removed = false;
+    for ( PB_INT i = 0; i < pbVectorLength( known ); ++i ) {
+        pb::Ref<IN_NW_INTERFACE> iface = interfaceAt( known, i );
+        inNwInterfaceUpdateAddSignalable( iface.get(), set.signalable.get() ); // first, so that no end is missed
+        if ( !hasEnded( iface.get() ) )
+            continue;
+        pb::Ref<PB_STRING> identifier = pb::adopt( inNwInterfaceIdentifier( iface.get() ) );
+        pbDictDel( set.interfaces.handle(), pb::obj( identifier.get() ) );
+        removed = true;
+    }
+    return removed;
+}
+
+/** Has the interfaces end whose names have gone; they come out when they have. */
+void endVanished( PB_VECTOR *known, PB_DICT *names )
+{
+    for ( PB_INT i = 0; i < pbVectorLength( known ); ++i ) {
+        pb::Ref<IN_NW_INTERFACE> iface = interfaceAt( known, i );
+        pb::Ref<PB_STRING> identifier = pb::adopt( inNwInterfaceIdentifier( iface.get() ) );
+        if ( !pbDictHas( names, pb::obj( identifier.get() ) ) )
+            in___NwInterfaceImpSetEnd( impOf( iface ).get() );
+    }
+}
+
+/** An interface that is followed from now on. */
+pb::Ref<IN_NW_INTERFACE> createInterface( const Set &set, PB_STRING *name )
+{
+    pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( set.stream.get(), TR_ANCHOR_KIND_USES ) );
+    pb::Ref<IN___NW_INTERFACE_IMP> imp = pb::adopt( in___NwInterfaceImpCreate( name, true, anchor.get() ) );
+    pb::Ref<IN_NW_INTERFACE> iface = pb::adopt( in___NwInterfaceCreate( imp.get() ) );
+    inNwInterfaceUpdateAddSignalable( iface.get(), set.signalable.get() );
+    return iface;
+}
+
+/** Takes in the interfaces whose names are new; whether there were any. */
+bool addNewLocked( Set &set, PB_DICT *names ) PB_REQUIRES( set.monitor )
+{
+    bool added = false;
+    pb::Ref<PB_VECTOR> all = pb::adopt( pbDictKeysVector( names ) );
+    for ( PB_INT i = 0; i < pbVectorLength( all.get() ); ++i ) {
+        pb::Ref<PB_STRING> name = pb::adoptAs<PB_STRING>( pbVectorObjAt( all.get(), i ) );
+        if ( pbDictHas( set.interfaces.get(), pb::obj( name.get() ) ) )
+            continue;
+        pb::Ref<IN_NW_INTERFACE> iface = createInterface( set, name.get() );
+        if ( hasEnded( iface.get() ) )
+            continue;
+        pbDictSet( set.interfaces.handle(), pb::obj( name.get() ), pb::obj( iface.get() ) );
+        added = true;
+    }
+    return added;
+}
+
+/** Looks for names and follows what they say; whether interfaces have come. */
+bool lookForNamesLocked( Set &set ) PB_REQUIRES( set.monitor )
+{
+    bool added = false;
+    if ( pb::Ref<PB_DICT> names = tryGatherNames() ) {
+        pb::Ref<PB_VECTOR> known = pb::adopt( pbDictValuesVector( set.interfaces.get() ) );
+        endVanished( known.get(), names.get() );
+        added = addNewLocked( set, names.get() );
+    }
+    prTimerSchedule( set.timer.get(), pollPeriod );
+    return added;
+}
+
+void in___NwInterfacesProcessFunc( PB_OBJ *argument )
+{
+    Set &set = *in___NwInterfacesFrom( argument );
+    pb::Ref<PB_VECTOR> known; // holds what is taken out until the monitor has been left
+    pb::Ref<PB_SIGNAL> changed;
+    {
+        pb::Lock lock( set.monitor );
+        known = pb::adopt( pbDictValuesVector( set.interfaces.get() ) );
+        bool removed = removeEndedLocked( set, known.get() );
+        // Woken by an interface that is still there: its own affair.
+        bool added = ( removed || !prTimerScheduled( set.timer.get() ) ) && lookForNamesLocked( set );
+        if ( removed || added )
+            changed = set.update.replace();
+    }
+    if ( changed )
+        pbSignalAssert( changed.get() );
+}
+
+pb::Ref<PB_SIGNAL> currentUpdateSignal()
+{
+    Set &set = *in___NwInterfacesSet.get();
+    pb::Lock lock( set.monitor );
+    return set.update.current();
+}
+
+/** Empties the dictionary; what was in it. */
+pb::Ref<PB_VECTOR> takeInterfaces( Set &set )
+{
+    pb::Lock lock( set.monitor );
+    pb::Ref<PB_VECTOR> taken = pb::adopt( pbDictValuesVector( set.interfaces.get() ) );
+    pbDictClear( set.interfaces.handle() );
+    return taken;
+}
+
+} // namespace
+
+void in___NwInterfacesStartup()
+{
+    Set *set = pb::create<Set>();
+    set->process = pb::adopt( prProcessCreateWithPriorityCstr(
+        nullptr, PR_PRIORITY_DEFAULT, in___NwInterfacesProcessFunc, set, "in___NwInterfacesProcessFunc", -1 ) );
+    set->signalable = pb::adopt( prProcessCreateSignalable( set->process.get() ) );
+    set->timer = pb::adopt( prProcessCreateTimer( set->process.get() ) );
+    in___NwInterfacesSet.set( set );
+    in___NwInterfacesProcessFunc( set );
+}
+
+void in___NwInterfacesShutdown()
+{
+    Set &set = *in___NwInterfacesSet.get();
+    prProcessHalt( set.process.get() );
+    prProcessHaltWait( set.process.get() );
+    // Somebody may hold an interface for longer; its polls must end before the vocabularies that they write with do.
+    pb::Ref<PB_VECTOR> taken = takeInterfaces( set );
+    for ( PB_INT i = 0; i < pbVectorLength( taken.get() ); ++i )
+        in___NwInterfaceImpHaltWait( impOf( interfaceAt( taken.get(), i ) ).get() );
+    in::hostShutdown();
+}
+
+void in___NwInterfacesShutdownWait()
+{
+    in___NwInterfacesSet.drop();
+}
+
+PB_VECTOR *inNwInterfacesVector( void )
+{
+    Set &set = *in___NwInterfacesSet.get();
+    pb::Lock lock( set.monitor );
+    return pbDictValuesVector( set.interfaces.get() );
+}
+
+IN_NW_INTERFACE *inNwInterfacesInterfaceByIdentifier( PB_STRING *identifier )
+{
+    PB_ASSERT( identifier );
+    Set &set = *in___NwInterfacesSet.get();
+    pb::Lock lock( set.monitor );
+    return pb::adoptAs<IN_NW_INTERFACE>( pbDictValue( set.interfaces.get(), pb::obj( identifier ) ) ).give();
+}
+
+void inNwInterfacesUpdateAddSignalable( PB_SIGNALABLE *signalable )
+{
+    pbSignalAddSignalable( currentUpdateSignal().get(), signalable );
+}
+
+void inNwInterfacesUpdateDelSignalable( PB_SIGNALABLE *signalable )
+{
+    pbSignalDelSignalable( currentUpdateSignal().get(), signalable );
+}

@@ -1,0 +1,14 @@
+/* Starting and stopping the interface monitor: on the thread of the runtime. */
+#ifndef IN_NW_INTERFACES_PRIVATE_H
+#define IN_NW_INTERFACES_PRIVATE_H
+
+#include <in/nw/in_nw_interfaces.h>
+
+/** Starts it; the present interfaces are known when it returns. */
+void in___NwInterfacesStartup();
+/** Stops it and waits for the polls that go on. After that there are no interfaces; who still holds one sees its last state. */
+void in___NwInterfacesShutdown();
+/** Frees what is left. */
+void in___NwInterfacesShutdownWait();
+
+#endif
