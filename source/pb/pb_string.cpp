@@ -189,7 +189,7 @@ bool equalsCaseFold( PB_STRING *str, Reader other )
 
 PB_STRING *pbStringCreate( void )
 {
-    return newString( smallestGrowth );
+    return newString( 0 ); // grows when something is appended; many stay empty
 }
 
 PB_STRING *pbStringCreateFromCstr( const char *cstr, PB_INT length )

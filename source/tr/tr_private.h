@@ -4,16 +4,30 @@
 
 #include <memory>
 #include <pb/pb.hpp>
+#include <string>
 #include <tr/tr.h>
+#include <vector>
 
+namespace tr {
+
+/** A key and its latest value: a string, which stands in JSON as it is when `bare`, or a store. */
+struct Property {
+    std::string key;
+    pb::Ref<PB_OBJ> value;
+    bool bare;
+};
+
+} // namespace tr
+
+// Short texts stand in the stream itself: every service object has one, and there may be many thousand.
 struct TR_STREAM : PB_OBJ {
     PB_INT number = 0;
-    pb::Ref<PB_STRING> name;
+    std::string name;
 
     pb::Monitor monitor;
-    pb::Ref<PB_STORE> properties PB_GUARDED_BY( monitor ); // none: no property was set yet
+    std::vector<tr::Property> properties PB_GUARDED_BY( monitor ); // in the order in which they were first set
     pb::Ref<PB_STORE> config PB_GUARDED_BY( monitor );
-    pb::Ref<PB_STRING> payloadType PB_GUARDED_BY( monitor );
+    std::string payloadType PB_GUARDED_BY( monitor ); // empty for none
     bool notable PB_GUARDED_BY( monitor ) = false;
 
     // The list of living streams; guarded by the lock of the stream's shard.

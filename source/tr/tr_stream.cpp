@@ -3,6 +3,7 @@
  * state, and is held while a change of state is delivered, so that sinks are told of changes in the order they were
  * made. Texts and messages are no state; they are made and delivered without it.
  */
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstring>
@@ -17,7 +18,7 @@ static void tr___StreamFreeFunc( PB_OBJ *obj )
 static PB_STRING *tr___StreamToStringFunc( PB_OBJ *obj )
 {
     auto *stream = static_cast<TR_STREAM *>( obj );
-    return pb::format( "%s %i", stream->name, stream->number ).give();
+    return pb::format( "%~s %i", trStreamName( stream ), stream->number ).give();
 }
 
 PB_CLASS_DEFINE( TR_STREAM, trStream, tr___StreamFreeFunc, nullptr, tr___StreamToStringFunc );
@@ -28,7 +29,7 @@ TR_STREAM *trStreamCreateCstr( const char *name, PB_INT length )
     static constinit std::atomic<PB_INT> lastNumber = 0;
     TR_STREAM *stream = pb::create<TR_STREAM>();
     stream->number = lastNumber.fetch_add( 1, std::memory_order_relaxed ) + 1;
-    stream->name = pb::adopt( pbStringCreateFromCstr( name, length ) );
+    stream->name = pb::view( name, length );
     tr::beginStream( *stream );
     return stream;
 }
@@ -36,7 +37,7 @@ TR_STREAM *trStreamCreateCstr( const char *name, PB_INT length )
 PB_STRING *trStreamName( TR_STREAM *stream )
 {
     PB_ASSERT( stream );
-    return stream->name.retained();
+    return pb::string( stream->name ).give();
 }
 
 PB_INT trStreamNumber( TR_STREAM *stream )
@@ -59,10 +60,11 @@ static pb::Ref<PB_STORE> configRecord( TR_STREAM &stream, PB_STORE *config )
     return record;
 }
 
-static pb::Ref<PB_STORE> propertyRecord( TR_STREAM &stream, PB_STRING *key )
+/** What is told of a property; one that was deleted has no value. */
+static pb::Ref<PB_STORE> propertyRecord( TR_STREAM &stream, std::string_view key )
 {
     pb::Ref<PB_STORE> record = tr::record( stream, "property" );
-    pbStoreSetValueCstr( record.handle(), "key", -1, key );
+    pbStoreSetValueCstr( record.handle(), "key", -1, pb::string( key ).get() );
     return record;
 }
 
@@ -95,19 +97,34 @@ PB_BOOL trStreamNotable( TR_STREAM *stream )
     return stream->notable;
 }
 
-/** `set` writes the value under a key of a store: once among the properties, once in the record. */
-template <class Set>
-static void setProperty( TR_STREAM &stream, const char *key, PB_INT length, Set set )
+/** Writes a property's value under a key of a store. */
+static void writeValue( const tr::Property &property, PB_STORE **store, std::string_view key )
+{
+    auto length = static_cast<PB_INT>( key.size() );
+    if ( property.value->sort == pbStoreSort() )
+        return pbStoreSetStoreCstr( store, key.data(), length, pbStoreFrom( property.value.get() ) );
+    pbStoreSetValueCstr( store, key.data(), length, pbStringFrom( property.value.get() ) );
+    pbStoreSetBareAt( store, pbStoreLength( *store ) - 1, property.bare ); // the keys are new each time: it is the last
+}
+
+static auto findPropertyLocked( TR_STREAM &stream, std::string_view key ) PB_REQUIRES( stream.monitor )
+{
+    return std::find_if( stream.properties.begin(), stream.properties.end(),
+        [key]( const tr::Property &property ) { return property.key == key; } );
+}
+
+static void setProperty( TR_STREAM &stream, std::string_view key, pb::Ref<PB_OBJ> value, bool bare = false )
 {
     pb::Lock lock( stream.monitor );
-    if ( !stream.properties )
-        stream.properties = pb::adopt( pbStoreCreate() );
-    set( stream.properties.handle(), key, length );
+    auto property = findPropertyLocked( stream, key );
+    if ( property == stream.properties.end() )
+        property = stream.properties.insert( property, { std::string( key ), {}, false } );
+    std::swap( property->value, value );
+    property->bare = bare;
     if ( !trSystemActive() )
         return;
-    pb::Ref<PB_STRING> keyText = pb::adopt( pbStringCreateFromCstr( key, length ) );
-    pb::Ref<PB_STORE> record = propertyRecord( stream, keyText.get() );
-    set( record.handle(), "value", -1 );
+    pb::Ref<PB_STORE> record = propertyRecord( stream, key );
+    writeValue( *property, record.handle(), "value" );
     tr::deliver( stream, record );
 }
 
@@ -116,27 +133,21 @@ void trStreamSetPropertyCstr( TR_STREAM *stream, const char *key, PB_INT length,
     PB_ASSERT( stream );
     PB_ASSERT( key );
     PB_ASSERT( value );
-    setProperty( *stream, key, length, [value]( PB_STORE **store, const char *name, PB_INT nameLength ) {
-        pbStoreSetValueCstr( store, name, nameLength, value );
-    } );
+    setProperty( *stream, pb::view( key, length ), pb::share( pbStringObj( value ) ) );
 }
 
 void trStreamSetPropertyIntCstr( TR_STREAM *stream, const char *key, PB_INT length, PB_INT value )
 {
     PB_ASSERT( stream );
     PB_ASSERT( key );
-    setProperty( *stream, key, length, [value]( PB_STORE **store, const char *name, PB_INT nameLength ) {
-        pbStoreSetValueIntCstr( store, name, nameLength, value );
-    } );
+    setProperty( *stream, pb::view( key, length ), pb::share( pb::obj( pb::format( "%i", value ).get() ) ), true );
 }
 
 void trStreamSetPropertyBoolCstr( TR_STREAM *stream, const char *key, PB_INT length, PB_BOOL value )
 {
     PB_ASSERT( stream );
     PB_ASSERT( key );
-    setProperty( *stream, key, length, [value]( PB_STORE **store, const char *name, PB_INT nameLength ) {
-        pbStoreSetValueBoolCstr( store, name, nameLength, value );
-    } );
+    setProperty( *stream, pb::view( key, length ), pb::share( pb::obj( pb::format( "%b", value ).get() ) ), true );
 }
 
 void trStreamSetPropertyStoreCstr( TR_STREAM *stream, const char *key, PB_INT length, PB_STORE *value )
@@ -144,31 +155,32 @@ void trStreamSetPropertyStoreCstr( TR_STREAM *stream, const char *key, PB_INT le
     PB_ASSERT( stream );
     PB_ASSERT( key );
     PB_ASSERT( value );
-    setProperty( *stream, key, length, [value]( PB_STORE **store, const char *name, PB_INT nameLength ) {
-        pbStoreSetStoreCstr( store, name, nameLength, value );
-    } );
+    setProperty( *stream, pb::view( key, length ), pb::share( pbStoreObj( value ) ) );
 }
 
 void trStreamDelPropertyCstr( TR_STREAM *stream, const char *key, PB_INT length )
 {
     PB_ASSERT( stream );
     PB_ASSERT( key );
+    pb::Ref<PB_OBJ> value; // goes after the lock
     pb::Lock lock( stream->monitor );
-    if ( !stream->properties )
+    auto property = findPropertyLocked( *stream, pb::view( key, length ) );
+    if ( property == stream->properties.end() )
         return;
-    PB_INT before = pbStoreLength( stream->properties.get() );
-    pbStoreDelCstr( stream->properties.handle(), key, length );
-    if ( pbStoreLength( stream->properties.get() ) == before || !trSystemActive() )
-        return;
-    pb::Ref<PB_STRING> keyText = pb::adopt( pbStringCreateFromCstr( key, length ) );
-    tr::deliver( *stream, propertyRecord( *stream, keyText.get() ) );
+    value = std::move( property->value );
+    stream->properties.erase( property );
+    if ( trSystemActive() )
+        tr::deliver( *stream, propertyRecord( *stream, pb::view( key, length ) ) );
 }
 
 PB_STORE *trStreamProperties( TR_STREAM *stream )
 {
     PB_ASSERT( stream );
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
     pb::Lock lock( stream->monitor );
-    return stream->properties ? stream->properties.retained() : pbStoreCreate();
+    for ( const tr::Property &property : stream->properties )
+        writeValue( property, store.handle(), property.key );
+    return store.give();
 }
 
 void trStreamSetConfiguration( TR_STREAM *stream, PB_STORE *config )
@@ -186,9 +198,8 @@ void trStreamSetPayloadTypeCstr( TR_STREAM *stream, const char *type, PB_INT len
 {
     PB_ASSERT( stream );
     PB_ASSERT( type );
-    pb::Ref<PB_STRING> text = pb::adopt( pbStringCreateFromCstr( type, length ) );
     pb::Lock lock( stream->monitor );
-    std::swap( stream->payloadType, text );
+    stream->payloadType = pb::view( type, length );
 }
 
 pb::Ref<PB_VECTOR> tr::describeLocked( TR_STREAM &stream )
@@ -197,19 +208,9 @@ pb::Ref<PB_VECTOR> tr::describeLocked( TR_STREAM &stream )
     auto add = [&records](
                    const pb::Ref<PB_STORE> &record ) { pbVectorAppend( records.handle(), pb::obj( record.get() ) ); };
     add( tr::record( stream, "stream" ) );
-    PB_STORE *properties = stream.properties.get();
-    for ( PB_INT i = 0; properties && i < pbStoreLength( properties ); ++i ) {
-        pb::Ref<PB_STRING> key = pb::adopt( pbStoreKeyAt( properties, i ) );
-        pb::Ref<PB_STORE> record = propertyRecord( stream, key.get() );
-        pb::Ref<PB_STRING> value = pb::adopt( pbStoreValueAt( properties, i ) );
-        if ( value ) {
-            pbStoreSetValueCstr( record.handle(), "value", -1, value.get() );
-            PB_INT place = pbStoreLength( record.get() ) - 1;
-            pbStoreSetBareAt( record.handle(), place, pbStoreIsBareAt( properties, i ) );
-        } else {
-            pb::Ref<PB_STORE> store = pb::adopt( pbStoreStoreAt( properties, i ) );
-            pbStoreSetStoreCstr( record.handle(), "value", -1, store.get() );
-        }
+    for ( const tr::Property &property : stream.properties ) {
+        pb::Ref<PB_STORE> record = propertyRecord( stream, property.key );
+        writeValue( property, record.handle(), "value" );
         add( record );
     }
     if ( stream.config )
@@ -280,13 +281,13 @@ void trStreamMessageFormatCstr(
 
     pb::Ref<PB_STORE> record = tr::record( *stream, "message" );
     pbStoreSetValueCstr( record.handle(), "text", -1, text.get() );
-    pb::Ref<PB_STRING> payloadType;
+    std::string payloadType;
     {
         pb::Lock lock( stream->monitor );
         payloadType = stream->payloadType;
     }
-    if ( payloadType )
-        pbStoreSetValueCstr( record.handle(), "payloadType", -1, payloadType.get() );
+    if ( !payloadType.empty() )
+        pbStoreSetValueCstr( record.handle(), "payloadType", -1, pb::string( payloadType ).get() );
     pb::Ref<PB_BUFFER> payload = pb::adopt( pbBufferCreateFromBytesCopy( bytes, byteCount ) );
     pb::Ref<PB_STRING> digits = pb::adopt( pbBufferToString( payload.get() ) );
     pbStoreSetValueCstr( record.handle(), "payload", -1, digits.get() );

@@ -95,7 +95,7 @@ pb::Ref<PB_STORE> tr::record( TR_STREAM &stream, const char *event )
     pb::Ref<PB_STORE> record = pb::adopt( pbStoreCreate() );
     pbStoreSetValueCstr( record.handle(), "time", -1, currentTime().get() );
     pbStoreSetValueIntCstr( record.handle(), "stream", -1, stream.number );
-    pbStoreSetValueCstr( record.handle(), "name", -1, stream.name.get() );
+    pbStoreSetValueCstr( record.handle(), "name", -1, pb::string( stream.name ).get() );
     pbStoreSetValueCstr( record.handle(), "event", -1, pb::string( event ).get() );
     return record;
 }

@@ -65,7 +65,6 @@ struct IN___STACK_IMP : PB_OBJ {
     void setAddressLocked( pb::Ref<IN_ADDRESS> chosen, Run &run ) PB_REQUIRES( monitor );
     void setInterfacesLocked( pb::Ref<IN_NW_INTERFACE> primary, pb::Ref<PB_VECTOR> chosen, Run &run )
         PB_REQUIRES( monitor );
-    void traceInterfacesLocked() PB_REQUIRES( monitor );
     void updateUpLocked() PB_REQUIRES( monitor );
     void expireBlacklistLocked( PB_INT now ) PB_REQUIRES( monitor );
     void scheduleTimerLocked( PB_INT now ) PB_REQUIRES( monitor );
@@ -139,33 +138,34 @@ void IN___STACK_IMP::setAddressLocked( pb::Ref<IN_ADDRESS> chosen, Run &run )
         csStatusReporterDelItemCstr( status.get(), "inStackAddress", -1 );
 }
 
+static void traceInterfacesLocked( IN___STACK_IMP *imp ) PB_REQUIRES( imp->monitor )
+{
+    if ( !imp->interfacesStream ) {
+        imp->interfacesStream = pb::adopt( trStreamCreateCstr( "in___StackImpUpdateInterfaces()", -1 ) );
+        pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( imp->stream.get(), TR_ANCHOR_KIND_USES ) );
+        trAnchorComplete( anchor.get(), imp->interfacesStream.get() );
+    }
+    TR_STREAM *stream = imp->interfacesStream.get();
+    PB_INT count = pbVectorLength( imp->interfaces.get() );
+    if ( count == 0 )
+        return;
+    PB_ASSERT( imp->extPrimaryInterface );
+    pb::Ref<TR_ANCHOR> primary =
+        pb::adopt( trAnchorCreateWithAnnotationCstr( stream, TR_ANCHOR_KIND_USES, "inPrimaryInterface", -1 ) );
+    inNwInterfaceTraceCompleteAnchor( imp->extPrimaryInterface.get(), primary.get() );
+    for ( PB_INT i = 0; i < count; ++i ) {
+        pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( stream, TR_ANCHOR_KIND_USES ) );
+        inNwInterfaceTraceCompleteAnchor( interfaceAt( imp->interfaces.get(), i ).get(), anchor.get() );
+    }
+}
+
 void IN___STACK_IMP::setInterfacesLocked( pb::Ref<IN_NW_INTERFACE> primary, pb::Ref<PB_VECTOR> chosen, Run &run )
 {
     bool changed = primary.get() != extPrimaryInterface.get() || !pbVectorEquals( chosen.get(), interfaces.get() );
     run.primaryInterface = std::exchange( extPrimaryInterface, std::move( primary ) );
     run.interfaces = std::exchange( interfaces, std::move( chosen ) );
     if ( changed )
-        traceInterfacesLocked();
-}
-
-void IN___STACK_IMP::traceInterfacesLocked()
-{
-    if ( !interfacesStream ) {
-        interfacesStream = pb::adopt( trStreamCreateCstr( "in___StackImpUpdateInterfaces()", -1 ) );
-        pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( stream.get(), TR_ANCHOR_KIND_USES ) );
-        trAnchorComplete( anchor.get(), interfacesStream.get() );
-    }
-    if ( pbVectorLength( interfaces.get() ) == 0 && !extPrimaryInterface )
-        return;
-    IN___STACK_IMP *imp = this;
-    PB_ASSERT( imp->extPrimaryInterface );
-    pb::Ref<TR_ANCHOR> primary = pb::adopt(
-        trAnchorCreateWithAnnotationCstr( interfacesStream.get(), TR_ANCHOR_KIND_USES, "inPrimaryInterface", -1 ) );
-    inNwInterfaceTraceCompleteAnchor( extPrimaryInterface.get(), primary.get() );
-    for ( PB_INT i = 0; i < pbVectorLength( interfaces.get() ); ++i ) {
-        pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( interfacesStream.get(), TR_ANCHOR_KIND_USES ) );
-        inNwInterfaceTraceCompleteAnchor( interfaceAt( interfaces.get(), i ).get(), anchor.get() );
-    }
+        traceInterfacesLocked( this );
 }
 
 void IN___STACK_IMP::updateUpLocked()

@@ -6,6 +6,9 @@
 #define IN_IMP_PORTS_PRIVATE_HPP
 
 #include <algorithm>
+#include <bitset>
+#include <in/base/in_address.h>
+#include <map>
 #include <pb/pb.hpp>
 #include <vector>
 
@@ -13,6 +16,35 @@ namespace in {
 
 constexpr PB_INT PORT_MAX = 65535;
 constexpr std::size_t PAIR_ATTEMPTS = 101;
+
+/** The local ports in use, by address: a bit for each, since there may be thousands on one address. */
+class LocalPorts {
+public:
+    bool has( IN_ADDRESS *ina, PB_INT port ) const
+    {
+        auto ports = byAddress.find( ina );
+        return ports != byAddress.end() && ports->second[static_cast<std::size_t>( port )];
+    }
+    void add( IN_ADDRESS *ina, PB_INT port ) { byAddress[pb::share( ina )].set( static_cast<std::size_t>( port ) ); }
+    void remove( IN_ADDRESS *ina, PB_INT port )
+    {
+        auto ports = byAddress.find( ina );
+        if ( ports != byAddress.end() && ports->second.reset( static_cast<std::size_t>( port ) ).none() )
+            byAddress.erase( ports );
+    }
+
+private:
+    struct Order {
+        using is_transparent = void;
+        static IN_ADDRESS *object( IN_ADDRESS *lent ) { return lent; }
+        static IN_ADDRESS *object( const pb::Ref<IN_ADDRESS> &ref ) { return ref.get(); }
+        bool operator()( const auto &a, const auto &b ) const
+        {
+            return inAddressCompare( object( a ), object( b ) ) < 0;
+        }
+    };
+    std::map<pb::Ref<IN_ADDRESS>, std::bitset<PORT_MAX + 1>, Order> byAddress;
+};
 
 /** A port range as its class tells it. `firstPort` may be 0, for a range that was changed so; that is no port. */
 struct Ports {

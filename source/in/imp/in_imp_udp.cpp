@@ -6,21 +6,21 @@
 #include <in/imp/in_imp_ports_private.hpp>
 #include <in/imp/in_imp_slot_engine_private.hpp>
 #include <in/imp/in_imp_udp_private.h>
-#include <pb/pb_dict.h>
 
 static constinit pb::Monitor in___ImpUdpMonitor;
-static constinit pb::Global<PB_DICT> in___ImpUdpAddressesDict PB_GUARDED_BY( in___ImpUdpMonitor );
+// Of all open channels that are not multicast. By pointer: nothing is destroyed at the end of the process.
+static constinit in::LocalPorts *in___ImpUdpAddresses PB_GUARDED_BY( in___ImpUdpMonitor ) = nullptr;
 
 void in___ImpUdpStartup()
 {
     pb::Lock lock( in___ImpUdpMonitor );
-    in___ImpUdpAddressesDict.set( pbDictCreate() );
+    in___ImpUdpAddresses = new in::LocalPorts;
 }
 
 void in___ImpUdpShutdown()
 {
     pb::Lock lock( in___ImpUdpMonitor );
-    in___ImpUdpAddressesDict.drop();
+    delete std::exchange( in___ImpUdpAddresses, pb::released<in::LocalPorts>() );
 }
 
 namespace {
@@ -44,22 +44,26 @@ struct Opening {
 /** Tells the lock analysis, which cannot look through a template, that the monitor is held. */
 void monitorHeld() PB_TS( assert_capability( in___ImpUdpMonitor ) ) {}
 
+struct Local {
+    pb::Ref<IN_ADDRESS> ina;
+    PB_INT port;
+};
+
+Local localOf( PB_INT chan )
+{
+    pb::Ref<IN_UDP_ADDRESS> ua = pb::adopt( in___ImpUdpChannelLocalAddress( chan ) );
+    return { pb::adopt( inUdpAddressAddress( ua.get() ) ), inUdpAddressPort( ua.get() ) };
+}
+
 PB_INT allocateLocked( const Opening &opening, PB_INT optionalLocalPort ) PB_REQUIRES( in___ImpUdpMonitor )
 {
     PB_INT chan = in___ImpUdpChannelTryAllocate(
         opening.localAddress, optionalLocalPort, opening.flags, opening.optionalQosStack, opening.optionalInterface );
     if ( chan == IN___IMP_UDP_CHANNEL_INVALID || in___ImpUdpChannelIsMulticast( chan ) )
         return chan;
-    PB_OBJ *address = inUdpAddressObj( in___ImpUdpChannelLocalAddress( chan ) );
-    pb::Ref<PB_OBJ> held = pb::adopt( address );
-    pbDictSet( &in___ImpUdpAddressesDict, address, address );
+    auto [ina, port] = localOf( chan );
+    in___ImpUdpAddresses->add( ina.get(), port );
     return chan;
-}
-
-bool usedLocked( IN_ADDRESS *localAddress, PB_INT port ) PB_REQUIRES( in___ImpUdpMonitor )
-{
-    pb::Ref<IN_UDP_ADDRESS> ua = pb::adopt( inUdpAddressCreate( localAddress, port ) );
-    return pbDictHas( in___ImpUdpAddressesDict.get(), inUdpAddressObj( ua.get() ) );
 }
 
 PB_INT tryCreateLocked( const Opening &opening, PB_INT optionalLocalPort ) PB_REQUIRES( in___ImpUdpMonitor )
@@ -68,23 +72,18 @@ PB_INT tryCreateLocked( const Opening &opening, PB_INT optionalLocalPort ) PB_RE
         return allocateLocked( opening, optionalLocalPort );
     return in::choosePort( opening.ports(), [&]( PB_INT port ) {
         monitorHeld();
-        return usedLocked( opening.localAddress, port ) ? IN___IMP_UDP_CHANNEL_INVALID
-                                                        : allocateLocked( opening, port );
+        return in___ImpUdpAddresses->has( opening.localAddress, port ) ? IN___IMP_UDP_CHANNEL_INVALID
+                                                                       : allocateLocked( opening, port );
     } );
 }
 
 void destroyLocked( PB_INT chan, in::Wakes &wakes ) PB_REQUIRES( in___ImpUdpMonitor )
 {
     if ( !in___ImpUdpChannelIsMulticast( chan ) ) {
-        pb::Ref<IN_UDP_ADDRESS> ua = pb::adopt( in___ImpUdpChannelLocalAddress( chan ) );
-        pbDictDel( &in___ImpUdpAddressesDict, inUdpAddressObj( ua.get() ) );
+        auto [ina, port] = localOf( chan );
+        in___ImpUdpAddresses->remove( ina.get(), port );
     }
     in___ImpUdpChannelReleaseDeferred( chan, wakes );
-}
-
-PB_INT portOf( PB_INT chan )
-{
-    return inUdpAddressPort( pb::adopt( in___ImpUdpChannelLocalAddress( chan ) ).get() );
 }
 
 } // namespace
@@ -117,7 +116,8 @@ PB_BOOL in___ImpUdpChannelTryCreateRtp( PB_INT *rtp, PB_INT *rtcp, IN_ADDRESS *l
     };
     pb::Lock lock( in___ImpUdpMonitor );
     in::PortPair pair = in::findPortPair(
-        opening.ports(), [&] { return tryOn( IN_UDP_PORT_INVALID ); }, tryOn, portOf, destroy );
+        opening.ports(), [&] { return tryOn( IN_UDP_PORT_INVALID ); }, tryOn,
+        []( PB_INT chan ) { return localOf( chan ).port; }, destroy );
     *rtp = pair.even;
     *rtcp = pair.odd;
     return pair.even != IN___IMP_UDP_CHANNEL_INVALID;

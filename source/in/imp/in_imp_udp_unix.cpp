@@ -11,6 +11,7 @@
  * Locks: takeMonitor, then the channel's monitor. Unchanging members and the atomics are read without.
  */
 #include <in/imp/in_imp_datagrams_private.hpp>
+#include <in/imp/in_imp_ports_private.hpp>
 #include <in/imp/in_imp_slot_engine_private.hpp>
 #include <in/imp/in_imp_sockaddr_unix_private.h>
 #include <in/imp/in_imp_socket_private.hpp>
@@ -241,12 +242,14 @@ bool joinGroup( const UdpChannel &channel, IN_ADDRESS *group, const void *record
     return setsockopt( channel.fd.get(), level, MCAST_JOIN_GROUP, &req, sizeof req ) == 0;
 }
 
-bool readLocalAddress( UdpChannel &channel )
+/** Reads back what the socket got; where that is the address asked for, the channel shares that object. */
+bool readLocalAddress( UdpChannel &channel, IN_ADDRESS *localAddress )
 {
+    channel.localAddress = pb::adopt( inUdpAddressCreate( localAddress, in::PORT_MAX ) );
     std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
     socklen_t length = record.size();
     return getsockname( channel.fd.get(), reinterpret_cast<sockaddr *>( record.data() ), &length ) == 0 &&
-           in___ImpSockaddrToUdpAddress( record.data(), length, channel.localAddress.handle() );
+           in___ImpSockaddrUpdateUdpAddress( record.data(), length, channel.localAddress.handle() );
 }
 
 /** Opens the socket of a record whose other members are set. */
@@ -271,7 +274,7 @@ bool openChannel( UdpChannel &channel, IN_ADDRESS *localAddress, PB_INT optional
         return false;
     if ( channel.isMulticast && !joinGroup( channel, localAddress, record.data(), length ) )
         return false;
-    return readLocalAddress( channel );
+    return readLocalAddress( channel, localAddress );
 }
 
 } // namespace

@@ -1,0 +1,387 @@
+/* The UDP backend on real sockets: which ports it takes, its bounds, and its races. */
+#include "udp_support.hpp"
+#include <cstdlib>
+#include <fstream>
+#include <in/imp/in_imp_udp_private.h>
+#include <numeric>
+#include <random>
+#include <sstream>
+#include <sys/resource.h>
+#include <thread>
+
+namespace {
+
+using test::BareSocket;
+using test::eventually;
+
+const pb::Ref<IN_ADDRESS> &localhost()
+{
+    static auto *ina = new pb::Ref<IN_ADDRESS>( test::address( "127.0.0.1" ) );
+    return *ina;
+}
+const bool prepared = ( localhost(), true ); // before objects are counted
+
+/** A handle that is destroyed at the end of the scope. */
+class Handle {
+public:
+    explicit Handle( PB_INT handle ) : chan( handle ) {}
+    Handle( Handle &&other ) noexcept : chan( std::exchange( other.chan, -1 ) ) {}
+    Handle &operator=( Handle &&other ) noexcept
+    {
+        std::swap( chan, other.chan );
+        return *this;
+    }
+    ~Handle()
+    {
+        if ( chan >= 0 )
+            in___ImpUdpChannelDestroy( chan );
+    }
+    explicit operator bool() const { return chan >= 0; }
+    PB_INT get() const { return chan; }
+    PB_INT port() const { return inUdpAddressPort( pb::adopt( in___ImpUdpChannelLocalAddress( chan ) ).get() ); }
+
+private:
+    PB_INT chan;
+};
+
+Handle open( PB_INT port = -1, IN_UDP_PORT_RANGE *range = nullptr, PB_INT flags = 0 )
+{
+    return Handle( in___ImpUdpChannelTryCreate( localhost().get(), port, range, flags, nullptr, nullptr ) );
+}
+pb::Ref<IN_UDP_PORT_RANGE> range( PB_INT first, PB_INT count )
+{
+    return pb::adopt( inUdpPortRangeCreate( first, count ) );
+}
+
+pb::Ref<IN_UDP_PACKET> receive( const Handle &chan )
+{
+    return pb::adopt( in___ImpUdpChannelReceive( chan.get() ) );
+}
+
+/** How many bytes wait in the socket itself, as the kernel tells; -1 when there is no such socket. */
+int64_t bytesInSocket( PB_INT port )
+{
+    std::ostringstream key;
+    key << "0100007F:" << std::uppercase << std::hex << port;
+    std::ifstream file( "/proc/net/udp" );
+    for ( std::string line; std::getline( file, line ); )
+        if ( std::size_t place = line.find( key.str() ); place != std::string::npos )
+            return std::stoll( line.substr( place + 40, 8 ), nullptr, 16 ); // behind remote address, state, send queue
+    return -1;
+}
+
+/** How often a race is run: as often as QUELVARIS_RACE_CYCLES says. */
+int cycles( int usual )
+{
+    const char *asked = std::getenv( "QUELVARIS_RACE_CYCLES" );
+    return asked ? std::atoi( asked ) : usual;
+}
+
+} // namespace
+
+TEST( UdpPorts, OfARange )
+{
+    EXPECT_FALSE( open( -1, range( 20'000, 0 ).get() ) ) << "a range without ports";
+
+    // a range that goes past the last port wraps, and each port is taken once
+    auto last = range( 65'530, 100 );
+    std::vector<Handle> open6;
+    std::vector<PB_INT> ports;
+    while ( Handle chan = open( -1, last.get() ) ) {
+        ports.push_back( chan.port() );
+        open6.push_back( std::move( chan ) );
+    }
+    std::sort( ports.begin(), ports.end() );
+    EXPECT_EQ( ports, ( std::vector<PB_INT>{ 65'530, 65'531, 65'532, 65'533, 65'534, 65'535 } ) );
+
+    // a port that is busy outside the library is passed over; one that is free again is found
+    open6.pop_back();
+    EXPECT_TRUE( open( -1, last.get() ) );
+    BareSocket busy( int( ports.empty() ? 0 : open6.front().port() == 65'530 ? 65'529 : 65'528 ) );
+    EXPECT_FALSE( open( busy.port, nullptr ) ) << "a port of its own is not shared";
+
+    // a range whose first port was changed to 0
+    auto changed = range( 20'000, 0 );
+    inUdpPortRangeSetFirstPort( changed.handle(), 3 );
+    ASSERT_EQ( inUdpPortRangeFirstPort( changed.get() ), 0 );
+    for ( int i = 0; i < 8; ++i )
+        if ( Handle chan = open( -1, changed.get() ) ) {
+            EXPECT_GE( chan.port(), 1 );
+        }
+}
+
+TEST( UdpPorts, Pairs )
+{
+    auto tryPair = []( IN_UDP_PORT_RANGE *optionalRange ) {
+        PB_INT rtp = 7;
+        PB_INT rtcp = 7;
+        PB_BOOL found = in___ImpUdpChannelTryCreateRtp( &rtp, &rtcp, localhost().get(), optionalRange, 0, nullptr );
+        EXPECT_EQ( found, rtp >= 0 && rtcp >= 0 );
+        EXPECT_EQ( rtp < 0, rtcp < 0 );
+        return std::pair<Handle, Handle>( rtp, rtcp );
+    };
+    auto [rtp, rtcp] = tryPair( nullptr );
+    ASSERT_TRUE( rtp && rtcp );
+    EXPECT_EQ( rtp.port() % 2, 0 );
+    EXPECT_EQ( rtcp.port(), rtp.port() + 1 );
+
+    // 30001 and 30002 have no partners within, 30003 is busy, so only 30004 and 30005 are left
+    BareSocket busy( 30'003 );
+    auto narrow = range( 30'001, 5 );
+    auto [one, two] = tryPair( narrow.get() );
+    ASSERT_TRUE( one && two );
+    EXPECT_EQ( one.port(), 30'004 );
+    EXPECT_EQ( two.port(), 30'005 );
+    EXPECT_FALSE( tryPair( narrow.get() ).first ) << "none is left";
+    EXPECT_TRUE( open( 30'001 ) ) << "what was opened while looking is closed";
+}
+
+TEST( UdpEngine, Datagrams )
+{
+    Handle chan = open();
+    BareSocket peer;
+    std::string largest( 65'507, 'x' );
+    std::vector<std::string> sent{ "", "a", std::string( 160, 'b' ), largest, "", "c" };
+    for ( const std::string &bytes : sent )
+        peer.send( chan.port(), bytes );
+    for ( const std::string &bytes : sent ) {
+        pb::Ref<IN_UDP_PACKET> pkt;
+        ASSERT_TRUE( eventually( [&] { return bool( pkt = receive( chan ) ); } ) );
+        EXPECT_EQ( test::payloadOf( pkt.get() ), bytes );
+        EXPECT_EQ( inUdpAddressPort( pb::adopt( inUdpPacketRemoteAddress( pkt.get() ) ).get() ), peer.port );
+    }
+    EXPECT_FALSE( receive( chan ) );
+
+    test::Waiter waiter;
+    Handle deaf = open( -1, nullptr, IN_UDP_FLAG_NO_RECEIVE );
+    in___ImpUdpChannelReceiveAddAlertable( deaf.get(), waiter.alert() );
+    peer.send( deaf.port(), "nobody listens" );
+    auto to = test::udpAddress( "127.0.0.1", chan.port() );
+    in___ImpUdpChannelSendBytes( deaf.get(), to.get(), "heard", 5 );
+    pb::Ref<IN_UDP_PACKET> pkt;
+    ASSERT_TRUE( eventually( [&] { return bool( pkt = receive( chan ) ); } ) );
+    EXPECT_EQ( test::payloadOf( pkt.get() ), "heard" );
+    EXPECT_FALSE( waiter.fired() );
+    EXPECT_FALSE( receive( deaf ) );
+}
+
+TEST( UdpEngine, SendersInTurn )
+{
+    Handle chan = open();
+    std::vector<BareSocket> peers( 1'000 );
+    for ( std::size_t i = 0; i < peers.size(); ++i ) {
+        peers[i].send( chan.port(), std::to_string( i ) );
+        pb::Ref<IN_UDP_PACKET> pkt;
+        ASSERT_TRUE( eventually( [&] { return bool( pkt = receive( chan ) ); } ) );
+        EXPECT_EQ( inUdpAddressPort( pb::adopt( inUdpPacketRemoteAddress( pkt.get() ) ).get() ), peers[i].port );
+        EXPECT_EQ( test::payloadOf( pkt.get() ), std::to_string( i ) );
+    }
+}
+
+TEST( UdpEngine, ASlowConsumerBoundsTheQueue )
+{
+    Handle chan = open();
+    BareSocket peer;
+    auto sendSlowly = [&]( int from, int to ) {
+        for ( int i = from; i < to; ++i ) {
+            peer.send( chan.port(), std::to_string( i ) );
+            if ( i < 512 ) {
+                EXPECT_TRUE( eventually( [&] { return bytesInSocket( chan.port() ) == 0; } ) ) << i;
+            }
+        }
+    };
+    sendSlowly( 0, 512 );
+    sendSlowly( 512, 600 );
+    pbSleep( 50 );
+    int64_t waiting = bytesInSocket( chan.port() );
+    EXPECT_GT( waiting, 0 ) << "what comes behind the 512th stays in the socket";
+
+    int next = 0;
+    auto take = [&] {
+        pb::Ref<IN_UDP_PACKET> pkt;
+        ASSERT_TRUE( eventually( [&] { return bool( pkt = receive( chan ) ); } ) );
+        EXPECT_EQ( test::payloadOf( pkt.get() ), std::to_string( next++ ) ) << "each once, in order";
+    };
+    while ( next < 255 )
+        take();
+    pbSleep( 50 );
+    EXPECT_EQ( bytesInSocket( chan.port() ), waiting ) << "257 are queued still";
+    take();
+    EXPECT_TRUE( eventually( [&] { return bytesInSocket( chan.port() ) == 0; } ) ) << "256 are, so reading goes on";
+    while ( next < 600 )
+        take();
+    EXPECT_FALSE( receive( chan ) );
+}
+
+TEST( UdpEngine, EverySlot )
+{
+    rlimit limit;
+    ASSERT_EQ( getrlimit( RLIMIT_NOFILE, &limit ), 0 );
+    rlimit raised{ limit.rlim_max, limit.rlim_max };
+    if ( raised.rlim_cur < 16'384 + 100 )
+        GTEST_SKIP() << "only " << raised.rlim_cur << " descriptors are allowed here";
+    ASSERT_EQ( setrlimit( RLIMIT_NOFILE, &raised ), 0 );
+    {
+        std::vector<Handle> all;
+        for ( int i = 0; i < 16'384; ++i )
+            all.push_back( open() );
+        std::vector<PB_INT> handles;
+        for ( const Handle &chan : all )
+            handles.push_back( chan.get() );
+        std::sort( handles.begin(), handles.end() );
+        std::vector<PB_INT> everyIndex( 16'384 );
+        std::iota( everyIndex.begin(), everyIndex.end(), 0 );
+        EXPECT_EQ( handles, everyIndex );
+        EXPECT_FALSE( open() ) << "there is no more";
+
+        BareSocket peer;
+        for ( const Handle &chan : all ) {
+            peer.send( chan.port(), "x" );
+            pb::Ref<IN_UDP_PACKET> pkt;
+            ASSERT_TRUE( eventually( [&] { return bool( pkt = receive( chan ) ); } ) );
+        }
+        PB_INT freed = all[5'000].get();
+        all[5'000] = Handle( -1 );
+        EXPECT_EQ( open().get(), freed ) << "the slot that is free is found";
+    }
+    ASSERT_EQ( setrlimit( RLIMIT_NOFILE, &limit ), 0 );
+}
+
+/** Sends to ports that are open, or were, until it ends. */
+class Noise {
+public:
+    void aimAt( PB_INT port ) { target = port; }
+    ~Noise()
+    {
+        ended = true;
+        thread.join();
+    }
+
+private:
+    void run()
+    {
+        BareSocket peer;
+        while ( !ended ) {
+            sockaddr_in sa = BareSocket::sockaddrOf( target );
+            for ( int i = 0; i < 4; ++i )
+                (void)sendto( peer.fd.get(), "noise", 5, 0, reinterpret_cast<sockaddr *>( &sa ), sizeof sa );
+        }
+    }
+    std::atomic<PB_INT> target = 9;
+    std::atomic<bool> ended = false;
+    std::thread thread{ [this] { run(); } };
+};
+
+// A channel is released at any moment of its being served: before the thread has looked it up, while it reads, while it
+// hands over, while its waiters are being fired.
+TEST( UdpRaces, ReleaseAgainstTheThread )
+{
+    Noise noise;
+    test::Waiter waiter;
+    for ( int i = 0; i < cycles( 20'000 ); ++i ) {
+        Handle chan = open();
+        ASSERT_TRUE( chan );
+        in___ImpUdpChannelReceiveAddAlertable( chan.get(), waiter.alert() );
+        noise.aimAt( chan.port() );
+        if ( i % 2 )
+            (void)receive( chan );
+        if ( i % 64 == 0 )
+            pbSleep( 1 );
+    }
+}
+
+TEST( UdpRaces, EightThreadsOpenAndClose )
+{
+    int before = test::openDescriptors();
+    std::vector<std::thread> threads;
+    for ( unsigned seed = 0; seed < 8; ++seed )
+        threads.emplace_back( [seed] {
+            BareSocket peer;
+            std::mt19937 random( seed );
+            std::vector<Handle> mine;
+            for ( int i = 0; i < cycles( 20'000 ) / 8; ++i ) {
+                mine.push_back( open() );
+                for ( const Handle &chan : mine )
+                    peer.send( chan.port(), "x" );
+                (void)receive( mine[random() % mine.size()] );
+                if ( mine.size() > random() % 8 ) {
+                    std::swap( mine[random() % mine.size()], mine.back() );
+                    mine.pop_back();
+                }
+            }
+        } );
+    for ( std::thread &thread : threads )
+        thread.join();
+    EXPECT_EQ( test::openDescriptors(), before );
+}
+
+// Whoever is woken may release the channel, on the very thread that serves it.
+TEST( UdpRaces, ReleaseFromWithinAWakeUp )
+{
+    struct Owner {
+        std::atomic<PB_INT> chan = -1;
+        std::atomic<int> released = 0;
+    };
+    static Owner owner;
+    owner.released = 0;
+    auto destroy = []( PB_OBJ * ) {
+        PB_INT chan = owner.chan.exchange( -1 );
+        if ( chan >= 0 ) {
+            in___ImpUdpChannelDestroy( chan );
+            ++owner.released;
+        }
+    };
+    BareSocket peer;
+    for ( int i = 0; i < 200; ++i ) {
+        pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableCreate( destroy, nullptr ) );
+        PB_INT chan = in___ImpUdpChannelTryCreate( localhost().get(), -1, nullptr, 0, nullptr, nullptr );
+        owner.chan = chan;
+        PB_INT port = inUdpAddressPort( pb::adopt( in___ImpUdpChannelLocalAddress( chan ) ).get() );
+        in___ImpUdpChannelReceiveAddAlertable( chan, alertable.get() );
+        peer.send( port, "wake up" );
+        ASSERT_TRUE( eventually( [&] { return owner.released == i + 1; } ) );
+    }
+}
+
+TEST( UdpRaces, ManyConsumersOfOneChannel )
+{
+    Handle chan = open();
+    std::atomic<int> received = 0;
+    std::atomic<bool> ended = false;
+    std::vector<std::thread> consumers;
+    for ( int i = 0; i < 3; ++i )
+        consumers.emplace_back( [&] {
+            int last = -1;
+            while ( !ended ) {
+                pb::Ref<IN_UDP_PACKET> pkt = receive( chan );
+                if ( !pkt ) {
+                    std::this_thread::yield();
+                    continue;
+                }
+                int number = std::stoi( test::payloadOf( pkt.get() ) );
+                EXPECT_GT( number, last ) << "what one consumer gets is in order";
+                last = number;
+                ++received;
+            }
+        } );
+    BareSocket peer;
+    constexpr int COUNT = 20'000;
+    for ( int i = 0; i < COUNT; ++i ) {
+        peer.send( chan.port(), std::to_string( i ) );
+        if ( i % 100 == 99 ) {
+            EXPECT_TRUE( eventually( [&] { return received > i - 100; } ) );
+        }
+    }
+    EXPECT_TRUE( eventually( [&] { return received == COUNT; } ) ) << received << ": each is delivered once";
+    ended = true;
+    for ( std::thread &consumer : consumers )
+        consumer.join();
+}
+
+TEST( UdpEngine, Misuse )
+{
+    EXPECT_DEATH( in___ImpUdpChannelFlags( -1 ), "in_imp_udp_unix.cpp:.*: IN___IMP_UDP_CHANNEL_OK\\( chan \\)" );
+    EXPECT_DEATH( in___ImpUdpChannelFlags( 16'384 ), ": chan < PB_SIZEOF_ARRAY\\( channelArray \\)" );
+    EXPECT_DEATH( in___ImpUdpChannelFlags( 16'383 ), ": CHAN" );
+    EXPECT_DEATH( open( 65'536 ), ": optionalLocalPort == IN_UDP_PORT_INVALID \\|\\| IN_UDP_PORT_OK" );
+}

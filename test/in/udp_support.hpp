@@ -1,0 +1,125 @@
+/* Stacks, channels and bare sockets on loopback for the tests of UDP. */
+#ifndef UDP_SUPPORT_HPP
+#define UDP_SUPPORT_HPP
+
+#include <arpa/inet.h>
+#include <in/in.h>
+#include <support/test_support.h>
+#include <support/waiting.hpp>
+#include <sys/socket.h>
+
+namespace test {
+
+inline pb::Ref<IN_ADDRESS> address( const char *text )
+{
+    return pb::adopt( inAddressTryCreateFromCstr( text, -1 ) );
+}
+inline pb::Ref<IN_UDP_ADDRESS> udpAddress( const char *text, PB_INT port )
+{
+    return pb::adopt( inUdpAddressCreate( address( text ).get(), port ) );
+}
+
+/** A stack that has found what its options ask for. */
+inline pb::Ref<IN_STACK> stackWith( IN_OPTIONS *options )
+{
+    pb::Ref<IN_STACK> stack = pb::adopt( inStackCreate( options, nullptr ) );
+    EXPECT_TRUE( eventually( [&] { return inStackHasAddress( stack.get() ); } ) );
+    return stack;
+}
+inline pb::Ref<IN_OPTIONS> loopbackOptions( PB_INT version = IN_ADDRESS_VERSION_4 )
+{
+    pb::Ref<IN_OPTIONS> options = pb::adopt( inOptionsCreate() );
+    inOptionsSetFlags( options.handle(), IN_FLAG_LOOPBACK_ONLY );
+    inOptionsSetAddressVersion( options.handle(), version );
+    return options;
+}
+inline pb::Ref<IN_STACK> loopbackStack()
+{
+    return stackWith( loopbackOptions().get() );
+}
+
+inline pb::Ref<IN_UDP_CHANNEL> channelOn(
+    IN_STACK *stack, PB_INT port = -1, PB_INT flags = 0, IN_FILTER *filter = nullptr )
+{
+    return pb::adopt( inUdpChannelTryCreate( stack, nullptr, nullptr, filter, port, flags, nullptr ) );
+}
+inline pb::Ref<IN_UDP_ADDRESS> localOf( const pb::Ref<IN_UDP_CHANNEL> &chan )
+{
+    return pb::adopt( inUdpChannelLocalAddress( chan.get() ) );
+}
+
+inline std::string payloadOf( IN_UDP_PACKET *pkt )
+{
+    pb::Ref<PB_BUFFER> payload = pb::adopt( inUdpPacketPayload( pkt ) );
+    auto *bytes = reinterpret_cast<const char *>( pbBufferBacking( payload.get() ) );
+    return { bytes, static_cast<std::size_t>( pbBufferLength( payload.get() ) ) };
+}
+inline void send( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *to, const std::string &bytes )
+{
+    inUdpChannelSendBytes( chan, to, bytes.data(), static_cast<PB_INT>( bytes.size() ) );
+}
+
+/** Takes from a channel what comes, waiting on its alert. */
+class Receiver {
+public:
+    explicit Receiver( IN_UDP_CHANNEL *channel ) : chan( pb::share( channel ) )
+    {
+        inUdpChannelReceiveAddAlertable( chan.get(), waiter.alert() );
+    }
+    ~Receiver() { inUdpChannelReceiveDelAlertable( chan.get(), waiter.alert() ); }
+    Receiver( const Receiver & ) = delete;
+    Receiver &operator=( const Receiver & ) = delete;
+    pb::Ref<IN_UDP_PACKET> next()
+    {
+        for ( ;; ) {
+            if ( pb::Ref<IN_UDP_PACKET> pkt = pb::adopt( inUdpChannelReceive( chan.get() ) ) )
+                return pkt;
+            if ( !waiter.wait() )
+                return {};
+        }
+    }
+    /** The payload of the next one. */
+    std::string text()
+    {
+        pb::Ref<IN_UDP_PACKET> pkt = next();
+        return pkt ? payloadOf( pkt.get() ) : "(nothing came)";
+    }
+
+private:
+    pb::Ref<IN_UDP_CHANNEL> chan;
+    Waiter waiter;
+};
+
+/** A socket of the system's, on loopback. */
+class BareSocket {
+public:
+    explicit BareSocket( int wantedPort = 0 ) : fd( socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) )
+    {
+        sockaddr_in own = sockaddrOf( wantedPort );
+        socklen_t length = sizeof own;
+        EXPECT_EQ( bind( fd.get(), reinterpret_cast<sockaddr *>( &own ), length ), 0 );
+        EXPECT_EQ( getsockname( fd.get(), reinterpret_cast<sockaddr *>( &own ), &length ), 0 );
+        port = ntohs( own.sin_port );
+    }
+    static sockaddr_in sockaddrOf( PB_INT port )
+    {
+        sockaddr_in sa{};
+        sa.sin_family = AF_INET;
+        sa.sin_port = htons( static_cast<uint16_t>( port ) );
+        sa.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
+        return sa;
+    }
+    void send( PB_INT to, const std::string &bytes ) const
+    {
+        sockaddr_in sa = sockaddrOf( to );
+        EXPECT_EQ( sendto( fd.get(), bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr *>( &sa ), sizeof sa ),
+            ssize_t( bytes.size() ) );
+    }
+
+    pb::Fd fd;
+    PB_INT port;
+};
+
+} // namespace test
+
+#endif
