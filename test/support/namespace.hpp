@@ -7,10 +7,13 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <sched.h>
 #include <string>
 #include <support/test_support.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace test {
@@ -68,6 +71,20 @@ public:
     void run( const std::string &command )
     {
         sh( "nsenter --target " + std::to_string( process ) + " --net sh -c \"" + command + "\"" );
+    }
+
+    /** A socket on the peer, owned by the caller: the thread that opens it goes there for that. */
+    int openSocket( int domain, int type, int protocol )
+    {
+        int fd = -1;
+        std::thread( [&] {
+            int there = open( ( "/proc/" + std::to_string( process ) + "/ns/net" ).c_str(), O_RDONLY | O_CLOEXEC );
+            if ( setns( there, CLONE_NEWNET ) == 0 )
+                fd = socket( domain, type | SOCK_CLOEXEC, protocol );
+            close( there );
+        } ).join();
+        EXPECT_GE( fd, 0 );
+        return fd;
     }
 
 private:

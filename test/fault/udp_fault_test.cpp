@@ -1,0 +1,90 @@
+/* The ladder under the UDP engine: opening, sending, receiving, closing, on the caller's thread and the engine's. */
+#include <fault/fault.h>
+#include <in/imp/in_imp_udp_private.h>
+#include <in/in.h>
+#include <in/qos/in_qos_vocabulary_private.h>
+#include <support/test_support.h>
+#include <thread>
+
+namespace {
+
+const int vocabularies = test::addFixture( 20, { [] {
+                                                    in___QosDefaultsStartup();
+                                                    in___QosLayer2PcpStartup();
+                                                    in___QosWindowsTrafficTypeStartup();
+                                                },
+                                                   [] {
+                                                       in___QosWindowsTrafficTypeShutdown();
+                                                       in___QosLayer2PcpShutdown();
+                                                       in___QosDefaultsShutdown();
+                                                   } } );
+
+/** The engine is started anew for each rung: one whose observer has failed is of no use any more. */
+class Engine {
+public:
+    Engine()
+    {
+        in___ImpUdpStartup();
+        in___ImpUdpChannelStartup();
+    }
+    ~Engine()
+    {
+        in___ImpUdpChannelShutdown();
+        in___ImpUdpShutdown();
+    }
+    Engine( const Engine & ) = delete;
+    Engine &operator=( const Engine & ) = delete;
+};
+
+pb::Ref<IN_ADDRESS> address( const char *text )
+{
+    return pb::adopt( inAddressTryCreateFromCstr( text, -1 ) );
+}
+
+/** What becomes of a datagram that the channel sends to itself: "received", "failed" (the channel), or "lost". */
+std::string sendToItself( PB_INT chan )
+{
+    pb::Ref<IN_UDP_ADDRESS> self = pb::adopt( in___ImpUdpChannelLocalAddress( chan ) );
+    in___ImpUdpChannelSendBytes( chan, self.get(), "x", 1 );
+    for ( PB_INT end = pbTimestamp() + 100; pbTimestamp() < end; std::this_thread::yield() ) {
+        if ( pb::adopt( in___ImpUdpChannelReceive( chan ) ) )
+            return "received";
+        if ( in___ImpUdpChannelError( chan ) )
+            return "failed";
+    }
+    return "lost";
+}
+
+} // namespace
+
+TEST( FaultUdp, SendsAndReceivesOrTells )
+{
+    pb::Ref<IN_ADDRESS> localhost = address( "127.0.0.1" );
+    pb::Ref<IN_QOS_STACK> qos = pb::adopt( inQosStackCreate( pb::adopt( inQosOptionsCreate() ).get(), nullptr ) );
+    fault::ladder( { "received", "refused", "failed", "lost" }, [&]() -> std::string {
+        Engine engine;
+        fault::Armed armed;
+        PB_INT chan = in___ImpUdpChannelTryCreate( localhost.get(), -1, nullptr, 0, qos.get(), nullptr );
+        if ( chan < 0 )
+            return "refused";
+        std::string outcome = sendToItself( chan );
+        in___ImpUdpChannelDestroy( chan );
+        return outcome;
+    } );
+}
+
+TEST( FaultUdp, JoinsOrRefuses )
+{
+    pb::Ref<IN_ADDRESS> group = address( "239.192.7.8" );
+    pb::Ref<PB_STRING> loopback = pb::string( "lo" );
+    fault::ladder( { "joined", "refused", "failed" }, [&]() -> std::string {
+        Engine engine;
+        fault::Armed armed;
+        PB_INT chan = in___ImpUdpChannelTryCreate( group.get(), 35'008, nullptr, 0, nullptr, loopback.get() );
+        if ( chan < 0 )
+            return "refused";
+        bool failed = in___ImpUdpChannelError( chan );
+        in___ImpUdpChannelDestroy( chan );
+        return failed ? "failed" : "joined";
+    } );
+}
