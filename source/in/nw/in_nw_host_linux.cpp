@@ -125,8 +125,7 @@ void in::hostChanged()
 
 void in::hostShutdown()
 {
-    pb::Lock lock( monitor );
-    last.drop();
+    keep( nullptr, 0, 0 );
 }
 
 std::span<const in::HostEntry> in::hostEntries( const IN___NW_HOST &host )
