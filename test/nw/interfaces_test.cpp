@@ -4,6 +4,7 @@
 #include <fstream>
 #include <in/nw/in_nw_util_private.h>
 #include <nw/nw_support.hpp>
+#include <sys/resource.h>
 #include <thread>
 
 using namespace test;
@@ -84,6 +85,29 @@ TEST_F( Nw, InterfacesComeAndGo )
     EXPECT_NE( interfaceNamed( "v0" ).get(), first.get() );
     EXPECT_FALSE( inNwInterfaceStateEnd( stateOf( interfaceNamed( "v0" ) ).get() ) );
     EXPECT_TRUE( inNwInterfaceStateEnd( stateOf( first ).get() ) ) << "an end is final";
+}
+
+TEST_F( Nw, WithoutDescriptorsInterfacesStay )
+{
+    Interface lo = interfaceNamed( "lo" );
+    auto ina = address( "127.0.0.1" );
+    auto has = [&]( IN_NW_INTERFACE_STATE *state ) {
+        return inNwInterfaceStateLayer3HasUnicastAddress( state, ina.get() );
+    };
+    ASSERT_TRUE( waitForState( lo, 10'000, has ) );
+    rlimit limit;
+    getrlimit( RLIMIT_NOFILE, &limit );
+    pb::Fd firstFree( dup( STDERR_FILENO ) );
+    rlimit none{ static_cast<rlim_t>( firstFree.get() ), limit.rlim_max };
+    firstFree.close();
+    setrlimit( RLIMIT_NOFILE, &none );
+    bool gone = waitForState( lo, 10'000, std::not_fn( has ) ); // of what cannot be read, the state holds nothing
+    pbSleep( 500 );                                             // the set polls at about the same time
+    setrlimit( RLIMIT_NOFILE, &limit );
+    EXPECT_TRUE( gone );
+    EXPECT_EQ( interfaceNamed( "lo" ).get(), lo.get() );
+    EXPECT_TRUE( waitForState( lo, 10'000, has ) );
+    EXPECT_FALSE( inNwInterfaceStateEnd( stateOf( lo ).get() ) );
 }
 
 TEST_F( Nw, ReadersBesideAFlappingInterface )
