@@ -30,10 +30,10 @@ IN___NW_HOST::IN___NW_HOST( ifaddrs *owned ) : list( owned, freeifaddrs )
 
 namespace {
 
-constexpr PB_INT shortestLife = 100; // ms
-constexpr PB_INT longestLife = 500;  // ms
-constexpr PB_INT lifePerCost =
-    100; // it lives that many times as long as it took, so that it takes a hundredth of a core
+/** How long a snapshot serves: so long that taking them costs a hundredth of a core, within these bounds. In ms. */
+constexpr PB_INT lifePerCost = 100;
+constexpr PB_INT shortestLife = 100;
+constexpr PB_INT longestLife = 500;
 
 /*
  * A snapshot may be used when it was begun after the last change that the library made. Changes are counted. Who takes a
@@ -82,6 +82,12 @@ pb::Ref<IN___NW_HOST> take()
     return getifaddrs( &list ) == 0 ? pb::adopt( pb::create<IN___NW_HOST>( list ) ) : nullptr;
 }
 
+std::span<const in::HostEntry> entriesOf( const IN___NW_HOST &host, std::string_view name )
+{
+    auto begin = std::ranges::lower_bound( host.entries, name, {}, &in::HostEntry::name );
+    return { begin, std::ranges::upper_bound( begin, host.entries.end(), name, {}, &in::HostEntry::name ) };
+}
+
 /** The address of a record that has no length beside it, or null when there is none or it is of another family. */
 pb::Ref<IN_ADDRESS> toAddress( const sockaddr *record )
 {
@@ -119,8 +125,7 @@ void in::hostChanged()
 
 void in::hostShutdown()
 {
-    pb::Lock lock( monitor );
-    last.drop();
+    keep( nullptr, 0, 0 );
 }
 
 std::span<const in::HostEntry> in::hostEntries( const IN___NW_HOST &host )
@@ -147,7 +152,7 @@ PB_INT in::maskPrefixLength( IN_ADDRESS *mask )
 std::vector<in::HostAddress> in::hostAddresses( const IN___NW_HOST &host, std::string_view name )
 {
     std::vector<HostAddress> addresses;
-    for ( const HostEntry &found : std::ranges::equal_range( host.entries, name, {}, &HostEntry::name ) ) {
+    for ( const HostEntry &found : entriesOf( host, name ) ) {
         pb::Ref<IN_ADDRESS> address = toAddress( found.entry->ifa_addr );
         if ( !address )
             continue;

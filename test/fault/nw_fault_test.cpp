@@ -1,0 +1,222 @@
+/* The ladder under the interface monitor: what is seen of an interface, and what the library changes on it. */
+#include <fault/fault.h>
+#include <in/in.h>
+#include <in/nw/in_nw_host_private.hpp>
+#include <in/nw/in_nw_interface_private.h>
+#include <in/nw/in_nw_interfaces_private.h>
+#include <in/nw/in_nw_vocabulary_private.h>
+#include <support/namespace.hpp>
+#include <support/processes.hpp>
+#include <tr/tr.h>
+
+namespace {
+
+using test::sh;
+using Interface = pb::Ref<IN_NW_INTERFACE>;
+
+void start()
+{
+    test::startProcesses();
+    in___NwAddressTypeStartup();
+    in___NwInterfaceStatusStartup();
+    in___NwInterfaceFlagsStartup();
+}
+
+void stop()
+{
+    in___NwInterfaceFlagsShutdown();
+    in___NwInterfaceStatusShutdown();
+    in___NwAddressTypeShutdown();
+    test::stopProcesses();
+}
+
+const int fixture = test::addFixture( 9, { start, stop } );
+
+class FaultNw : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        NEEDS_NAMESPACE();
+        sh( "ip link add v0 type veth peer name w0 && ip link set v0 addrgenmode none && ip link set w0 up" );
+        in::hostSnapshot(); // from now on one is kept, and counted among the objects that live
+    }
+    void TearDown() override
+    {
+        if ( !IsSkipped() ) {
+            sh( "ip link del v0" );
+            in::hostShutdown();
+        }
+    }
+};
+
+/** Records what is traced while it lives. */
+class Recorder {
+public:
+    Recorder() { trSystemAddSink( sink.get() ); }
+    ~Recorder() { trSystemDelSink( sink.get() ); }
+    Recorder( const Recorder & ) = delete;
+    Recorder &operator=( const Recorder & ) = delete;
+
+    /** The calls that failed, each as its text begins, without the reason. */
+    std::string failures()
+    {
+        std::string all;
+        pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( sink.get() ) );
+        for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i ) {
+            pb::Ref<PB_STORE> record = pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) );
+            std::string text = test::take( pbStoreValueCstr( record.get(), "text", -1 ) );
+            if ( text.find( "(): " ) != text.npos )
+                all += " " + text.substr( 0, text.find( "(): " ) + 2 );
+        }
+        return all;
+    }
+
+private:
+    pb::Ref<TR_SINK> sink = pb::adopt( trSinkCreateRecorder( false ) );
+};
+
+Interface createInterface()
+{
+    auto imp = pb::adopt( in___NwInterfaceImpCreate( test::str( "v0" ).get(), true, nullptr ) );
+    return pb::adopt( in___NwInterfaceCreate( imp.get() ) );
+}
+
+/** The parts of a state that are known. */
+std::string describe( IN_NW_INTERFACE_STATE *state )
+{
+    std::string text;
+    text += inNwInterfaceStateHasStatus( state ) ? " status" : "";
+    text += inNwInterfaceStateLayer2AddressesLength( state ) ? " mac" : "";
+    text += inNwInterfaceStateLayer2HasMtu( state ) ? " mtu" : "";
+    text += inNwInterfaceStateLayer2HasSpeedReceive( state ) ? " speed" : "";
+    text += inNwInterfaceStateLayer3UnicastAddressesLength( state ) ? " address" : "";
+    text += inNwInterfaceStateLayer3NetworksLength( state ) ? " network" : "";
+    return text;
+}
+
+/** Whether the host has an address on v0. */
+bool present( IN_ADDRESS *ina )
+{
+    in::hostChanged();
+    for ( const in::HostAddress &found : in::hostAddresses( *in::hostSnapshot(), "v0" ) )
+        if ( inAddressEquals( found.address.get(), ina ) )
+            return true;
+    return false;
+}
+
+/** Changes an address with a call failing: the result, whether the host has it, and what was traced. */
+template <class Change>
+std::string change( IN_ADDRESS *ina, Change change )
+{
+    Interface iface = createInterface();
+    pb::Ref<IN___NW_INTERFACE_IMP> imp = pb::adopt( in___NwInterfaceImp( iface.get() ) );
+    Recorder recorder;
+    bool done;
+    {
+        fault::Armed armed;
+        done = change( iface.get() );
+    }
+    in___NwInterfaceImpHaltWait( imp.get() ); // the poll that it asked for
+    return ( done ? "true" : "false" ) + std::string( present( ina ) ? ", there:" : ", not there:" ) +
+           recorder.failures();
+}
+
+} // namespace
+
+TEST_F( FaultNw, WhatCannotBeAskedIsAbsent )
+{
+    sh( "ip address add 10.7.0.1/24 dev v0" );
+    fault::ladder(
+        { " status mac mtu speed address network", " mac mtu speed address network",
+            " status mtu speed address network", " status mac speed address network", " status mac mtu address network",
+            " status mac mtu speed", " address network [in___NwInterfaceImpCreate()] socket()" },
+        [] {
+            in::hostChanged();
+            Recorder recorder;
+            Interface iface;
+            {
+                fault::Armed armed;
+                iface = createInterface();
+            }
+            return describe( pb::adopt( inNwInterfaceState( iface.get() ) ).get() ) + recorder.failures();
+        } );
+}
+
+TEST_F( FaultNw, StatusIsWhatIsSaidOrTheResultIsFalse )
+{
+    // false with the interface up: it was set, and could not be read back
+    fault::ladder( { "true, up", "false, down", "false, up" }, [] {
+        sh( "ip link set v0 down" );
+        Interface iface = createInterface();
+        bool done;
+        {
+            fault::Armed armed;
+            done = in___NwInterfaceTrySetStatus( iface.get(), IN_NW_INTERFACE_STATUS_UP );
+        }
+        Interface now = createInterface();
+        bool up = inNwInterfaceStateStatus( pb::adopt( inNwInterfaceState( now.get() ) ).get() );
+        return std::string( done ? "true" : "false" ) + ( up ? ", up" : ", down" );
+    } );
+}
+
+TEST_F( FaultNw, AddressIsAdded )
+{
+    sh( "ip link set v0 up" );
+    auto ina = pb::adopt( inAddressTryCreateFromCstr( "10.7.0.1", -1 ) );
+    // what fails of telling the neighbours changes nothing; without an answer nobody knows that it is there
+    fault::ladder( { "true, there:", "false, not there: [in___NwInterfaceImpRtnetlinkTryModifyAddress()] ioctl()",
+                       "false, not there: [in___NwInterfaceImpRtnetlinkTalk()] socket()",
+                       "false, not there: [in___NwInterfaceImpRtnetlinkTalk()] bind()",
+                       "false, not there: [in___NwInterfaceImpRtnetlinkTalk()] sendmsg()",
+                       "false, there: [in___NwInterfaceImpRtnetlinkTalk()] recvmsg()",
+                       "true, there: [in___NwInterfaceImpTrySendGratuitousArp()] if_nametoindex()",
+                       "true, there: [in___NwInterfaceImpTrySendGratuitousArp()] socket()",
+                       "true, there: [in___NwInterfaceImpTrySendGratuitousArp()] sendto()" },
+        [&] {
+            sh( "ip address flush dev v0" );
+            return change( ina.get(), [&]( IN_NW_INTERFACE *iface ) {
+                return in___NwInterfaceTrySetLayer3UnicastAddress( iface, ina.get(), nullptr );
+            } );
+        } );
+}
+
+TEST_F( FaultNw, AddressIsRemoved )
+{
+    sh( "ip link set v0 up" );
+    auto ina = pb::adopt( inAddressTryCreateFromCstr( "fd00:7::1", -1 ) );
+    // without a fault: two requests, and a look at the host's list between them, which can fail silently
+    fault::ladder(
+        { "true, not there:", "false, there:", "false, there: [in___NwInterfaceImpRtnetlinkTryModifyAddress()] ioctl()",
+            "false, there: [in___NwInterfaceImpRtnetlinkTalk()] socket()",
+            "false, there: [in___NwInterfaceImpRtnetlinkTalk()] bind()",
+            "false, there: [in___NwInterfaceImpRtnetlinkTalk()] sendmsg()",
+            "false, there: [in___NwInterfaceImpRtnetlinkTalk()] recvmsg()",
+            "false, not there: [in___NwInterfaceImpRtnetlinkTalk()] recvmsg()" },
+        [&] {
+            sh( "ip -6 address replace fd00:7::1/64 dev v0 nodad" );
+            return change( ina.get(), [&]( IN_NW_INTERFACE *iface ) {
+                return in___NwInterfaceTryDelLayer3UnicastAddress( iface, ina.get() );
+            } );
+        } );
+}
+
+TEST_F( FaultNw, InterfacesAreFoundFromEitherSource )
+{
+    fault::ladder( { " lo v0 w0" }, [] {
+        in::hostShutdown();
+        {
+            fault::Armed armed;
+            in___NwInterfacesStartup();
+        }
+        std::string names;
+        pb::Ref<PB_VECTOR> all = pb::adopt( inNwInterfacesVector() );
+        for ( PB_INT i = 0; i < pbVectorLength( all.get() ); ++i ) {
+            auto iface = pb::adoptAs<IN_NW_INTERFACE>( pbVectorObjAt( all.get(), i ) );
+            names += " " + test::take( inNwInterfaceIdentifier( iface.get() ) );
+        }
+        in___NwInterfacesShutdown();
+        in___NwInterfacesShutdownWait();
+        in::hostSnapshot(); // as it was
+        return names;
+    } );
+}
