@@ -22,6 +22,9 @@ pb::Ref<IN_OPTIONS> optionsOf( const char *json )
     return pb::adopt( inOptionsRestore( test::storeOf( json ).get() ) );
 }
 
+// The store keeps something of its first use.
+const int used = test::addFixture( 2, { [] { (void)pb::adopt( csStoreConfig() ); }, [] {} } );
+
 pb::Ref<IN_TCP_ADDRESS> tcpAddress( PB_INT port )
 {
     return pb::adopt( inTcpAddressCreate( test::address( "192.0.2.1" ).get(), port ) );

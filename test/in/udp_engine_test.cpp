@@ -278,7 +278,7 @@ TEST( UdpRaces, ReleaseAgainstTheThread )
 {
     Noise noise;
     test::Waiter waiter;
-    for ( int i = 0; i < cycles( 20'000 ); ++i ) {
+    for ( int i = 0; i < cycles( 100'000 ); ++i ) {
         Handle chan = open();
         ASSERT_TRUE( chan );
         in___ImpUdpChannelReceiveAddAlertable( chan.get(), waiter.alert() );
