@@ -49,31 +49,33 @@ protected:
     }
 };
 
-/** Records what is traced while it lives. */
-class Recorder {
-public:
-    Recorder() { trSystemAddSink( sink.get() ); }
-    ~Recorder() { trSystemDelSink( sink.get() ); }
-    Recorder( const Recorder & ) = delete;
-    Recorder &operator=( const Recorder & ) = delete;
-
-    /** The calls that failed, each as its text begins, without the reason. */
-    std::string failures()
-    {
-        std::string all;
-        pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( sink.get() ) );
-        for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i ) {
-            pb::Ref<PB_STORE> record = pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) );
-            std::string text = test::take( pbStoreValueCstr( record.get(), "text", -1 ) );
-            if ( text.find( "(): " ) != text.npos )
-                all += " " + text.substr( 0, text.find( "(): " ) + 2 );
-        }
-        return all;
+/** The calls that failed while a sink recorded, each as its text begins, without the reason. */
+std::string failures( TR_SINK *recorder )
+{
+    std::string all;
+    pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( recorder ) );
+    for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i ) {
+        auto record = pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) );
+        std::string text = test::take( pbStoreValueCstr( record.get(), "text", -1 ) );
+        if ( text.find( "(): " ) != text.npos )
+            all += " " + text.substr( 0, text.find( "(): " ) + 2 );
     }
+    return all;
+}
 
-private:
-    pb::Ref<TR_SINK> sink = pb::adopt( trSinkCreateRecorder( false ) );
-};
+/** Runs with calls failing; the calls whose failure was traced. */
+template <class Run>
+std::string tracedFailures( Run run )
+{
+    pb::Ref<TR_SINK> recorder = pb::adopt( trSinkCreateRecorder( false ) );
+    trSystemAddSink( recorder.get() );
+    {
+        fault::Armed armed;
+        run();
+    }
+    trSystemDelSink( recorder.get() );
+    return failures( recorder.get() );
+}
 
 Interface createInterface()
 {
@@ -84,14 +86,12 @@ Interface createInterface()
 /** The parts of a state that are known. */
 std::string describe( IN_NW_INTERFACE_STATE *state )
 {
-    std::string text;
-    text += inNwInterfaceStateHasStatus( state ) ? " status" : "";
-    text += inNwInterfaceStateLayer2AddressesLength( state ) ? " mac" : "";
-    text += inNwInterfaceStateLayer2HasMtu( state ) ? " mtu" : "";
-    text += inNwInterfaceStateLayer2HasSpeedReceive( state ) ? " speed" : "";
-    text += inNwInterfaceStateLayer3UnicastAddressesLength( state ) ? " address" : "";
-    text += inNwInterfaceStateLayer3NetworksLength( state ) ? " network" : "";
-    return text;
+    return std::string( inNwInterfaceStateHasStatus( state ) ? " status" : "" ) +
+           ( inNwInterfaceStateLayer2AddressesLength( state ) ? " mac" : "" ) +
+           ( inNwInterfaceStateLayer2HasMtu( state ) ? " mtu" : "" ) +
+           ( inNwInterfaceStateLayer2HasSpeedReceive( state ) ? " speed" : "" ) +
+           ( inNwInterfaceStateLayer3UnicastAddressesLength( state ) ? " address" : "" ) +
+           ( inNwInterfaceStateLayer3NetworksLength( state ) ? " network" : "" );
 }
 
 /** Whether the host has an address on v0. */
@@ -110,15 +110,10 @@ std::string change( IN_ADDRESS *ina, Change change )
 {
     Interface iface = createInterface();
     pb::Ref<IN___NW_INTERFACE_IMP> imp = pb::adopt( in___NwInterfaceImp( iface.get() ) );
-    Recorder recorder;
-    bool done;
-    {
-        fault::Armed armed;
-        done = change( iface.get() );
-    }
+    bool done = false;
+    std::string traced = tracedFailures( [&] { done = change( iface.get() ); } );
     in___NwInterfaceImpHaltWait( imp.get() ); // the poll that it asked for
-    return ( done ? "true" : "false" ) + std::string( present( ina ) ? ", there:" : ", not there:" ) +
-           recorder.failures();
+    return ( done ? "true" : "false" ) + std::string( present( ina ) ? ", there:" : ", not there:" ) + traced;
 }
 
 } // namespace
@@ -132,13 +127,9 @@ TEST_F( FaultNw, WhatCannotBeAskedIsAbsent )
             " status mac mtu speed", " address network [in___NwInterfaceImpCreate()] socket()" },
         [] {
             in::hostChanged();
-            Recorder recorder;
             Interface iface;
-            {
-                fault::Armed armed;
-                iface = createInterface();
-            }
-            return describe( pb::adopt( inNwInterfaceState( iface.get() ) ).get() ) + recorder.failures();
+            std::string traced = tracedFailures( [&] { iface = createInterface(); } );
+            return describe( pb::adopt( inNwInterfaceState( iface.get() ) ).get() ) + traced;
         } );
 }
 

@@ -1,4 +1,4 @@
-/* Gratuitous ARP (RFC 5227 section 3): tells the neighbours that an address has come to an interface. */
+/* Gratuitous ARP (RFC 5227 section 2.3): tells the neighbours that an address has come to an interface. */
 #ifndef IN_NW_ARP_PRIVATE_HPP
 #define IN_NW_ARP_PRIVATE_HPP
 
