@@ -9,7 +9,9 @@
 #include <in/base/in_module.h>
 #include <in/base/in_network.h>
 #include <in/base/in_options.h>
+#include <in/dns/in_dns_idna.h>
 #include <in/dns/in_dns_options.h>
+#include <in/dns/in_dns_punycode.h>
 #include <in/dns/in_dns_servers.h>
 #include <in/qos/in_qos_options.h>
 #include <in/qos/in_qos_stack.h>
