@@ -10,9 +10,14 @@
 #include <in/base/in_network.h>
 #include <in/base/in_options.h>
 #include <in/base/in_stack.h>
+#include <in/dns/in_dns_idna.h>
 #include <in/dns/in_dns_options.h>
+#include <in/dns/in_dns_punycode.h>
 #include <in/dns/in_dns_servers.h>
 #include <in/filter/in_filter.h>
+#include <in/filter/in_filter_entry.h>
+#include <in/filter/in_filter_entry_flags.h>
+#include <in/filter/in_filter_options.h>
 #include <in/map/in_map_stack.h>
 #include <in/nw/in_nw_address.h>
 #include <in/nw/in_nw_address_type.h>

@@ -7,6 +7,8 @@
 #include <in/base/in_flags_private.h>
 #include <in/base/in_module_private.h>
 #include <in/base/in_stack_private.h>
+#include <in/filter/in_filter_entry_flags_private.h>
+#include <in/filter/in_filter_private.h>
 #include <in/imp/in_imp_qos_private.h>
 #include <in/imp/in_imp_udp_private.h>
 #include <in/nw/in_nw_interfaces_private.h>
@@ -40,6 +42,8 @@ constexpr Step startups[] = {
     in___AddressVersionStartup,
     in___FlagsStartup,
     in___StackCsStartup,
+    in___FilterCsStartup,
+    in___FilterEntryFlagsStartup,
     in___ImpQosStartup,
     in___ImpUdpStartup,
     in___ImpUdpChannelStartup,
@@ -60,6 +64,7 @@ constexpr Step shutdowns[] = {
     moduleBackendShutdown, // first: no more requests for the module's info
     in___QosStackCsShutdown,
     in___NwInterfacesShutdown,
+    in___FilterCsShutdown,
     in___StackCsShutdown,
 };
 
@@ -76,6 +81,7 @@ constexpr Step shutdownWaits[] = {
     in___ImpUdpChannelShutdown,
     in___ImpUdpShutdown,
     in___ImpQosShutdown,
+    in___FilterEntryFlagsShutdown,
     in___FlagsShutdown,
     in___AddressVersionShutdown,
 };
