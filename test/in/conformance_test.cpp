@@ -1,6 +1,6 @@
 /* Every class of the library keeps the object protocol. */
+#include "options_support.hpp"
 #include <algorithm>
-#include <in/in.h>
 #include <support/conformance.hpp>
 
 namespace {
@@ -93,59 +93,57 @@ test::Samples<IN_UDP_PACKET> samples()
     return packets;
 }
 
-/** Options from stores: text pairs of key and value. */
+/** Options from their configurations. */
 template <class T>
-test::Samples<T> restored( T *( *restore )(PB_STORE *), std::initializer_list<std::vector<const char *>> stores )
+test::Samples<T> restored( T *( *restore )(PB_STORE *), std::initializer_list<const char *> configurations )
 {
     test::Samples<T> objects;
-    for ( const std::vector<const char *> &pairs : stores ) {
-        pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
-        for ( std::size_t i = 0; i < pairs.size(); i += 2 )
-            pbStoreSetValueCstr( store.handle(), pairs[i], -1, test::str( pairs[i + 1] ).get() );
-        objects.push_back( pb::adopt( restore( store.get() ) ) );
-    }
+    for ( const char *json : configurations )
+        objects.push_back( pb::adopt( restore( test::storeOf( json ).get() ) ) );
     return objects;
 }
 
 template <>
 test::Samples<IN_DNS_OPTIONS> samples()
 {
-    return restored<IN_DNS_OPTIONS>(
-        inDnsOptionsRestore, { {}, { "cacheTimeout", "5" }, { "cacheTimeout", "60000" }, { "disableQuerySrv", "false" },
-                                 { "disableQuerySrv", "true" }, { "maxBlockDuration", "0" } } );
+    return restored<IN_DNS_OPTIONS>( inDnsOptionsRestore,
+        { "{}", R"({"cacheTimeout":5})", R"({"cacheTimeout":60000})", R"({"disableQuerySrv":false})",
+            R"({"disableQuerySrv":true})", R"({"maxBlockDuration":0})" } );
 }
 
 template <>
 test::Samples<IN_TCP_OPTIONS> samples()
 {
     return restored<IN_TCP_OPTIONS>( inTcpOptionsRestore,
-        { {}, { "keepAliveTime", "1" }, { "keepAliveEnabled", "false" }, { "blacklistTimeout", "120000" },
-            { "blacklistEnabled", "false" }, { "blacklistEnabled", "true" } } );
+        { "{}", R"({"keepAliveTime":1})", R"({"keepAliveEnabled":false})", R"({"blacklistTimeout":120000})",
+            R"({"blacklistEnabled":false})", R"({"blacklistEnabled":true})" } );
 }
 
 template <>
 test::Samples<IN_UDP_OPTIONS> samples()
 {
-    pb::Ref<IN_UDP_OPTIONS> with = pb::adopt( inUdpOptionsCreate() );
-    inUdpOptionsSetPortRange( with.handle(), samples<IN_UDP_PORT_RANGE>()[0].get() );
-    return { pb::adopt( inUdpOptionsCreate() ), with };
+    return restored<IN_UDP_OPTIONS>( inUdpOptionsRestore, { "{}", R"({"portRange":{"firstPort":1,"count":0}})" } );
 }
 
 template <>
 test::Samples<IN_OPTIONS> samples()
 {
-    return restored<IN_OPTIONS>(
-        inOptionsRestore, { {}, { "address", "10.0.0.1" }, { "addressVersion", "IN_ADDRESS_VERSION_4" },
-                              { "addressVersion", "IN_ADDRESS_VERSION_6" }, { "network", "10.0.0.0/8" },
-                              { "interface", "eth0" }, { "flags", "IN_FLAG_LOOPBACK_ONLY" } } );
+    return restored<IN_OPTIONS>( inOptionsRestore,
+        { "{}", R"({"udpOptions":{}})", R"({"udpOptions":{"portRange":{"firstPort":1,"count":0}}})",
+            R"({"tcpOptions":{}})", R"({"tcpOptions":{},"udpOptions":{}})", R"({"tcpOptions":{"keepAliveTime":9}})",
+            R"({"dnsOptions":{}})", R"({"dnsOptions":{"cacheTimeout":9},"tcpOptions":{}})", R"({"address":"1.1.1.1"})",
+            R"({"address":"::1","dnsOptions":{}})", R"({"addressVersion":"IN_ADDRESS_VERSION_4"})",
+            R"({"addressVersion":"IN_ADDRESS_VERSION_6","address":"1.1.1.1"})", R"({"network":"1.1.1.1"})",
+            R"({"interface":"a","network":"1.1.1.1"})", R"({"interface":"b"})",
+            R"({"flags":"IN_FLAG_LOOPBACK_ONLY"})" } );
 }
 
 template <>
 test::Samples<IN_QOS_OPTIONS> samples()
 {
     return restored<IN_QOS_OPTIONS>(
-        inQosOptionsRestore, { {}, { "layer2Pcp", "IN_QOS_LAYER2_PCP_BEST_EFFORT" }, { "layer3Tos", "0x2e" },
-                                 { "defaults", "IN_QOS_DEFAULTS_VOICE" } } );
+        inQosOptionsRestore, { "{}", R"({"layer2Pcp":"IN_QOS_LAYER2_PCP_BEST_EFFORT"})", R"({"layer3Tos":46})",
+                                 R"({"defaults":"IN_QOS_DEFAULTS_VOICE"})" } );
 }
 
 /** These order by identity. */
@@ -167,6 +165,11 @@ test::Samples<IN_QOS_STACK> samples()
         test::checkStandardFunctions<NAME>( #NAME, TEST_FUNCTIONS( prefix ), samples<NAME>() ); \
     }
 #include <in/in_classes.inc>
+
+TEST( ConformanceDeathTest, Misuse )
+{
+    test::checkMisuse<IN_ADDRESS>( TEST_FUNCTIONS( inAddress ), samples<IN_ADDRESS>()[0].get() );
+}
 
 TEST( CopyOnWrite, Address )
 {
