@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <atomic>
 #include <in/qos/in_qos_stack_private.h>
+#include <support/recording.hpp>
 #include <thread>
-#include <tr/tr.h>
 
 namespace {
 
@@ -45,40 +45,22 @@ private:
     pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
 };
 
-/** What is traced while it lives. */
-class Recording {
-public:
-    Recording() { trSystemAddSink( sink.get() ); }
-    ~Recording() { trSystemDelSink( sink.get() ); }
-
-    /** The lines since the last call. */
-    std::vector<pb::Ref<PB_STORE>> records()
-    {
-        pb::Ref<PB_VECTOR> taken = pb::adopt( trSinkTakeRecords( sink.get() ) );
-        std::vector<pb::Ref<PB_STORE>> stores;
-        for ( PB_INT i = 0; i < pbVectorLength( taken.get() ); ++i )
-            stores.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( taken.get(), i ) ) );
-        return stores;
-    }
-    std::vector<std::string> configurations()
-    {
-        std::vector<std::string> texts;
-        for ( auto &record : records() )
-            if ( pb::Ref<PB_STORE> value = pb::adopt( pbStoreStoreCstr( record.get(), "configuration", -1 ) ) )
-                texts.push_back( textOf( value.get() ) );
-        return texts;
-    }
-    std::string text()
-    {
-        std::string all;
-        for ( auto &record : records() )
-            all += textOf( record.get() ) + "\n";
-        return all;
-    }
-
-private:
-    pb::Ref<TR_SINK> sink = pb::adopt( trSinkCreateRecorder( false ) );
-};
+/** The configurations that were traced. */
+std::vector<std::string> configurations( test::Recording &recording )
+{
+    std::vector<std::string> texts;
+    for ( auto &record : recording.take() )
+        if ( pb::Ref<PB_STORE> value = pb::adopt( pbStoreStoreCstr( record.get(), "configuration", -1 ) ) )
+            texts.push_back( textOf( value.get() ) );
+    return texts;
+}
+std::string text( test::Recording &recording )
+{
+    std::string all;
+    for ( auto &record : recording.take() )
+        all += textOf( record.get() ) + "\n";
+    return all;
+}
 
 } // namespace
 
@@ -109,20 +91,20 @@ TEST( QosStack, TracesItsConfiguration )
     using Texts = std::vector<std::string>;
     pb::Ref<TR_STREAM> parent = pb::adopt( trStreamCreateCstr( "TEST_PARENT", -1 ) );
     pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( parent.get(), TR_ANCHOR_KIND_PARENT ) );
-    Recording recording;
+    test::Recording recording;
     pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( options( VOICE ).get(), anchor.get() ) );
-    std::string created = recording.text();
+    std::string created = text( recording );
     EXPECT_NE( created.find( "\"IN_QOS_STACK\"" ), std::string::npos ) << created;
     EXPECT_NE( created.find( VOICE ), std::string::npos ) << created;
     EXPECT_NE( created.find( "\"to\":" ), std::string::npos ) << "linked to its parent: " << created;
 
     inQosStackSetOptions( stack.get(), options( VOICE ).get() );
-    EXPECT_EQ( recording.text(), "" );
+    EXPECT_EQ( text( recording ), "" );
     inQosStackSetOptions( stack.get(), options( IPC ).get() );
-    EXPECT_EQ( recording.configurations(), Texts{ IPC } );
+    EXPECT_EQ( configurations( recording ), Texts{ IPC } );
 
     inQosStackTraceCompleteAnchor( stack.get(), anchor.get() );
-    EXPECT_NE( recording.text().find( "\"to\":" ), std::string::npos );
+    EXPECT_NE( text( recording ).find( "\"to\":" ), std::string::npos );
 }
 
 namespace {
@@ -191,8 +173,8 @@ TEST( QosStack, ManyThreads )
     pb::Ref<IN_QOS_OPTIONS> all[] = {
         options( VOICE ), options( IPC ), options( NONE ), options( R"({"layer3Tos":1})" ) };
     pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( all[0].get(), nullptr ) );
-    Recording recording;
-    recording.records();
+    test::Recording recording;
+    recording.take();
     std::atomic<int> setting = 4, changes = 0;
     std::vector<std::thread> threads;
     auto set = [&]( std::size_t t ) {
@@ -223,7 +205,7 @@ TEST( QosStack, ManyThreads )
         thread.join();
     EXPECT_GT( changes, 0 );
     // traced in the order of the changes: no two alike in a row, the last one is what holds
-    std::vector<std::string> traced = recording.configurations();
+    std::vector<std::string> traced = configurations( recording );
     ASSERT_FALSE( traced.empty() );
     EXPECT_EQ( traced.back(), configuration( stack.get() ) );
     EXPECT_EQ( std::adjacent_find( traced.begin(), traced.end() ), traced.end() );

@@ -32,26 +32,6 @@ TEST( Process, EachScheduleIsFollowedByARun )
     EXPECT_EQ( overlaps, 0 );
 }
 
-TEST( Process, ManyProcessesShareTheThreads )
-{
-    constexpr int threads = 8, rounds = 300;
-    auto domain = test::domainOf( 3 );
-    std::vector<Subject> subjects;
-    for ( int index = 0; index < 5; ++index )
-        subjects.emplace_back(
-            domain, [] {}, index % 3 );
-    test::onThreads( threads, [&]( int index ) {
-        for ( int round = 0; round < rounds; ++round )
-            subjects[static_cast<std::size_t>( index + round ) % subjects.size()].schedule();
-    } );
-    for ( Subject &subject : subjects ) {
-        int before = subject.runs();
-        subject.schedule();
-        EXPECT_TRUE( subject.hasRun( before + 1 ) );
-        subject.end();
-    }
-}
-
 TEST( Process, RunsByPriorityThenInOrder )
 {
     auto domain = test::domainOf( 1 );
@@ -245,21 +225,6 @@ TEST( Process, ArgumentIsFreedOutsideLocks )
     EXPECT_EQ( frees, 5 );
 }
 
-TEST( Process, TextFormIsItsName )
-{
-    auto process = pb::adopt( prProcessCreateCstr(
-        nullptr, []( PB_OBJ * ) {}, nullptr, "nameXX", 4 ) );
-    EXPECT_EQ( test::textOf( process.get() ), "name" );
-}
-
-TEST( Domain, RunsAsManySideBySideAsItHasThreads )
-{
-    for ( PB_INT threads : { 1, 4 } ) {
-        auto domain = test::domainOf( threads );
-        EXPECT_TRUE( test::startAllThreads( domain.get(), static_cast<std::size_t>( threads ) ) );
-    }
-}
-
 /** Two processes that wait for each other: both sleeping threads must be woken, each time. */
 TEST( Domain, WakesAThreadForEachProcess )
 {
@@ -268,26 +233,15 @@ TEST( Domain, WakesAThreadForEachProcess )
         ASSERT_TRUE( test::startAllThreads( domain.get(), 2 ) );
 }
 
-TEST( Domain, FewPrioritiesLowerTheDefault )
-{
-    auto domain = pb::adopt( prDomainTryCreate( 1, 1, 0 ) );
-    auto body = pb::adopt( pb::create<Counter>() );
-    auto process = pb::adopt( prProcessCreateCstr( domain.get(), Counter::fire, pb::obj( body.get() ), "", 0 ) );
-    prProcessSchedule( process.get() );
-    EXPECT_TRUE( test::eventually( [&] { return body->fired == 1; } ) );
-    process = nullptr;
-}
-
 TEST( Module, StartsAgainAfterAStop )
 {
     test::stopProcesses();
     test::startProcesses();
 }
 
-TEST( ProcessDeath, Misuse )
+TEST( ProcessDeathTest, Misuse )
 {
-    auto nothing = []( PB_OBJ * ) {};
-    auto inside = []( PB_OBJ *, auto action ) {
+    auto inside = []( auto action ) {
         auto domain = test::domainOf( 1 );
         Subject subject( domain );
         subject.body->reaction = [&] { action( subject, domain ); };
@@ -295,12 +249,11 @@ TEST( ProcessDeath, Misuse )
         pbSleep( 20'000 );
     };
     test::expectAborts( {
-        { "threadCount >= 1", [] { prDomainTryCreate( 0, 1, 2 ); } },
-        { "priorityCount >= 1", [] { prDomainTryCreate( 1, 0, 2 ); } },
-        { "PB_THREAD_OPTION_OK( threadOption )", [] { prDomainTryCreate( 1, 1, 5 ); } },
         { "priority >= 0 && static_cast<std::size_t>( priority ) < pool->priorityCount",
-            [&] { prProcessCreateWithPriorityCstr( nullptr, 3, nothing, nullptr, "", 0 ); } },
-        { "func", [] { prProcessCreateCstr( nullptr, nullptr, nullptr, "", 0 ); } },
+            [] {
+                Subject(
+                    nullptr, [] {}, 3 );
+            } },
         { "a domain was released that has processes which are not halted: pool.processes == 0",
             [] {
                 auto domain = test::domainOf( 1 );
@@ -309,22 +262,17 @@ TEST( ProcessDeath, Misuse )
             } },
         { "a domain was released by one of its own threads: pr___WorkerPool != &pool",
             [&] {
-                inside( nullptr, []( Subject &subject, pb::Ref<PR_DOMAIN> &domain ) {
+                inside( []( Subject &subject, pb::Ref<PR_DOMAIN> &domain ) {
                     prProcessHalt( subject.process.get() );
                     domain = nullptr;
                 } );
             } },
         { "a process waits for its own end: !pr___ProcessCoreIsInside( core )",
             [&] {
-                inside( nullptr, []( Subject &subject, auto & ) {
+                inside( []( Subject &subject, auto & ) {
                     Subject( nullptr ).end(); // another one ends within
                     subject.end();
                 } );
-            } },
-        { "milliseconds >= 0",
-            [] {
-                Subject subject( nullptr );
-                prTimerSchedule( prProcessCreateTimer( subject.process.get() ), -1 );
             } },
     } );
 }

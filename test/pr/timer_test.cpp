@@ -102,8 +102,9 @@ TEST( Timer, UnscheduleMeetsFiring )
     auto timer = timerOf( subject );
     for ( int round = 0; round < 500; ++round ) {
         prTimerSchedule( timer.get(), 0 );
-        for ( int pause = round % 50; pause > 0; --pause )
-            std::this_thread::yield();
+        for ( volatile int pause = round % 50 * 200;
+              pause > 0; ) // yielding would give away whole slices of a busy host
+            pause = pause - 1;
         prTimerUnschedule( timer.get() );
         EXPECT_FALSE( prTimerScheduled( timer.get() ) );
         // The domain has one thread: behind the marker there is nothing of before.
@@ -142,18 +143,4 @@ TEST( Timer, ScheduleFromManyThreadsIsNotLost )
     EXPECT_TRUE( subject.hasRun( before + 1 ) );
     EXPECT_TRUE( test::eventually( [&] { return !prTimerScheduled( timers[0].get() ); } ) );
     subject.end();
-}
-
-/** A timer that a process schedules for itself drives it on; halting it leaves the timer without effect. */
-TEST( Timer, DrivesItsProcessUntilHalted )
-{
-    Subject subject( nullptr );
-    auto timer = timerOf( subject );
-    subject.body->reaction = [&] { prTimerSchedule( timer.get(), 0 ); };
-    prTimerSchedule( timer.get(), 0 );
-    EXPECT_TRUE( subject.hasRun( 200 ) );
-    subject.end();
-    int runs = subject.runs();
-    EXPECT_TRUE( test::eventually( [&] { return !prTimerScheduled( timer.get() ); } ) );
-    EXPECT_EQ( subject.runs(), runs );
 }

@@ -93,16 +93,6 @@ TEST_F( Resolv, Texts )
     }
 }
 
-TEST_F( Resolv, ManyServers )
-{
-    std::string file;
-    for ( int i = 999; i >= 0; --i )
-        file += "nameserver 10.0." + std::to_string( i / 250 ) + "." + std::to_string( i % 250 ) + "\n";
-    write( file + file );
-    pb::Ref<PB_VECTOR> servers = pb::adopt( in___ImpSystemEnumerateDnsServers() );
-    EXPECT_EQ( pbVectorLength( servers.get() ), 1000 );
-}
-
 TEST_F( Resolv, WhatCannotBeRead )
 {
     EXPECT_EQ( listed( in___ImpSystemEnumerateDnsServers() ), "" ) << "no file";

@@ -1,0 +1,35 @@
+/* What is traced while a test runs. */
+#ifndef TEST_RECORDING_HPP
+#define TEST_RECORDING_HPP
+
+#include <support/test_support.h>
+#include <tr/tr.h>
+#include <vector>
+
+namespace test {
+
+/** A recorder that is told from here to the end of the scope. */
+struct Recording {
+    pb::Ref<TR_SINK> sink;
+    explicit Recording( bool highVolume = false ) : sink( pb::adopt( trSinkCreateRecorder( highVolume ) ) )
+    {
+        trSystemAddSink( sink.get() );
+    }
+    ~Recording() { trSystemDelSink( sink.get() ); }
+    Recording( const Recording & ) = delete;
+    Recording &operator=( const Recording & ) = delete;
+
+    /** The records since the last call. */
+    std::vector<pb::Ref<PB_STORE>> take()
+    {
+        pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( sink.get() ) );
+        std::vector<pb::Ref<PB_STORE>> stores;
+        for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i )
+            stores.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) ) );
+        return stores;
+    }
+};
+
+} // namespace test
+
+#endif
