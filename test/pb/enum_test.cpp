@@ -1,5 +1,5 @@
-/* Enumerations, flag sets, integers as objects. */
-#include <support/misuse.h>
+/* Enumerations and flag sets. */
+#include <support/test_support.h>
 
 namespace {
 
@@ -58,32 +58,4 @@ TEST( Enum, CopyOnWrite )
     EXPECT_FALSE( pbFlagsetHasFlagCstr( set.get(), "FLAG_D", -1 ) );
     EXPECT_NE( pbFlagsetCompare( set.get(), more.get() ), 0 );
     EXPECT_EQ( pbFlagsetCompare( set.get(), flags().get() ), 0 );
-}
-
-TEST( EnumDeathTest, Misuse )
-{
-    enum { FLAG_B = 2 };
-    static PB_FLAGSET *global;
-    test::expectAborts( {
-        { "!pbEnumHasCstr( *enm, name, length )", [] { pbEnumAddCstr( colours().handle(), "COLOUR_RED", -1, 9 ); } },
-        { "member", [] { pbEnumGenerate( colours().get(), 1 ); } },
-        { "std::has_single_bit( static_cast<uint64_t>( value ) )",
-            [] { pbFlagsetAddFlagCstr( flags().handle(), "FLAG", -1, 24 ); } },
-        { "!pbFlagsetHasFlagCstr( *(&global), \"FLAG_B\", -1 )",
-            [] {
-                global = flags().give();
-                PB_FLAGSET_ADD( &global, FLAG_B );
-            } },
-    } );
-}
-
-TEST( BoxedInt, OrderAndText )
-{
-    const PB_INT values[] = { PB_INT_MIN, -1, 0, PB_INT_MAX };
-    for ( PB_INT a : values )
-        for ( PB_INT b : values ) {
-            pb::Ref<PB_BOXED_INT> boxed = pb::adopt( pbBoxedIntCreate( a ) );
-            EXPECT_EQ( test::textOf( boxed.get() ), std::to_string( pbBoxedIntValue( boxed.get() ) ) );
-            EXPECT_EQ( pbBoxedIntCompare( boxed.get(), pb::adopt( pbBoxedIntCreate( b ) ).get() ), pb::order( a, b ) );
-        }
 }

@@ -158,26 +158,6 @@ TEST( Store, NestsDeeply )
     EXPECT_LT( pbStoreCompare( deep.get(), other.get() ), 0 );
 }
 
-TEST( Store, CopiesShareTheirEntries )
-{
-    pb::Ref<PB_STORE> store = nest( "inner", pair( "a", "1" ) );
-    pb::Ref<PB_STORE> copy = store;
-    set( copy, "more", "2" );
-    EXPECT_EQ( test::textOf( store.get() ), R"({"inner":{"a":"1"}})" );
-    EXPECT_EQ(
-        pb::adopt( pbStoreStoreAt( store.get(), 0 ) ).get(), pb::adopt( pbStoreStoreAt( copy.get(), 0 ) ).get() );
-    pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStore( copy.get(), str( "inner" ).get() ) );
-    set( inner, "a", "changed" );
-    EXPECT_EQ( test::textOf( copy.get() ), R"({"inner":{"a":"1"},"more":"2"})" );
-
-    pb::Ref<PB_STRING> key = str( "key" );
-    pb::Ref<PB_STRING> text = str( "text" );
-    pbStoreSetValue( store.handle(), key.get(), text.get() );
-    pbStringAppendChar( key.handle(), '!' );
-    pbStringAppendChar( text.handle(), '!' );
-    EXPECT_EQ( test::textOf( store.get() ), R"({"inner":{"a":"1"},"key":"text"})" );
-}
-
 TEST( Store, IsCopiedIntoItself )
 {
     pb::Ref<PB_STORE> store = pair( "a", "1" );

@@ -81,14 +81,10 @@ TEST( String, Creation )
 
 TEST( String, OrderIsByCodePointsAPrefixFirst )
 {
-    const char *ascending[] = {
-        "", "A", "Aa", "B", "a", "aa", "ab", "b", "\u00E4", "\uFFFF", "\U00010000", "\U00010000!" };
+    const char *ascending[] = { "", "A", "Aa", "B", "a", "ab", "\u00E4", "\uFFFF", "\U00010000", "\U00010000!" };
     for ( const char *const &a : ascending )
-        for ( const char *const &b : ascending ) {
-            PB_INT compared = pbStringCompare( test::str( a ).get(), test::str( b ).get() );
-            EXPECT_EQ( pb::order( compared, PB_INT{ 0 } ), pb::order( &a, &b ) ) << a << ' ' << b;
-            EXPECT_EQ( pbStringEqualsCstr( test::str( a ).get(), b, -1 ), &a == &b ) << a << ' ' << b;
-        }
+        for ( const char *const &b : ascending )
+            EXPECT_EQ( pbStringCompare( test::str( a ).get(), test::str( b ).get() ), pb::order( &a, &b ) ) << a << b;
 }
 
 TEST( String, SplitAndJoin )
