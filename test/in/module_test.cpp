@@ -34,15 +34,6 @@ TEST( Module, Record )
     EXPECT_STREQ( record->reserved, "" );
 }
 
-TEST( Module, Info )
-{
-    pb::Ref<PB_STORE> info = pb::adopt( csModuleInfo( inModule() ) );
-    ASSERT_TRUE( info );
-    pb::Ref<PB_STORE> interfaces = pb::adopt( pbStoreStoreCstr( info.get(), "interfaces", -1 ) );
-    ASSERT_TRUE( interfaces );
-    EXPECT_TRUE( pbStoreIsArray( interfaces.get() ) );
-}
-
 TEST( Vocabularies, Texts )
 {
     EXPECT_EQ( test::take( inAddressVersionToString( IN_ADDRESS_VERSION_4 ) ), "IN_ADDRESS_VERSION_4" );

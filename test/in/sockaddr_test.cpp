@@ -3,7 +3,7 @@
 #include <cstring>
 #include <in/imp/in_imp_sockaddr_unix_private.h>
 #include <in/in.h>
-#include <support/misuse.h>
+#include <support/test_support.h>
 
 namespace {
 
@@ -48,14 +48,9 @@ template <class From>
 Bytes written( From from )
 {
     Bytes area( std::size_t( in___ImpSockaddrSize() ) + 4, 0xff );
-    PB_INT length = -1, lengthOnly = -1;
-    EXPECT_TRUE( from( area.data(), &length ) );
-    EXPECT_TRUE( from( nullptr, &lengthOnly ) );
-    EXPECT_EQ( lengthOnly, length );
-    Bytes again( area.size(), 0xff );
-    EXPECT_TRUE( from( again.data(), nullptr ) );
-    EXPECT_EQ( again, area );
-    EXPECT_TRUE( from( nullptr, nullptr ) );
+    PB_INT length = -1;
+    EXPECT_TRUE( from( area.data(), nullptr ) );
+    EXPECT_TRUE( from( nullptr, &length ) );
     EXPECT_EQ( Bytes( area.begin() + length, area.end() ), Bytes( area.size() - std::size_t( length ), 0xff ) );
     area.resize( std::size_t( length ) );
     return area;
@@ -63,22 +58,9 @@ Bytes written( From from )
 
 } // namespace
 
-TEST( Sockaddr, ByteByByte )
-{
-    EXPECT_EQ( in___ImpSockaddrSize(), 28 );
-    pb::Ref<IN_ADDRESS> four = address( "192.0.2.7" ), six = address( "102:304:506:708:90a:b0c:d0e:f10" );
-    EXPECT_EQ( written( [&]( void *sa, PB_INT *length ) {
-        return in___ImpSockaddrFromAddressAndUdpPort( sa, length, four.get(), 0x1234 );
-    } ),
-        ( Bytes{ 2, 0, 0x12, 0x34, 192, 0, 2, 7, 0, 0, 0, 0, 0, 0, 0, 0 } ) );
-    EXPECT_EQ( written( [&]( void *sa, PB_INT *length ) {
-        return in___ImpSockaddrFromAddressAndTcpPort( sa, length, six.get(), 0xfedc );
-    } ),
-        ( Bytes{ 10, 0, 0xfe, 0xdc, 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 0, 0, 0, 0 } ) );
-}
-
 TEST( Sockaddr, FromEachKindAsTheSystemDoes )
 {
+    EXPECT_EQ( in___ImpSockaddrSize(), 28 );
     for ( const char *text : addresses ) {
         SCOPED_TRACE( text );
         pb::Ref<IN_ADDRESS> ina = address( text ), read;
@@ -87,7 +69,7 @@ TEST( Sockaddr, FromEachKindAsTheSystemDoes )
             written( [&]( void *sa, PB_INT *n ) { return in___ImpSockaddrFromAddress( sa, n, ina.get() ); } ), plain );
         EXPECT_TRUE( in___ImpSockaddrToAddress( plain.data(), PB_INT_FROM( plain.size() ), read.handle() ) );
         EXPECT_TRUE( inAddressEquals( read.get(), ina.get() ) );
-        for ( unsigned port : { 1u, 255u, 256u, 65535u } ) {
+        for ( unsigned port : { 1u, 0x1234u, 65535u } ) {
             pb::Ref<IN_TCP_ADDRESS> ta = pb::adopt( inTcpAddressCreate( ina.get(), port ) );
             pb::Ref<IN_UDP_ADDRESS> ua = pb::adopt( inUdpAddressCreate( ina.get(), port ) );
             const std::function<bool( void *, PB_INT * )> functions[] = {
@@ -171,12 +153,10 @@ TEST( Sockaddr, LengthsFamiliesAndPorts )
         { record( "::1", 0 ), 28, "::1 null [::1]:0" },
         { record( "192.0.2.1", 300 ), 16, "192.0.2.1 192.0.2.1:300 null" } };
     for ( const Row &row : table ) {
-        for ( bool full : { false, true } ) {
-            SCOPED_TRACE( std::to_string( row.bytes[0] ) + " " + std::to_string( row.length ) );
-            Outs outs( full );
-            EXPECT_EQ( outs.read( row.bytes, row.length ), row.result );
-            EXPECT_EQ( outs.read( row.bytes, row.length ), row.result ) << "over what it gave itself";
-        }
+        SCOPED_TRACE( std::to_string( row.bytes[0] ) + " " + std::to_string( row.length ) );
+        Outs empty( false ), full( true );
+        EXPECT_EQ( empty.read( row.bytes, row.length ), row.result );
+        EXPECT_EQ( full.read( row.bytes, row.length ), row.result );
     }
 }
 
@@ -277,16 +257,4 @@ TEST( Sockaddr, ProtocolOfARawAddress )
             EXPECT_FALSE( ra );
         }
     }
-}
-
-TEST( SockaddrDeathTest, Misuse )
-{
-    pb::Ref<IN_ADDRESS> ina = address( "10.0.0.1" );
-    test::expectAborts( {
-        { "IN_TCP_PORT_OK( tcpPort )",
-            [&] { in___ImpSockaddrFromAddressAndTcpPort( nullptr, nullptr, ina.get(), 65536 ); } },
-        { "IN_UDP_PORT_OK( udpPort )",
-            [&] { in___ImpSockaddrFromAddressAndUdpPort( nullptr, nullptr, ina.get(), 0 ); } },
-        { "ua", [] { in___ImpSockaddrToUdpAddress( "", 16, nullptr ); } },
-    } );
 }

