@@ -51,15 +51,12 @@ protected:
     fs::path folder;
 };
 
-std::string_view view( PB_BUFFER *buf )
-{
-    return { reinterpret_cast<const char *>( pbBufferBacking( buf ) ), std::size_t( pbBufferLength( buf ) ) };
-}
-
 std::string contentOf( PB_BUFFER *owned )
 {
     pb::Ref<PB_BUFFER> buf = pb::adopt( owned );
-    return buf ? std::string( view( buf.get() ) ) : "(null)";
+    return buf ? std::string( reinterpret_cast<const char *>( pbBufferBacking( buf.get() ) ),
+                     std::size_t( pbBufferLength( buf.get() ) ) )
+               : "(null)";
 }
 
 std::vector<std::string> linesOf( PB_LINE_SOURCE *owned )

@@ -65,22 +65,14 @@ TEST( String, Setters )
 
 TEST( String, Creation )
 {
-    EXPECT_EQ( test::take( pbStringCreateFromCstr( nullptr, 0 ) ), "" );
-    EXPECT_EQ( test::take( pbStringCreateFromWcstr( L"a\x20ACz", 2 ) ), "a\u20AC" );
-    const wchar_t wild[] = { wchar_t( 0x110000 ), wchar_t( -1 ), L'z' };
-    EXPECT_EQ( test::take( pbStringCreateFromWcstr( wild, 3 ) ), "\uFFFD\uFFFDz" );
-    EXPECT_EQ( test::take( pbStringCreateFromCharsCopy( letters, 3 ) ), "x\u00E4z" );
+    const wchar_t wild[] = { wchar_t( 0x110000 ), wchar_t( -1 ), L'\x20AC', L'z' };
+    EXPECT_EQ( test::take( pbStringCreateFromWcstr( wild, 3 ) ), "\uFFFD\uFFFD\u20AC" );
     pb::Ref<PB_STRING> str = test::str( "abcdef" );
     EXPECT_EQ( test::take( pbStringCreateInner( str.get(), 2, 3 ) ), "cde" );
-    EXPECT_EQ( test::take( pbStringCreateInner( str.get(), 6, 0 ) ), "" );
     EXPECT_EQ( test::take( pbStringCreateLeading( str.get(), 2 ) ), "ab" );
     EXPECT_EQ( test::take( pbStringCreateTrailing( str.get(), 2 ) ), "ef" );
     EXPECT_EQ( test::textOf( pb::adopt( pbStringTryToCstr( test::str( "a\u00E4" ).get() ) ).get() ), "61c3a400" );
     EXPECT_FALSE( pb::adopt( pbStringTryToCstr( test::str( std::string_view( "a\0", 2 ) ).get() ) ) );
-}
-
-TEST( String, OrderIsByCodePointsAPrefixFirst )
-{
     const char *ascending[] = { "", "A", "Aa", "B", "a", "ab", "\u00E4", "\uFFFF", "\U00010000", "\U00010000!" };
     for ( const char *const &a : ascending )
         for ( const char *const &b : ascending )
@@ -132,18 +124,15 @@ TEST( String, FindAndBegin )
         PB_INT offset;
         const char *wanted;
         PB_INT at;
-    } const rows[] = { { "abcabc", 2, "c", 2 }, { "abcabc", 3, "c", 5 }, { "abcabc", 6, "c", -1 },
-        { "abcabc", 1, "abc", 3 }, { "abcabc", 4, "bcd", -1 }, { "aab", 0, "ab", 1 }, { "abc", 3, "", 3 },
-        { "", 0, "a", -1 }, { "\u00E4\u20ACx", 0, "\u20AC", 1 } };
+    } const rows[] = { { "abcabc", 3, "c", 5 }, { "abcabc", 6, "c", -1 }, { "abcabc", 4, "bcd", -1 },
+        { "aab", 0, "ab", 1 }, { "abc", 3, "", 3 }, { "", 0, "a", -1 }, { "\u00E4\u20ACx", 0, "\u20AC", 1 } };
     for ( const auto &row : rows ) {
         pb::Ref<PB_STRING> str = test::str( row.text ), wanted = test::str( row.wanted );
         EXPECT_EQ( pbStringFind( str.get(), row.offset, wanted.get() ), row.at ) << row.text << ' ' << row.wanted;
         EXPECT_EQ( pbStringFindCstr( str.get(), row.offset, row.wanted, -1 ), row.at ) << row.text << ' ' << row.wanted;
-        EXPECT_TRUE( pbStringLength( wanted.get() ) != 1 ||
-                     pbStringFindChar( str.get(), row.offset, pbStringCharAt( wanted.get(), 0 ) ) == row.at );
     }
     pb::Ref<PB_STRING> str = test::str( "abc." ), none = test::str( "" );
-    EXPECT_TRUE( pbStringBeginsWithChar( str.get(), 'a' ) && pbStringEndsWithChar( str.get(), PB_CHAR_FULL_STOP ) );
+    EXPECT_TRUE( pbStringBeginsWithChar( str.get(), 'a' ) && pbStringEndsWithChar( str.get(), '.' ) );
     EXPECT_FALSE( pbStringBeginsWithChar( none.get(), 'a' ) || pbStringEndsWithChar( none.get(), '.' ) );
     EXPECT_TRUE( pbStringBeginsWithCstr( str.get(), "abc.", -1 ) && pbStringBeginsWithCstr( str.get(), "ax", 1 ) );
     EXPECT_FALSE( pbStringBeginsWithCstr( str.get(), "abc.d", -1 ) || pbStringBeginsWithCstr( str.get(), "b", -1 ) );

@@ -42,15 +42,6 @@ TEST( Time, CivilTimes )
         EXPECT_FALSE( timeOf( none ) ) << testing::PrintToString( none );
 }
 
-TEST( Time, SleepsNotLessThanAsked )
-{
-    for ( PB_INT milliseconds : { 0, 1, 1001 } ) {
-        PB_INT begin = pbTimestamp();
-        pbSleep( milliseconds );
-        EXPECT_GE( pbTimestamp() - begin, milliseconds );
-    }
-}
-
 // Bounds of more than ten standard deviations: only a wrong distribution falls outside.
 TEST( Random, IsUniformInItsRange )
 {
