@@ -46,4 +46,28 @@
     PB_API void prefix##Set##Name( NAME **opt, TYPE *value ); \
     PB_API void prefix##Del##Name( NAME **opt )
 
+/** The same for an integer: prefixName gives -1 when it is absent. */
+#define IN_OPTIONAL_INT( NAME, prefix, Name )                  \
+    PB_API PB_INT prefix##Name( NAME *opt );                   \
+    PB_API PB_BOOL prefix##Has##Name( NAME *opt );             \
+    PB_API void prefix##Set##Name( NAME **opt, PB_INT value ); \
+    PB_API void prefix##Del##Name( NAME **opt )
+
+/**
+ * A vector part, with the accessors of vectors: prefixItemsLength, prefixItemsVector (a new reference), prefixItemAt (a new
+ * reference), prefixSetItemAt, prefixDelItemAt, prefixAppendItem, prefixPrependItem, prefixInsertItem (before the index),
+ * prefixClearItems, prefixSetItemsVector. Null, and an index out of range, abort.
+ */
+#define IN_ITEMS( NAME, prefix, Item, Items, TYPE )                            \
+    PB_API PB_INT prefix##Items##Length( NAME *opt );                          \
+    PB_API PB_VECTOR *prefix##Items##Vector( NAME *opt );                      \
+    PB_API TYPE *prefix##Item##At( NAME *opt, PB_INT index );                  \
+    PB_API void prefix##Set##Item##At( NAME **opt, PB_INT index, TYPE *item ); \
+    PB_API void prefix##Del##Item##At( NAME **opt, PB_INT index );             \
+    PB_API void prefix##Append##Item( NAME **opt, TYPE *item );                \
+    PB_API void prefix##Prepend##Item( NAME **opt, TYPE *item );               \
+    PB_API void prefix##Insert##Item( NAME **opt, PB_INT index, TYPE *item );  \
+    PB_API void prefix##Clear##Items( NAME **opt );                            \
+    PB_API void prefix##Set##Items##Vector( NAME **opt, PB_VECTOR *items )
+
 #endif

@@ -186,6 +186,32 @@ struct NameRow {
     void check( PB_STORE *, Report & ) const {}
 };
 
+/** An optional integer from 0 on, -1 when absent. */
+template <class Owner>
+struct OptionalIntRow {
+    const char *key;
+    PB_INT Owner::*member;
+
+    void reset( Owner &owner ) const { owner.*member = -1; }
+    void store( Owner &owner, PB_STORE **store, bool ) const
+    {
+        if ( owner.*member >= 0 )
+            writeValue( store, key, owner.*member );
+    }
+    Ignored restore( Owner &owner, PB_STORE *store ) const
+    {
+        PB_INT value = 0;
+        if ( Ignored reason = readValue( store, key, value ) )
+            return reason;
+        if ( value < 0 )
+            return outOfRange;
+        owner.*member = value;
+        return nullptr;
+    }
+    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
+    void check( PB_STORE *, Report & ) const {}
+};
+
 /** An optional object that is stored as a sub-store. */
 template <class Owner, class T>
 struct StoreRow {
@@ -252,6 +278,117 @@ struct OptionsRow {
     }
 };
 
+/** The entries of a VectorRow as texts. */
+struct TextItem {
+    bool ( *valid )( PB_STRING *text );
+
+    void append( PB_STORE **array, PB_OBJ *item ) const { pbStoreAppendValue( array, pbStringFrom( item ) ); }
+    Ignored read( PB_STORE *array, PB_INT index, pb::Ref<PB_OBJ> &item ) const
+    {
+        pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueAt( array, index ) );
+        if ( !text )
+            return wrongType;
+        if ( !valid( text.get() ) )
+            return notParsed;
+        item = pb::adopt( pbStringObj( text.give() ) );
+        return nullptr;
+    }
+    void check( PB_STORE *, PB_INT, Report &, const char * ) const {}
+};
+
+/** The entries of a VectorRow as sub-stores. */
+template <class T>
+struct StoreItem {
+    PB_STORE *( *toStore )( T *object );
+    T *( *tryFromStore )( PB_STORE *store );
+    PB_STORE *( *checkStore )( PB_STORE *store );
+
+    void append( PB_STORE **array, PB_OBJ *item ) const
+    {
+        pbStoreAppendStore( array, pb::adopt( toStore( reinterpret_cast<T *>( item ) ) ).get() );
+    }
+    Ignored read( PB_STORE *array, PB_INT index, pb::Ref<PB_OBJ> &item ) const
+    {
+        pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreAt( array, index ) );
+        if ( !inner )
+            return wrongType;
+        item = pb::adopt( pb::obj( tryFromStore( inner.get() ) ) );
+        return item ? nullptr : notParsed;
+    }
+    void check( PB_STORE *array, PB_INT index, Report &report, const char *path ) const
+    {
+        if ( pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreAt( array, index ) ) )
+            report.addAll( path, pb::adopt( checkStore( inner.get() ) ).get() );
+    }
+};
+
+/** A vector of objects, at first empty, that is stored as an array; entries that are bad are left out, one by one. */
+template <class Owner, class Item>
+struct VectorRow {
+    const char *key;
+    pb::Ref<PB_VECTOR> Owner::*member;
+    Item item;
+
+    void reset( Owner &owner ) const { owner.*member = pb::adopt( pbVectorCreate() ); }
+    void store( Owner &owner, PB_STORE **store, bool full ) const
+    {
+        PB_VECTOR *objects = ( owner.*member ).get();
+        if ( !full && pbVectorLength( objects ) == 0 )
+            return;
+        pb::Ref<PB_STORE> array = pb::adopt( pbStoreCreateArray() );
+        for ( PB_INT i = 0; i < pbVectorLength( objects ); ++i )
+            item.append( array.handle(), pb::adopt( pbVectorObjAt( objects, i ) ).get() );
+        pbStoreSetStoreCstr( store, key, -1, array.get() );
+    }
+    Ignored restore( Owner &owner, PB_STORE *store ) const
+    {
+        pb::Ref<PB_STORE> array = storedArray( store );
+        if ( !array )
+            return wrongType;
+        reset( owner );
+        pb::Ref<PB_OBJ> object;
+        for ( PB_INT i = 0; i < pbStoreLength( array.get() ); ++i )
+            if ( !item.read( array.get(), i, object ) )
+                pbVectorAppend( ( owner.*member ).handle(), object.get() );
+        return nullptr;
+    }
+    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
+    void check( PB_STORE *store, Report &report ) const
+    {
+        pb::Ref<PB_STORE> array = storedArray( store );
+        pb::Ref<PB_OBJ> object;
+        for ( PB_INT i = 0; array && i < pbStoreLength( array.get() ); ++i ) {
+            pb::Ref<PB_STRING> path = pb::format( "%~s.%i", pb::string( key ).give(), i );
+            if ( Ignored reason = item.read( array.get(), i, object ) )
+                report.add( path.get(), reason );
+            item.check( array.get(), i, report, pb::text( path.get() ).c_str() );
+        }
+    }
+
+private:
+    pb::Ref<PB_STORE> storedArray( PB_STORE *store ) const
+    {
+        pb::Ref<PB_STORE> array = pb::adopt( pbStoreStoreCstr( store, key, -1 ) );
+        return array && pbStoreIsArray( array.get() ) ? array : nullptr;
+    }
+};
+
+/** An optional object that is not stored: it has no key. */
+template <class Owner, class T>
+struct UnstoredRow {
+    pb::Ref<T> Owner::*member;
+
+    void reset( Owner & ) const {}
+    void store( Owner &, PB_STORE **, bool ) const {}
+    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
+};
+
+template <class Row>
+concept StoredRow = requires( const Row &row )
+{
+    row.key;
+};
+
 /** Calls `visit` for each row of an options class, in order, until it gives a value that is not zero; that value. */
 template <class Owner, class Visit>
 auto eachRow( Visit visit )
@@ -296,8 +433,9 @@ Owner *restoreOptions( PB_STORE *store )
 {
     Owner *options = createOptions<Owner>();
     eachRow<Owner>( [&]( const auto &row ) {
-        if ( hasEntry( store, row.key ) )
-            row.restore( *options, store );
+        if constexpr ( StoredRow<decltype( row )> )
+            if ( hasEntry( store, row.key ) )
+                row.restore( *options, store );
         return false;
     } );
     if constexpr ( requires { options->settle(); } )
@@ -311,6 +449,21 @@ PB_INT compareOptions( Owner &a, Owner &b )
     return eachRow<Owner>( [&]( const auto &row ) { return row.compare( a, b ); } );
 }
 
+/** Reports on the entry of a store under the key when it is the row's; whether it is. */
+template <class Row, class Owner>
+bool checkRow( const Row &row, PB_STRING *key, PB_STORE *store, Owner &scratch, Report &report )
+{
+    if constexpr ( StoredRow<Row> ) {
+        if ( !pbStringEqualsCstr( key, row.key, -1 ) )
+            return false;
+        if ( Ignored reason = row.restore( scratch, store ) )
+            report.add( key, reason );
+        row.check( store, report );
+        return true;
+    }
+    return false;
+}
+
 /** What restoring ignores of a store, and why: a new store, paths of keys to reasons. */
 template <class Owner>
 PB_STORE *checkOptions( PB_STORE *store )
@@ -321,14 +474,8 @@ PB_STORE *checkOptions( PB_STORE *store )
         pb::Ref<PB_STRING> key = pb::adopt( pbStoreKeyAt( store, i ) );
         if ( !key )
             break;
-        bool known = eachRow<Owner>( [&]( const auto &row ) {
-            if ( !pbStringEqualsCstr( key.get(), row.key, -1 ) )
-                return false;
-            if ( Ignored reason = row.restore( *scratch, store ) )
-                report.add( key.get(), reason );
-            row.check( store, report );
-            return true;
-        } );
+        bool known =
+            eachRow<Owner>( [&]( const auto &row ) { return checkRow( row, key.get(), store, *scratch, report ); } );
         if ( !known )
             report.add( key.get(), "unknown key" );
     }
@@ -355,6 +502,10 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
 #define IN_ASSERT_HANDLE( handle ) \
     PB_ASSERT( handle );           \
     PB_ASSERT( *handle )
+
+/** Aborts unless the precondition holds, whose text, as it was handed to the macro, is that of the abort. */
+#define IN_ASSERT_TEXT( precondition, text ) \
+    ( ( precondition ) ? (void)0 : pb___Abort( nullptr, __FILE__, __LINE__, text ) )
 
 /** What every options class has: its sort and standard functions, Create, CreateFrom, Store, Restore, Check. */
 #define IN_OPTIONS_DEFINE( CLASS, prefix, internalPrefix )                                         \
@@ -408,8 +559,7 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
     void prefix##Set##Name( CLASS **opt, TYPE parameter )                                                      \
     {                                                                                                          \
         IN_ASSERT_HANDLE( opt );                                                                               \
-        if ( !( precondition ) )                                                                               \
-            pb___Abort( nullptr, __FILE__, __LINE__, #precondition );                                          \
+        IN_ASSERT_TEXT( precondition, #precondition );                                                         \
         PB_UNSHARE( opt, prefix##CreateFrom ).member = { parameter, false };                                   \
     }                                                                                                          \
     PB_BOOL prefix##Name##Default( CLASS *opt )                                                                \
@@ -427,27 +577,127 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
 
 /** The accessors of an optional object: get (a new reference or null), Has, Set, Del. */
 #define IN_OPTIONAL_DEFINE( CLASS, prefix, Name, member, TYPE, handle, parameter ) \
-    TYPE *prefix##Name( CLASS *handle )                                            \
-    {                                                                              \
-        PB_ASSERT( handle );                                                       \
-        return handle->member.retained();                                          \
-    }                                                                              \
-    PB_BOOL prefix##Has##Name( CLASS *handle )                                     \
-    {                                                                              \
-        PB_ASSERT( handle );                                                       \
-        return bool( handle->member );                                             \
-    }                                                                              \
-    void prefix##Set##Name( CLASS **handle, TYPE *parameter )                      \
-    {                                                                              \
-        IN_ASSERT_HANDLE( handle );                                                \
-        PB_ASSERT( parameter );                                                    \
-        PB_UNSHARE( handle, prefix##CreateFrom ).member = pb::share( parameter );  \
-    }                                                                              \
-    void prefix##Del##Name( CLASS **handle )                                       \
-    {                                                                              \
-        IN_ASSERT_HANDLE( handle );                                                \
-        PB_UNSHARE( handle, prefix##CreateFrom ).member = nullptr;                 \
-    }                                                                              \
+    IN_OPTIONAL_CHECKED_DEFINE( CLASS, prefix, Name, member, TYPE, handle, parameter, true )
+
+/** The same, for an object that is to fulfil a precondition. */
+#define IN_OPTIONAL_CHECKED_DEFINE( CLASS, prefix, Name, member, TYPE, handle, parameter, precondition ) \
+    TYPE *prefix##Name( CLASS *handle )                                                                  \
+    {                                                                                                    \
+        PB_ASSERT( handle );                                                                             \
+        return handle->member.retained();                                                                \
+    }                                                                                                    \
+    PB_BOOL prefix##Has##Name( CLASS *handle )                                                           \
+    {                                                                                                    \
+        PB_ASSERT( handle );                                                                             \
+        return bool( handle->member );                                                                   \
+    }                                                                                                    \
+    void prefix##Set##Name( CLASS **handle, TYPE *parameter )                                            \
+    {                                                                                                    \
+        IN_ASSERT_HANDLE( handle );                                                                      \
+        PB_ASSERT( parameter );                                                                          \
+        IN_ASSERT_TEXT( precondition, #precondition );                                                   \
+        PB_UNSHARE( handle, prefix##CreateFrom ).member = pb::share( parameter );                        \
+    }                                                                                                    \
+    void prefix##Del##Name( CLASS **handle )                                                             \
+    {                                                                                                    \
+        IN_ASSERT_HANDLE( handle );                                                                      \
+        PB_UNSHARE( handle, prefix##CreateFrom ).member = nullptr;                                       \
+    }                                                                                                    \
+    static_assert( true )
+
+/** The accessors of an optional integer, -1 when absent: get, Has, Set, Del. */
+#define IN_OPTIONAL_INT_DEFINE( CLASS, prefix, Name, member, handle, parameter, precondition ) \
+    PB_INT prefix##Name( CLASS *handle )                                                       \
+    {                                                                                          \
+        PB_ASSERT( handle );                                                                   \
+        return handle->member;                                                                 \
+    }                                                                                          \
+    PB_BOOL prefix##Has##Name( CLASS *handle )                                                 \
+    {                                                                                          \
+        return prefix##Name( handle ) != -1;                                                   \
+    }                                                                                          \
+    void prefix##Set##Name( CLASS **handle, PB_INT parameter )                                 \
+    {                                                                                          \
+        IN_ASSERT_HANDLE( handle );                                                            \
+        IN_ASSERT_TEXT( precondition, #precondition );                                         \
+        PB_UNSHARE( handle, prefix##CreateFrom ).member = parameter;                           \
+    }                                                                                          \
+    void prefix##Del##Name( CLASS **handle )                                                   \
+    {                                                                                          \
+        IN_ASSERT_HANDLE( handle );                                                            \
+        PB_UNSHARE( handle, prefix##CreateFrom ).member = -1;                                  \
+    }                                                                                          \
+    static_assert( true )
+
+/**
+ * The accessors of a VectorRow: the number of items, the vector and an item (new references), and what changes them. Each
+ * item fulfils the precondition.
+ */
+#define IN_ITEMS_DEFINE( CLASS, prefix, Item, Items, member, TYPE, self, parameter, precondition ) \
+    PB_INT prefix##Items##Length( CLASS *self )                                                    \
+    {                                                                                              \
+        PB_ASSERT( self );                                                                         \
+        return pbVectorLength( self->member.get() );                                               \
+    }                                                                                              \
+    PB_VECTOR *prefix##Items##Vector( CLASS *self )                                                \
+    {                                                                                              \
+        PB_ASSERT( self );                                                                         \
+        return self->member.retained();                                                            \
+    }                                                                                              \
+    TYPE *prefix##Item##At( CLASS *self, PB_INT index )                                            \
+    {                                                                                              \
+        PB_ASSERT( self );                                                                         \
+        return pb::adoptAs<TYPE>( pbVectorObjAt( self->member.get(), index ) ).give();             \
+    }                                                                                              \
+    static PB_OBJ *prefix##Assert##Item( TYPE *parameter )                                         \
+    {                                                                                              \
+        PB_ASSERT( parameter );                                                                    \
+        IN_ASSERT_TEXT( precondition, #precondition );                                             \
+        return pb::obj( parameter );                                                               \
+    }                                                                                              \
+    void prefix##Set##Item##At( CLASS **self, PB_INT index, TYPE *parameter )                      \
+    {                                                                                              \
+        IN_ASSERT_HANDLE( self );                                                                  \
+        PB_OBJ *item = prefix##Assert##Item( parameter );                                          \
+        pbVectorSetObjAt( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index, item );   \
+    }                                                                                              \
+    void prefix##Del##Item##At( CLASS **self, PB_INT index )                                       \
+    {                                                                                              \
+        IN_ASSERT_HANDLE( self );                                                                  \
+        pbVectorDelAt( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index );            \
+    }                                                                                              \
+    void prefix##Append##Item( CLASS **self, TYPE *parameter )                                     \
+    {                                                                                              \
+        IN_ASSERT_HANDLE( self );                                                                  \
+        PB_OBJ *item = prefix##Assert##Item( parameter );                                          \
+        pbVectorAppend( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), item );            \
+    }                                                                                              \
+    void prefix##Prepend##Item( CLASS **self, TYPE *parameter )                                    \
+    {                                                                                              \
+        IN_ASSERT_HANDLE( self );                                                                  \
+        PB_OBJ *item = prefix##Assert##Item( parameter );                                          \
+        pbVectorPrepend( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), item );           \
+    }                                                                                              \
+    void prefix##Insert##Item( CLASS **self, PB_INT index, TYPE *parameter )                       \
+    {                                                                                              \
+        IN_ASSERT_HANDLE( self );                                                                  \
+        PB_OBJ *item = prefix##Assert##Item( parameter );                                          \
+        pbVectorInsert( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index, item );     \
+    }                                                                                              \
+    void prefix##Clear##Items( CLASS **self )                                                      \
+    {                                                                                              \
+        IN_ASSERT_HANDLE( self );                                                                  \
+        pbVectorClear( PB_UNSHARE( self, prefix##CreateFrom ).member.handle() );                   \
+    }                                                                                              \
+    void prefix##Set##Items##Vector( CLASS **self, PB_VECTOR *vec )                                \
+    {                                                                                              \
+        IN_ASSERT_HANDLE( self );                                                                  \
+        PB_ASSERT( vec );                                                                          \
+        PB_ASSERT( pbVectorContainsOnly( vec, pb::Class<TYPE>::sort() ) );                         \
+        for ( PB_INT i = 0; i < pbVectorLength( vec ); ++i )                                       \
+            prefix##Assert##Item( pb::adoptAs<TYPE>( pbVectorObjAt( vec, i ) ).get() );            \
+        PB_UNSHARE( self, prefix##CreateFrom ).member = pb::share( vec );                          \
+    }                                                                                              \
     static_assert( true )
 
 /** The accessors of an OptionsRow: get (a new reference), Set, ...Default, Set...Default. */
