@@ -27,10 +27,8 @@ TEST( Json, TextsComeBackAsTheyWere )
     "objects": {
         "zebra": {
             "note": [
-                1,
                 "two",
                 {},
-                [],
                 [
                     null
                 ]
@@ -38,25 +36,16 @@ TEST( Json, TextsComeBackAsTheyWere )
             "sort": "IN_STACK",
             "config": {
                 "b": 1.0,
-                "a": 12345678901234567890,
+                "a": 123456789012345678901234567890.50,
                 "10": -0,
                 "9": 1E+2,
-                "8": 123456789012345678901234567890.50,
-                "-": -9223372036854775808,
                 "t": true,
                 "quoted": "1.0",
-                "word": "true"
-            }
-        },
-        "Ärger 😀": {
-            "sort": "S",
-            "config": {
-                "\u0000\u001f\b\f\n\r\t\"\\/": "\u0000"
+                "\u0000\u001f\b\f\n\r\t\"\\/Ä😀": "true"
             }
         }
     },
     "modules": {
-        "in": "17.1",
         "unknown": "3.0"
     },
     "last": false
@@ -71,19 +60,15 @@ TEST( Json, TextsComeBackAsTheyWere )
     csConfigSetObject( changed.handle(), zebra.get(), test::str( "T" ).get(), nullptr );
     EXPECT_EQ( test::encoded( config.get() ), text );
     EXPECT_NE( test::encoded( changed.get() ).find( R"("note": [)" ), std::string::npos );
-    EXPECT_EQ( test::objects( changed.get() ).substr( 0, 10 ), "zebra T -;" );
+    EXPECT_EQ( test::objects( changed.get() ), "zebra T -" );
 }
 
 TEST( Json, OtherSpellingsOfTheSame )
 {
     struct {
         std::string_view text, encoded;
-    } rows[] = {
-        { "{}", "{}\n" },
-        { "\xEF\xBB\xBF \t\r\n{ }\n", "{}\n" },
-        { R"({"objects":{}})", "{\n    \"objects\": {}\n}\n" },
-        { R"({"a":"\u00e4\uD83D\uDE00\/\u0041"})", "{\n    \"a\": \"ä😀/A\"\n}\n" },
-    };
+    } rows[] = { { "\xEF\xBB\xBF \t\r\n{ }\n", "{}\n" }, { R"({"objects":{}})", "{\n    \"objects\": {}\n}\n" },
+        { R"({"a":"\u00e4\uD83D\uDE00\/\u0041"})", "{\n    \"a\": \"ä😀/A\"\n}\n" } };
     for ( const auto &row : rows )
         EXPECT_EQ( test::encoded( test::config( row.text ).get() ), row.encoded );
     test::Config empty = pb::adopt( csConfigCreate() );
@@ -124,102 +109,62 @@ TEST( Json, NestingIsLimited )
 TEST( Json, ErrorsSayWhereAndWhat )
 {
     using namespace std::literals;
-    struct {
-        std::string_view text;
-        std::string error;
-    } rows[] = {
-        // what is not JSON
-        { "", "1:1 expected an object, found the end of the text" },
-        { " \n ", "2:2 expected an object, found the end of the text" },
-        { "[]", "1:1 expected an object, found an array" },
-        { "\"x", "1:1 expected an object, found a string" },
-        { "7", "1:1 expected an object, found a number" },
-        { "// x\n{}", "1:1 expected an object, found \"/\"" },
+    const std::pair<std::string_view, std::string> rows[] = {
+        { "", "1:1 expected an object, found the end of the text" }, { "7", "1:1 expected an object, found a number" },
         { "\xEF\xBB{}", "1:1 expected an object, found a character beyond ASCII" },
         { "\xEF\xBB\xBF{]", "1:2 expected a key or \"}\", found \"]\"" },
         { "{", "1:2 expected a key or \"}\", found the end of the text" },
-        { "{,}", "1:2 expected a key or \"}\", found \",\"" },
         { "{a: 1}", "1:2 expected a key or \"}\", found \"a\"" },
-        { "{\"a\" 1}", "1:6 expected a colon, found a number" },
-        { "{\"a\", 1}", "1:5 expected a colon, found \",\"" },
-        { "{\"a\":}", "1:6 expected a value, found \"}\"" },
-        { "{\"a\"::1}", "1:6 expected a value, found \":\"" },
+        { "{\"a\" 1}", "1:6 expected a colon, found a number" }, { "{\"a\":}", "1:6 expected a value, found \"}\"" },
         { "{\"a\":1 \"b\":2}", "1:8 expected a comma or \"}\", found a string" },
-        { "{\"a\":1:2}", "1:7 expected a comma or \"}\", found \":\"" },
         { "{\"a\":1,}", "1:8 expected a key, found \"}\"" },
-        { "{\"a\":1,,\"b\":2}", "1:8 expected a key, found \",\"" },
         { "{\"a\":[", "1:7 expected a value or \"]\", found the end of the text" },
-        { "{\"a\":[1,]}", "1:9 expected a value, found \"]\"" },
         { "{\"a\":[1 2]}", "1:9 expected a comma or \"]\", found a number" },
-        { "{\"a\":[{}}", "1:9 expected a comma or \"]\", found \"}\"" },
         { "{\"a\":nul}", "1:6 expected a value, found \"nul\"" },
-        { "{\"a\":True}", "1:6 expected a value, found \"True\"" },
         { "{\"a\":truex}", "1:10 expected a comma or \"}\", found \"x\"" },
-        { "{\"a\":01}", "1:7 expected a comma or \"}\", found a number" },
-        { "{\"a\":-}", "1:6 malformed number" },
-        { "{\"a\": 1.}", "1:7 malformed number" },
-        { "{\"a\":1e400}", "1:6 the number is out of range" },
-        { "{\"a\":.5}", "1:6 expected a value, found \".\"" },
+        { "{\"a\":01}", "1:7 expected a comma or \"}\", found a number" }, { "{\"a\": 1.}", "1:7 malformed number" },
+        { "{\"a\":1e400}", "1:6 the number is out of range" }, { "{\"a\":.5}", "1:6 expected a value, found \".\"" },
         { "{} x", "1:4 expected the end of the text, found \"x\"" },
-        { "{},", "1:3 expected the end of the text, found \",\"" },
         { "{}\0"sv, "1:3 expected the end of the text, found U+0000" },
-        { "{\0}"sv, "1:2 expected a key or \"}\", found U+0000" },
         { "{\"a\": \"x", "1:7 the string does not end" },
-        { "{\"a\": \"x\\", "1:7 the string does not end" },
-        { "{\"a", "1:2 the string does not end" },
         { "{\"a\":\"x\ty\"}", "1:8 control character U+0009 in a string" },
-        { "{\"a\":\"\0\"}"sv, "1:7 control character U+0000 in a string" },
         { "{\"a\":\"\\q\"}", "1:7 a backslash must be followed by one of \" \\ / b f n r t u" },
         { "{\"a\":\"\\u12g4\"}", "1:7 \\u must be followed by four hexadecimal digits" },
         { "{\"a\":\"\\ud800\"}", "1:7 half of a surrogate pair" },
-        { "{\"a\":\"\\ud800\\n\"}", "1:7 half of a surrogate pair" },
         { "{\"a\":\"\\ud800\\ud800\"}", "1:7 half of a surrogate pair" },
-        { "{\"a\":\"\\n\\udc00x\"}", "1:9 half of a surrogate pair" },
-        { "{\"a\":\"x\xC3(\"}", "1:9 ill-formed UTF-8" },
-        { "{\"a\":\"\xC0\x80\"}", "1:7 ill-formed UTF-8" },
+        { "{\"a\":\"\\n\\udc00x\"}", "1:9 half of a surrogate pair" }, { "{\"a\":\"x\xC3(\"}", "1:9 ill-formed UTF-8" },
         { "{\"a\":\"\xED\xA0\x80\"}", "1:8 ill-formed UTF-8" },
-        { "{\"\xFF\":0}", "1:3 ill-formed UTF-8" },
         { "{\n  \"ä€😀\": \"ö\" x", "2:14 expected a comma or \"}\", found \"x\"" },
         { "{\"a\":1,\r\n\t\"a\":2}", "2:2 the key \"a\" stands twice" },
         { "{\"a\":[{\"b\":1,\"\\u0062\":2}]}", "1:14 the key \"b\" stands twice" },
-        // what is JSON but no configuration
         { "{\"modules\": []}", "1:13 \"modules\" must be an object" },
         { "{\"modules\": {\"in\": 17.1}}", "1:20 the version of module \"in\" must be a string like \"17.1\"" },
-        { "{\"modules\": {\"in\":\n{}}}", "2:1 the version of module \"in\" must be a string like \"17.1\"" },
         { "{\"modules\": {\"in\": \"17\"}}", "1:20 the version of module \"in\" must be a string like \"17.1\"" },
         { "{\"objects\": null}", "1:13 \"objects\" must be an object" },
         { "{\"objects\":\n{\"ok\": {\"sort\":\"S\"}, \"a/b\": {}}}", "2:22 \"a/b\" cannot name an object" },
-        { "{\"objects\": {\"a\\n\": 0}}", "1:14 \"a\\n\" cannot name an object" },
         { "{\"objects\": {\"a\": []}}", "1:19 object \"a\" must be an object with \"sort\" and \"config\"" },
         { "{\"objects\": {\"a\": {\"config\": {}}}}", "1:19 object \"a\" has no \"sort\"" },
         { "{\"objects\": {\"a\": {\"sort\": 5}}}", "1:28 the sort of object \"a\" must be a string, not an empty one" },
-        { "{\"objects\": {\"a\": {\"sort\": \"\"}}}",
-            "1:28 the sort of object \"a\" must be a string, not an empty one" },
         { "{\"objects\": {\"a\": {\"sort\": \"S\", \"config\": []}}}",
-            "1:43 the configuration of object \"a\" must be an object" },
-    };
-    for ( const auto &row : rows ) {
-        std::size_t colon = row.error.find( ':' ), blank = row.error.find( ' ' );
-        std::string line = row.error.substr( 0, colon ), column = row.error.substr( colon + 1, blank - colon - 1 );
-        EXPECT_EQ( decodeError( row.text ), "line " + line + ", column " + column + ":" + row.error.substr( blank ) )
-            << row.text;
+            "1:43 the configuration of object \"a\" must be an object" } };
+    for ( const auto &[text, error] : rows ) {
+        std::size_t colon = error.find( ':' ), blank = error.find( ' ' );
+        std::string line = error.substr( 0, colon ), column = error.substr( colon + 1, blank - colon - 1 );
+        EXPECT_EQ( decodeError( text ), "line " + line + ", column " + column + ":" + error.substr( blank ) ) << text;
     }
 }
 
 TEST( Json, NamesOfObjects )
 {
-    auto longest = []( int count ) {
-        std::string text;
-        while ( count-- )
-            text += "😀";
-        return text;
-    };
-    std::pair<std::string, bool> rows[] = { { "a", true }, { "voice line 2", true }, { "Ä.b-c_d:e'", true },
-        { longest( 255 ), true }, { longest( 256 ), false }, { "", false }, { " a", false }, { "a ", false },
-        { "a\xE2\x80\x83", false }, { "a\tb", false }, { "a\x7F", false }, { "a\xC2\x85x", false }, { "a/b", false },
-        { "a\\b", false }, { "a\"b", false } };
-    for ( const auto &[name, ok] : rows )
-        EXPECT_EQ( csObjectRecordNameOk( test::str( name ).get() ), ok ) << name;
+    std::string longest;
+    for ( int i = 0; i < 255; ++i )
+        longest += "😀";
+    for ( const std::string &name : { std::string( "voice line 2" ), std::string( "Ä.b-c_d:e'" ), longest } )
+        EXPECT_TRUE( csObjectRecordNameOk( test::str( name ).get() ) ) << name;
+    for ( const std::string &name : { longest + "x", std::string(), std::string( " a" ), std::string( "a\xE2\x80\x83" ),
+              std::string( "a\tb" ), std::string( "a\x7F" ), std::string( "a\xC2\x85x" ), std::string( "a/b" ),
+              std::string( "a\\b" ), std::string( "a\"b" ) } )
+        EXPECT_FALSE( csObjectRecordNameOk( test::str( name ).get() ) ) << name;
     PB_CHAR surrogate = 0xD800;
     EXPECT_FALSE( csObjectRecordNameOk( pb::adopt( pbStringCreateFromCharsCopy( &surrogate, 1 ) ).get() ) );
 }

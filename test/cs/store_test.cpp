@@ -67,16 +67,12 @@ TEST_F( Store, ChangesOneObject )
     pb::Ref<PB_OBJ> a = live( "a" );
     EXPECT_TRUE( test::setBox( "a", 4 ) );
     EXPECT_EQ( live( "a" ).get(), a.get() );
-    EXPECT_EQ( liveSize( "a" ), 4 );
-    EXPECT_FALSE( test::setBox( "a", 5, "OTHER" ) );
-    EXPECT_FALSE( test::setBox( "b", 0 ) );
+    EXPECT_FALSE( test::setBox( "a", 5, "OTHER" ) || test::setBox( "b", 0 ) );
     EXPECT_EQ( config(), "a TEST_BOX {\"size\":4}" );
-    EXPECT_TRUE( test::setBox( "a", 5, "CS_CONDITION" ) );
+    EXPECT_TRUE( test::setBox( "a", 5, "CS_CONDITION" ) && test::setBox( "b", 2 ) );
     EXPECT_NE( live( "a" ).get(), a.get() );
-    EXPECT_TRUE( test::setBox( "b", 2 ) );
     csStoreDelObject( test::str( "a" ).get() );
     csStoreDelObject( test::str( "never there" ).get() );
-    EXPECT_FALSE( live( "a" ) );
     EXPECT_EQ( config(), "b TEST_BOX {\"size\":2}" );
 }
 
@@ -90,8 +86,6 @@ TEST_F( Store, TellsTheStatus )
     test::setBox( "b", 3, "CS_CONDITION" );
     EXPECT_EQ( status( "a" ), R"({"up":true,"items":{"size":"3"}})" );
     EXPECT_EQ( status( "b" ), "(null)" );
-    EXPECT_EQ( status( "c" ), "(null)" );
-
     pb::Ref<PB_OBJ> a = live( "a" );
     CS_STATUS_REPORTER *reporter = static_cast<test::Box *>( a.get() )->reporter.get();
     test::Waiter change;
@@ -102,12 +96,10 @@ TEST_F( Store, TellsTheStatus )
         csStatusReporterUpdateDelSignalable( reporter, change.get() );
         return fired;
     };
-    auto four = test::str( "4" );
-    EXPECT_TRUE( fires( [&] { csStatusReporterSetItemCstr( reporter, "sizes", 4, four.get() ); } ) );
-    EXPECT_FALSE( fires( [&] { csStatusReporterSetItemCstr( reporter, "size", -1, four.get() ); } ) );
+    auto set = [&] { csStatusReporterSetItemCstr( reporter, "sizes", 4, test::str( "4" ).get() ); };
+    auto del = [&] { csStatusReporterDelItemCstr( reporter, "size", -1 ); };
+    EXPECT_TRUE( fires( set ) && !fires( set ) && fires( del ) && !fires( del ) );
     EXPECT_FALSE( fires( [&] { csStatusReporterSetUp( reporter, true ); } ) );
-    EXPECT_TRUE( fires( [&] { csStatusReporterDelItemCstr( reporter, "size", -1 ); } ) );
-    EXPECT_FALSE( fires( [&] { csStatusReporterDelItemCstr( reporter, "size", -1 ); } ) );
     EXPECT_TRUE( fires( [&] { csStatusReporterSetUp( reporter, false ); } ) );
     EXPECT_EQ( status( "a" ), R"({"up":false,"items":{}})" );
 }

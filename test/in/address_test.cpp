@@ -1,6 +1,5 @@
 /* IP addresses: text, bytes, classes, order; a comparison with the system's own parser over generated texts. */
 #include <arpa/inet.h>
-#include <array>
 #include <in/base/in_address_private.h>
 #include <in/in.h>
 #include <random>
@@ -16,73 +15,23 @@ pb::Ref<IN_ADDRESS> parse( std::string_view text )
     return pb::adopt( inAddressTryCreateFromString( str( text ).get() ) );
 }
 
-std::string shortOf( std::string_view text )
-{
-    pb::Ref<IN_ADDRESS> ina = parse( text );
-    return ina ? take( inAddressToStringShrink( ina.get() ) ) : "null";
-}
+/** A text and the short text of the address it gives. */
+using Text = std::pair<const char *, const char *>;
 
-/** A text, the short text of the address it gives ("null" for none), and the full one. */
-struct Text {
-    const char *text;
-    const char *shrunk;
-    const char *expanded;
-};
+constexpr Text texts[] = { { " \t192.168.0.1\xe2\x80\x83\n", "192.168.0.1" }, { "010.0.0.0010", "10.0.0.10" },
+    { "+1.-0.2.3", "1.0.2.3" }, { " ::1 ", "::1" }, { "2001:db8::", "2001:DB8::" },
+    { "::ffff:1.2.3.4", "::FFFF:102:304" }, { "1:2:3:4:5:6:1.2.3.4", "1:2:3:4:5:6:102:304" },
+    { "1::3.4.5.6", "1::304:506" }, { "1:0:0:2:0:0:3:4", "1::2:0:0:3:4" }, { "1:0:2:0:0:3:4:5", "1:0:2::3:4:5" },
+    { "1:0:2:3:4:5:6:7", "1::2:3:4:5:6:7" }, { "0:2:3:4:5:6:7:8", "::2:3:4:5:6:7:8" },
+    { "1:2:3:4:5:6:7:0", "1:2:3:4:5:6:7::" }, { "00001:2:3:4:5:6:7:00008", "1:2:3:4:5:6:7:8" },
+    { "1:2:3::5:6:7:8", "1:2:3::5:6:7:8" }, { "::3:4:5:6:7:8", "::3:4:5:6:7:8" },
+    { "1:2:3:4:5:6::", "1:2:3:4:5:6::" } };
 
-constexpr Text texts[] = {
-    { "192.168.0.1", "192.168.0.1", "192.168.0.1" },
-    { " \t192.168.0.1\xe2\x80\x83\n", "192.168.0.1", "192.168.0.1" },
-    { "010.0.0.0010", "10.0.0.10", "10.0.0.10" },
-    { "+1.-0.2.3", "1.0.2.3", "1.0.2.3" },
-    { "192.168.0", "null", "" },
-    { "192.168.0.1.5", "null", "" },
-    { "1.2.3.256", "null", "" },
-    { "1.2.3.-1", "null", "" },
-    { "1..2.3", "null", "" },
-    { "1.2.3.4 5", "null", "" },
-    { "1.2.3. 4", "null", "" },
-    { "0x1.2.3.4", "null", "" },
-    { "1.2.3.18446744073709551617", "null", "" },
-    { "", "null", "" },
-    { " ", "null", "" },
-    { "::", "::", "0000:0000:0000:0000:0000:0000:0000:0000" },
-    { " ::1 ", "::1", "0000:0000:0000:0000:0000:0000:0000:0001" },
-    { "2001:db8::", "2001:DB8::", "2001:0DB8:0000:0000:0000:0000:0000:0000" },
-    { "::ffff:1.2.3.4", "::FFFF:102:304", "0000:0000:0000:0000:0000:FFFF:0102:0304" },
-    { "1:2:3:4:5:6:1.2.3.4", "1:2:3:4:5:6:102:304", "0001:0002:0003:0004:0005:0006:0102:0304" },
-    { "1::3.4.5.6", "1::304:506", "0001:0000:0000:0000:0000:0000:0304:0506" },
-    { "1:0:0:2:0:0:3:4", "1::2:0:0:3:4", "0001:0000:0000:0002:0000:0000:0003:0004" },
-    { "1:0:2:0:0:3:4:5", "1:0:2::3:4:5", "0001:0000:0002:0000:0000:0003:0004:0005" },
-    { "1:0:2:3:4:5:6:7", "1::2:3:4:5:6:7", "0001:0000:0002:0003:0004:0005:0006:0007" },
-    { "0:2:3:4:5:6:7:8", "::2:3:4:5:6:7:8", "0000:0002:0003:0004:0005:0006:0007:0008" },
-    { "1:2:3:4:5:6:7:0", "1:2:3:4:5:6:7::", "0001:0002:0003:0004:0005:0006:0007:0000" },
-    { "00001:2:3:4:5:6:7:00008", "1:2:3:4:5:6:7:8", "0001:0002:0003:0004:0005:0006:0007:0008" },
-    { "1:2:3::5:6:7:8", "1:2:3::5:6:7:8", "0001:0002:0003:0000:0005:0006:0007:0008" },
-    { "::3:4:5:6:7:8", "::3:4:5:6:7:8", "0000:0000:0003:0004:0005:0006:0007:0008" },
-    { "1:2:3:4:5:6::", "1:2:3:4:5:6::", "0001:0002:0003:0004:0005:0006:0000:0000" },
-    // nine pieces: "::" at an end cannot stand for one group
-    { "::2:3:4:5:6:7:8", "null", "" },
-    { "1:2:3:4:5:6:7::", "null", "" },
-    { "::3:4:5:6:7:1.2.3.4", "null", "" },
-    { ":::", "null", "" },
-    { ":", "null", "" },
-    { "1::2::3", "null", "" },
-    { "::1::", "null", "" },
-    { ":1:2:3:4:5:6:7", "null", "" },
-    { "1:2:3:4:5:6:7", "null", "" },
-    { "1:2:3:4:5:6:7:8:9", "null", "" },
-    { "1:2:3:4:5:6:7:1.2.3.4", "null", "" },
-    { "::1.2.3.4:5", "null", "" },
-    { "::1.2.3", "null", "" },
-    { "::1.2.3.256", "null", "" },
-    { ":: 1.2.3.4", "null", "" },
-    { "::10000", "null", "" },
-    { "::-1", "null", "" },
-    { "::g", "null", "" },
-    { "fe80::1%eth0", "null", "" },
-    { "[::1]", "null", "" },
-    { "::\xef\xbc\x91", "null", "" },
-};
+/** What gives none; nine pieces too, since "::" at an end cannot stand for one group. */
+constexpr const char *badTexts[] = { "", " ", "192.168.0", "192.168.0.1.5", "1.2.3.256", "1.2.3.-1", "1..2.3",
+    "1.2.3. 4", "0x1.2.3.4", "1.2.3.18446744073709551617", "::2:3:4:5:6:7:8", "1:2:3:4:5:6:7::", "::3:4:5:6:7:1.2.3.4",
+    ":::", ":", "1::2::3", ":1:2:3:4:5:6:7", "1:2:3:4:5:6:7", "1:2:3:4:5:6:7:8:9", "1:2:3:4:5:6:7:1.2.3.4",
+    "::1.2.3.4:5", "::1.2.3", ":: 1.2.3.4", "::10000", "::-1", "fe80::1%eth0", "[::1]", "::\xef\xbc\x91" };
 
 /** What glibc's parser makes of the text: the bytes, or nothing. */
 std::vector<PB_BYTE> systemParse( const std::string &text )
@@ -180,129 +129,58 @@ private:
     std::mt19937_64 engine{ 20260228 };
 };
 
-/** An address and the classes it is in: z all zero, l loopback, p private, m multicast, k link-local, g global, u unicast. */
-struct Classes {
-    const char *text;
-    const char *classes;
-};
-
-constexpr Classes classes[] = {
-    { "0.0.0.0", "z" },
-    { "0.0.0.1", "gu" },
-    { "127.0.0.0", "lu" },
-    { "127.255.255.255", "lu" },
-    { "126.255.255.255", "gu" },
-    { "10.0.0.0", "pgu" },
-    { "11.0.0.0", "gu" },
-    { "172.15.255.255", "gu" },
-    { "172.16.0.0", "pgu" },
-    { "172.31.255.255", "pgu" },
-    { "172.32.0.0", "gu" },
-    { "192.168.255.255", "pgu" },
-    { "192.169.0.0", "gu" },
-    { "169.254.1.1", "ku" },
-    { "169.253.1.1", "gu" },
-    { "223.255.255.255", "gu" },
-    { "224.0.0.0", "m" },
-    { "239.255.255.255", "m" },
-    { "240.0.0.0", "gu" },
-    { "255.255.255.255", "gu" },
-    { "::", "z" },
-    { "::1", "lu" },
-    { "::2", "gu" },
-    { "1::1", "gu" },
-    { "::ffff:127.0.0.1", "gu" },
-    { "fbff::", "gu" },
-    { "fc00::", "pgu" },
-    { "fdff::", "pgu" },
-    { "fe7f::", "gu" },
-    { "fe80::", "ku" },
-    { "febf::", "ku" },
-    { "fec0::", "gu" },
-    { "feff::", "gu" },
-    { "ff00::", "m" },
-    { "2001:db8::1", "gu" },
-};
-
-/** Two addresses and how many leading bits they share. */
-struct Matching {
-    const char *a;
-    const char *b;
-    PB_INT bits;
-};
-
-constexpr Matching matching[] = {
-    { "10.0.0.1", "10.0.0.129", 24 },
-    { "10.0.0.1", "10.0.0.1", 32 },
-    { "0.0.0.0", "128.0.0.0", 0 },
-    { "10.0.0.1", "10.0.0.0", 31 },
-    { "::", "::", 128 },
-    { "::", "::1", 127 },
-    { "fe80::", "fec0::", 9 },
-    { "0.0.0.0", "::", 0 },
-};
+/** Classes: z all zero, l loopback, p private, m multicast, k link-local, g global, u unicast; and who is in them. */
+const std::pair<std::string, std::vector<const char *>> classes[] = { { "z", { "0.0.0.0", "::" } },
+    { "lu", { "127.0.0.0", "127.255.255.255", "::1" } },
+    { "gu", { "0.0.0.1", "126.255.255.255", "11.0.0.0", "172.15.255.255", "172.32.0.0", "192.169.0.0", "169.253.1.1",
+                "223.255.255.255", "240.0.0.0", "255.255.255.255", "::2", "1::1", "::ffff:127.0.0.1",
+                "fbff::", "fe7f::", "fec0::", "feff::", "2001:db8::1" } },
+    { "pgu", { "10.0.0.0", "172.16.0.0", "172.31.255.255", "192.168.255.255", "fc00::", "fdff::" } },
+    { "ku", { "169.254.1.1", "fe80::", "febf::" } }, { "m", { "224.0.0.0", "239.255.255.255", "ff00::" } } };
 
 } // namespace
 
 TEST( Address, Texts )
 {
-    for ( const Text &row : texts ) {
-        pb::Ref<IN_ADDRESS> ina = parse( row.text );
-        EXPECT_EQ( shortOf( row.text ), row.shrunk ) << row.text;
-        if ( !ina )
-            continue;
-        EXPECT_EQ( take( inAddressToStringExpand( ina.get() ) ), row.expanded ) << row.text;
-        EXPECT_EQ( test::textOf( ina.get() ), row.shrunk );
-        EXPECT_TRUE( inAddressEquals( parse( row.expanded ).get(), ina.get() ) ) << row.text;
+    for ( auto [text, shrunk] : texts ) {
+        pb::Ref<IN_ADDRESS> ina = parse( text );
+        ASSERT_TRUE( ina ) << text;
+        EXPECT_EQ( test::textOf( ina.get() ), shrunk ) << text;
+        EXPECT_EQ( take( inAddressToStringShrink( ina.get() ) ), shrunk );
+        std::string expanded = take( inAddressToStringExpand( ina.get() ) );
+        EXPECT_TRUE( inAddressEquals( parse( expanded ).get(), ina.get() ) ) << text;
+        EXPECT_TRUE( inAddressIsV4( ina.get() ) || expanded.size() == 39 );
     }
-}
-
-TEST( Address, OtherTextSources )
-{
-    EXPECT_FALSE( inAddressTryCreateV4FromString( str( "::1" ).get() ) );
-    EXPECT_FALSE( inAddressTryCreateV6FromString( str( "1.2.3.4" ).get() ) );
+    for ( const char *text : badTexts )
+        EXPECT_FALSE( parse( text ) ) << text;
     EXPECT_EQ(
-        test::take( inAddressToString( pb::adopt( inAddressTryCreateFromCstr( "1.2.3.4x", 7 ) ).get() ) ), "1.2.3.4" );
-    EXPECT_EQ( test::take( inAddressToString( pb::adopt( inAddressTryCreateFromWcstr( L"::1", -1 ) ).get() ) ), "::1" );
+        take( inAddressToStringExpand( parse( "2001:db8::" ).get() ) ), "2001:0DB8:0000:0000:0000:0000:0000:0000" );
+    EXPECT_FALSE( pb::adopt( inAddressTryCreateV4FromString( str( "::1" ).get() ) ) );
+    EXPECT_FALSE( pb::adopt( inAddressTryCreateV6FromString( str( "1.2.3.4" ).get() ) ) );
     PB_CHAR chars[] = { '1', '.', '2', '.', '3', '.', '4' };
-    EXPECT_EQ(
-        test::take( inAddressToString( pb::adopt( inAddressTryCreateFromChars( chars, 7 ) ).get() ) ), "1.2.3.4" );
+    for ( IN_ADDRESS *ina : { inAddressTryCreateFromCstr( "1.2.3.4x", 7 ),
+              inAddressTryCreateFromWcstr( L"1.2.3.4", -1 ), inAddressTryCreateFromChars( chars, 7 ) } )
+        EXPECT_EQ( test::textOf( pb::adopt( ina ).get() ), "1.2.3.4" );
 }
 
 TEST( Address, Hosts )
 {
-    constexpr Text hosts[] = {
-        // host text, short text, host text again
-        { "192.0.2.1", "192.0.2.1", "192.0.2.1" },
-        { "[::1]", "::1", "[::1]" },
-        { "[2001:db8::1]", "2001:DB8::1", "[2001:DB8::1]" },
-        { "::1", "null", "" },
-        { "[192.0.2.1]", "null", "" },
-        { "[::1", "null", "" },
-        { "[]", "null", "" },
-        { "", "null", "" },
-        { "example.org", "null", "" },
-        { "[fe80::1%25eth0]", "null", "" },
-    };
-    for ( const Text &row : hosts ) {
-        pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromHost( str( row.text ).get() ) );
-        EXPECT_EQ( ina ? test::textOf( ina.get() ) : "null", row.shrunk ) << row.text;
-        if ( ina ) {
-            EXPECT_EQ( take( inAddressToHost( ina.get() ) ), row.expanded );
-        }
+    for ( auto [text, shrunk] : { Text{ "192.0.2.1", "192.0.2.1" }, Text{ "[2001:DB8::1]", "2001:DB8::1" } } ) {
+        pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromHost( str( text ).get() ) );
+        EXPECT_EQ( test::textOf( ina.get() ), shrunk );
+        EXPECT_EQ( take( inAddressToHost( ina.get() ) ), text );
     }
+    for ( const char *text : { "::1", "[192.0.2.1]", "[::1", "[]", "", "example.org", "[fe80::1%25eth0]" } )
+        EXPECT_FALSE( pb::adopt( inAddressTryCreateFromHost( str( text ).get() ) ) ) << text;
 }
 
 TEST( Address, AgreesWithTheSystem )
 {
     Generator generator;
-    int both = 0;
-    int onlyLibrary = 0;
-    int onlySystem = 0;
-    for ( int i = 0; i < 1'000'000; ++i ) {
+    int both = 0, onlyLibrary = 0, onlySystem = 0;
+    for ( int i = 0; i < 200'000; ++i ) {
         std::string text = generator.next();
-        std::vector<PB_BYTE> system = systemParse( text );
-        std::vector<PB_BYTE> library = libraryParse( text );
+        std::vector<PB_BYTE> system = systemParse( text ), library = libraryParse( text );
         both += !system.empty() && !library.empty();
         if ( system == library )
             continue;
@@ -316,9 +194,9 @@ TEST( Address, AgreesWithTheSystem )
         }
     }
     // the generator reaches every corner
-    EXPECT_GT( both, 200'000 );
-    EXPECT_GT( onlyLibrary, 1'000 );
-    EXPECT_GT( onlySystem, 100 );
+    EXPECT_GT( both, 40'000 );
+    EXPECT_GT( onlyLibrary, 200 );
+    EXPECT_GT( onlySystem, 20 );
 }
 
 TEST( Address, Classes )
@@ -326,68 +204,51 @@ TEST( Address, Classes )
     constexpr std::pair<char, PB_BOOL ( * )( IN_ADDRESS * )> predicates[] = { { 'z', inAddressIsAllZero },
         { 'l', inAddressIsLoopback }, { 'p', inAddressIsPrivate }, { 'm', inAddressIsMulticast },
         { 'k', inAddressIsLinkLocalUnicast }, { 'g', inAddressIsGlobalUnicast }, { 'u', inAddressIsUnicast } };
-    for ( const Classes &row : classes ) {
-        pb::Ref<IN_ADDRESS> ina = parse( row.text );
-        std::string found;
-        for ( auto [letter, holds] : predicates )
-            if ( holds( ina.get() ) )
-                found += letter;
-        EXPECT_EQ( found, row.classes ) << row.text;
-    }
+    for ( const auto &[letters, members] : classes )
+        for ( const char *text : members ) {
+            std::string found;
+            for ( auto [letter, holds] : predicates )
+                if ( holds( parse( text ).get() ) )
+                    found += letter;
+            EXPECT_EQ( found, letters ) << text;
+        }
 }
 
 TEST( Address, MatchingBits )
 {
-    for ( const Matching &row : matching ) {
-        EXPECT_EQ( inAddressMatchingBits( parse( row.a ).get(), parse( row.b ).get() ), row.bits )
-            << row.a << ' ' << row.b;
+    struct {
+        const char *a, *b;
+        PB_INT bits;
+    } const rows[] = { { "10.0.0.1", "10.0.0.129", 24 }, { "10.0.0.1", "10.0.0.1", 32 }, { "0.0.0.0", "128.0.0.0", 0 },
+        { "10.0.0.1", "10.0.0.0", 31 }, { "::", "::", 128 }, { "fe80::", "fec0::", 9 }, { "0.0.0.0", "::", 0 } };
+    for ( const auto &row : rows ) {
+        EXPECT_EQ( inAddressMatchingBits( parse( row.a ).get(), parse( row.b ).get() ), row.bits ) << row.a << row.b;
         EXPECT_EQ( inAddressMatchingBits( parse( row.b ).get(), parse( row.a ).get() ), row.bits );
     }
 }
 
 TEST( Address, Bytes )
 {
-    const PB_BYTE bytes[16] = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16 };
+    const PB_BYTE bytes[17] = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17 };
     for ( PB_INT length : { 0, 3, 4, 5, 15, 16, 17 } ) {
-        pb::Ref<PB_BUFFER> buf = pb::adopt( pbBufferCreateFromBytesCopy( bytes, std::min<PB_INT>( length, 16 ) ) );
-        if ( length == 17 )
-            pbBufferAppendByte( buf.handle(), 17 );
+        pb::Ref<PB_BUFFER> buf = pb::adopt( pbBufferCreateFromBytesCopy( bytes, length ) );
         pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromBuffer( buf.get() ) );
         ASSERT_EQ( bool( ina ), length == 4 || length == 16 ) << length;
-        if ( ina ) {
-            EXPECT_TRUE( pbBufferEquals( pb::adopt( inAddressToBuffer( ina.get() ) ).get(), buf.get() ) );
-        }
+        EXPECT_TRUE( !ina || pbBufferEquals( pb::adopt( inAddressToBuffer( ina.get() ) ).get(), buf.get() ) );
     }
     pb::Ref<IN_ADDRESS> v4 = pb::adopt( inAddressCreateV4( bytes ) );
     EXPECT_EQ( inAddressByteAt( v4.get(), 3 ), 4 );
     EXPECT_EQ( inAddressBacking( v4.get() )[4], 0 );
-    pb::Ref<IN_ADDRESS> compatible = pb::adopt( inAddressCreateV6FromV4( v4.get() ) );
-    EXPECT_EQ( test::textOf( compatible.get() ), "::102:304" );
-    EXPECT_TRUE( inAddressIsV6( compatible.get() ) );
+    EXPECT_EQ( test::textOf( pb::adopt( inAddressCreateV6FromV4( v4.get() ) ).get() ), "::102:304" );
 }
 
-TEST( Address, Misuse )
+TEST( AddressDeathTest, Misuse )
 {
     pb::Ref<IN_ADDRESS> v4 = parse( "1.2.3.4" );
-    pb::Ref<IN_ADDRESS> v6 = parse( "::1" );
-    IN_ADDRESS *none = nullptr;
     EXPECT_DEATH( inAddressCreate( 2 ), "source/in/base/in_address.cpp:.*IN_ADDRESS_VERSION_OK\\( ver \\)" );
-    EXPECT_DEATH( inAddressCreateV4( nullptr ), ": addr" );
-    EXPECT_DEATH( inAddressCreateV6( nullptr ), ": addr" );
-    EXPECT_DEATH( inAddressCreateFrom( nullptr ), ": ina" );
-    EXPECT_DEATH( inAddressCreateV6FromV4( v6.get() ), "inAddressVersion\\( ina \\) == IN_ADDRESS_VERSION_4" );
-    EXPECT_DEATH( inAddressTryCreateFromString( nullptr ), ": source" );
-    EXPECT_DEATH( inAddressTryCreateFromBuffer( nullptr ), ": source" );
-    EXPECT_DEATH( inAddressByteAt( v4.get(), -1 ), "byteIdx >= 0" );
-    EXPECT_DEATH( inAddressByteAt( v4.get(), 4 ), "byteIdx < inAddressLength\\( ina \\)" );
-    EXPECT_DEATH( inAddressSetByteAt( nullptr, 0, 0 ), ": ina" );
-    EXPECT_DEATH( inAddressSetByteAt( &none, 0, 0 ), ": \\*ina" );
+    EXPECT_DEATH(
+        inAddressCreateV6FromV4( parse( "::" ).get() ), "inAddressVersion\\( ina \\) == IN_ADDRESS_VERSION_4" );
     EXPECT_DEATH( inAddressSetByteAt( v4.handle(), 4, 0 ), "byteIdx < inAddressLength\\( \\*ina \\)" );
-    EXPECT_DEATH( inAddressIsLoopback( nullptr ), ": ina" );
-
-    pb::Ref<IN_ADDRESS> broken = pb::adopt( inAddressCreateFrom( v4.get() ) );
-    broken->version = 7;
-    EXPECT_DEATH( inAddressLength( broken.get() ), "invalid address version" );
-    EXPECT_DEATH( inAddressIsMulticast( broken.get() ), "invalid address version" );
-    EXPECT_DEATH( inAddressToStringShrink( broken.get() ), "invalid address version" );
+    v4->version = 7;
+    EXPECT_DEATH( inAddressToStringShrink( v4.get() ), "invalid address version" );
 }

@@ -1,7 +1,9 @@
 /* Every class of the library keeps the object protocol. */
+#include "options_support.hpp"
+#include "udp_support.hpp"
 #include <algorithm>
 #include <in/filter/in_filter_imp_private.h>
-#include <in/in.h>
+#include <in/map/in_map_private.hpp>
 #include <in/nw/in_nw_interface_private.h>
 #include <support/conformance.hpp>
 
@@ -111,68 +113,66 @@ test::Samples<IN_NW_ADDRESS> samples()
     return addresses;
 }
 
-/** Options from stores: text pairs of key and value. */
+/** Options from their configurations. */
 template <class T>
-test::Samples<T> restored( T *( *restore )(PB_STORE *), std::initializer_list<std::vector<const char *>> stores )
+test::Samples<T> restored( T *( *restore )(PB_STORE *), std::initializer_list<const char *> configurations )
 {
     test::Samples<T> objects;
-    for ( const std::vector<const char *> &pairs : stores ) {
-        pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
-        for ( std::size_t i = 0; i < pairs.size(); i += 2 )
-            pbStoreSetValueCstr( store.handle(), pairs[i], -1, test::str( pairs[i + 1] ).get() );
-        objects.push_back( pb::adopt( restore( store.get() ) ) );
-    }
+    for ( const char *json : configurations )
+        objects.push_back( pb::adopt( restore( test::storeOf( json ).get() ) ) );
     return objects;
 }
 
 template <>
 test::Samples<IN_DNS_OPTIONS> samples()
 {
-    return restored<IN_DNS_OPTIONS>(
-        inDnsOptionsRestore, { {}, { "cacheTimeout", "5" }, { "cacheTimeout", "60000" }, { "disableQuerySrv", "false" },
-                                 { "disableQuerySrv", "true" }, { "maxBlockDuration", "0" } } );
+    return restored<IN_DNS_OPTIONS>( inDnsOptionsRestore,
+        { "{}", R"({"cacheTimeout":5})", R"({"cacheTimeout":60000})", R"({"disableQuerySrv":false})",
+            R"({"disableQuerySrv":true})", R"({"maxBlockDuration":0})" } );
 }
 
 template <>
 test::Samples<IN_TCP_OPTIONS> samples()
 {
     return restored<IN_TCP_OPTIONS>( inTcpOptionsRestore,
-        { {}, { "keepAliveTime", "1" }, { "keepAliveEnabled", "false" }, { "blacklistTimeout", "120000" },
-            { "blacklistEnabled", "false" }, { "blacklistEnabled", "true" } } );
+        { "{}", R"({"keepAliveTime":1})", R"({"keepAliveEnabled":false})", R"({"blacklistTimeout":120000})",
+            R"({"blacklistEnabled":false})", R"({"blacklistEnabled":true})" } );
 }
 
 template <>
 test::Samples<IN_UDP_OPTIONS> samples()
 {
-    pb::Ref<IN_UDP_OPTIONS> with = pb::adopt( inUdpOptionsCreate() );
-    inUdpOptionsSetPortRange( with.handle(), samples<IN_UDP_PORT_RANGE>()[0].get() );
-    return { pb::adopt( inUdpOptionsCreate() ), with };
+    return restored<IN_UDP_OPTIONS>( inUdpOptionsRestore, { "{}", R"({"portRange":{"firstPort":1,"count":0}})" } );
 }
 
 template <>
 test::Samples<IN_OPTIONS> samples()
 {
-    return restored<IN_OPTIONS>(
-        inOptionsRestore, { {}, { "address", "10.0.0.1" }, { "addressVersion", "IN_ADDRESS_VERSION_4" },
-                              { "addressVersion", "IN_ADDRESS_VERSION_6" }, { "network", "10.0.0.0/8" },
-                              { "interface", "eth0" }, { "flags", "IN_FLAG_LOOPBACK_ONLY" } } );
+    return restored<IN_OPTIONS>( inOptionsRestore,
+        { "{}", R"({"udpOptions":{}})", R"({"udpOptions":{"portRange":{"firstPort":1,"count":0}}})",
+            R"({"tcpOptions":{}})", R"({"tcpOptions":{},"udpOptions":{}})", R"({"tcpOptions":{"keepAliveTime":9}})",
+            R"({"dnsOptions":{}})", R"({"dnsOptions":{"cacheTimeout":9},"tcpOptions":{}})", R"({"address":"1.1.1.1"})",
+            R"({"address":"::1","dnsOptions":{}})", R"({"addressVersion":"IN_ADDRESS_VERSION_4"})",
+            R"({"addressVersion":"IN_ADDRESS_VERSION_6","address":"1.1.1.1"})", R"({"network":"1.1.1.1"})",
+            R"({"interface":"a","network":"1.1.1.1"})", R"({"interface":"b"})",
+            R"({"flags":"IN_FLAG_LOOPBACK_ONLY"})" } );
 }
 
 template <>
 test::Samples<IN_QOS_OPTIONS> samples()
 {
     return restored<IN_QOS_OPTIONS>(
-        inQosOptionsRestore, { {}, { "layer2Pcp", "IN_QOS_LAYER2_PCP_BEST_EFFORT" }, { "layer3Tos", "0x2e" },
-                                 { "defaults", "IN_QOS_DEFAULTS_VOICE" } } );
+        inQosOptionsRestore, { "{}", R"({"layer2Pcp":"IN_QOS_LAYER2_PCP_BEST_EFFORT"})", R"({"layer3Tos":46})",
+                                 R"({"defaults":"IN_QOS_DEFAULTS_VOICE"})" } );
 }
 
 template <>
 test::Samples<IN_NW_INTERFACE_STATE> samples()
 {
     return restored<IN_NW_INTERFACE_STATE>( inNwInterfaceStateRestore,
-        { {}, { "layer2SpeedTransmit", "0" }, { "layer2SpeedReceive", "1" }, { "layer2Mtu", "1500" },
-            { "flags", "IN_NW_INTERFACE_FLAG_HIDE" }, { "status", "IN_NW_INTERFACE_STATUS_UP" },
-            { "displayName", "eth0" }, { "displayName", "eth1" }, { "end", "true" } } );
+        { "{}", R"({"layer2SpeedTransmit":0})", R"({"layer2SpeedReceive":1})", R"({"layer2Mtu":1500})",
+            R"({"flags":"IN_NW_INTERFACE_FLAG_HIDE"})", R"({"status":"IN_NW_INTERFACE_STATUS_UP"})",
+            R"({"displayName":"eth0"})", R"({"displayName":"eth1"})", R"({"end":true})" } );
 }
 
 /** This one and the next order by identity. */
@@ -202,17 +202,17 @@ template <>
 test::Samples<IN_FILTER_ENTRY> samples()
 {
     return restored<IN_FILTER_ENTRY>( inFilterEntryTryRestore,
-        { { "host", "10.0.0.1" }, { "host", "10.0.0.1", "addressMatchingBits", "0" },
-            { "host", "10.0.0.1", "addressVersion", "IN_ADDRESS_VERSION_4" },
-            { "host", "10.0.0.1", "flags", "IN_FILTER_ENTRY_FLAG_ADDRESS" }, { "host", "a.example" } } );
+        { R"({"host":"10.0.0.1"})", R"({"host":"10.0.0.1","addressMatchingBits":0})",
+            R"({"host":"10.0.0.1","addressVersion":"IN_ADDRESS_VERSION_4"})",
+            R"({"host":"10.0.0.1","flags":"IN_FILTER_ENTRY_FLAG_ADDRESS"})", R"({"host":"a.example"})" } );
 }
 
 template <>
 test::Samples<IN_FILTER_OPTIONS> samples()
 {
     test::Samples<IN_FILTER_OPTIONS> objects = restored<IN_FILTER_OPTIONS>(
-        inFilterOptionsRestore, { {}, { "rebuildInterval", "600000" }, { "stackAddressPermitted", "true" },
-                                    { "stackName", "a" }, { "stackName", "b" } } );
+        inFilterOptionsRestore, { "{}", R"({"rebuildInterval":600000})", R"({"stackAddressPermitted":true})",
+                                    R"({"stackName":"a"})", R"({"stackName":"b"})" } );
     pb::Ref<PB_VECTOR> entries = pb::adopt( pbVectorCreate() );
     for ( pb::Ref<IN_FILTER_ENTRY> &entry : samples<IN_FILTER_ENTRY>() ) {
         pbVectorAppend( entries.handle(), pb::obj( entry.get() ) );
@@ -245,6 +245,75 @@ test::Samples<IN___FILTER_IMP> samples()
     return imps;
 }
 
+/** In the order of identity. */
+template <class T>
+test::Samples<T> byIdentity( test::Samples<T> objects )
+{
+    std::sort( objects.begin(), objects.end(), []( auto &a, auto &b ) { return a.get() < b.get(); } );
+    return objects;
+}
+
+template <>
+test::Samples<IN_STACK> samples()
+{
+    test::Samples<IN_STACK> stacks{ test::loopbackStack(), test::loopbackStack() };
+    return byIdentity( stacks );
+}
+
+template <>
+test::Samples<IN_UDP_CHANNEL> samples()
+{
+    pb::Ref<IN_STACK> stack = test::loopbackStack();
+    return byIdentity<IN_UDP_CHANNEL>( { test::channelOn( stack.get() ), test::channelOn( stack.get() ) } );
+}
+
+template <>
+test::Samples<IN_UDP_MATCH> samples()
+{
+    test::Samples<IN_UDP_MATCH> matches{ pb::adopt( inUdpMatchCreate() ) };
+    for ( pb::Ref<IN_UDP_ADDRESS> &ua : samples<IN_UDP_ADDRESS>() ) {
+        matches.push_back( pb::adopt( inUdpMatchCreate() ) );
+        inUdpMatchSet( matches.back().handle(), ua.get() );
+    }
+    return matches;
+}
+
+template <>
+test::Samples<IN_UDP_MULTICAST_RECEIVER> samples()
+{
+    auto join = [] {
+        return pb::adopt( inUdpMulticastReceiverTryCreate(
+            test::address( "239.192.7.10" ).get(), test::str( "lo" ).get(), 35'010, nullptr ) );
+    };
+    return byIdentity<IN_UDP_MULTICAST_RECEIVER>( { join(), join() } );
+}
+
+template <>
+test::Samples<IN_MAP_STACK> samples()
+{
+    auto create = [] { return pb::adopt( in___MapStackCreate( nullptr, nullptr ) ); };
+    return byIdentity<IN_MAP_STACK>( { create(), create() } );
+}
+
+struct NoPeer final : in::MapPeer {
+    pb::Ref<IN___MAP_UDP_CHANNEL> tryCreateUdpChannel(
+        IN_STACK *, IN_QOS_STACK *, PB_INT, PB_INT, TR_ANCHOR * ) override
+    {
+        return {};
+    }
+    pb::Ref<PB_VECTOR> tryCreateUdpChannelsRtp( IN_STACK *, IN_QOS_STACK *, PB_INT, TR_ANCHOR * ) override
+    {
+        return {};
+    }
+};
+
+template <>
+test::Samples<IN_MAP_STACK_PEER> samples()
+{
+    auto create = [] { return pb::adopt( in___MapStackPeerCreate( std::make_unique<NoPeer>() ) ); };
+    return byIdentity<IN_MAP_STACK_PEER>( { create(), create() } );
+}
+
 } // namespace
 
 #define IN_CLASS( NAME, prefix )                                                                \
@@ -253,6 +322,11 @@ test::Samples<IN___FILTER_IMP> samples()
         test::checkStandardFunctions<NAME>( #NAME, TEST_FUNCTIONS( prefix ), samples<NAME>() ); \
     }
 #include <in/in_classes.inc>
+
+TEST( ConformanceDeathTest, Misuse )
+{
+    test::checkMisuse<IN_ADDRESS>( TEST_FUNCTIONS( inAddress ), samples<IN_ADDRESS>()[0].get() );
+}
 
 TEST( CopyOnWrite, Address )
 {

@@ -4,7 +4,7 @@
 
 #include <functional>
 #include <random>
-#include <support/misuse.h>
+#include <support/test_support.h>
 
 struct TEST_PROBE : PB_OBJ {
     std::function<void()> onFree;

@@ -1,66 +1,38 @@
 /* Formatted strings: what each directive writes, what is malformed, who owns the arguments. */
-#include <support/misuse.h>
+#include <support/test_support.h>
 
 namespace {
 
 struct FormatRow {
     const char *format;
     PB_INT value;
-    const char *text;
+    std::string text;
 };
 
 } // namespace
 
 TEST( Format, Integers )
 {
-    const FormatRow rows[] = {
-        { "%i", 0, "0" },
-        { "%i", -1, "-1" },
-        { "<%i>", PB_INT_MAX, "<9223372036854775807>" },
-        { "%i", PB_INT_MIN, "-9223372036854775808" },
-        { "%!16i", PB_INT_MIN, "-8000000000000000" },
-        { "%!16i", 0xBEEF, "beef" },
-        { "%^!16i", 0xBEEF, "BEEF" },
-        { "%!2i", 5, "101" },
-        { "%!2i", PB_INT_MIN, "-1000000000000000000000000000000000000000000000000000000000000000" },
-        { "%^!36i", 35, "Z" },
-        { "%^02!16i", 0xA, "0A" },
-        { "%^02!16i", 0xABC, "ABC" },
-        { "%03i", 7, "007" },
-        { "%03i", -7, "-007" },
-        { "%03i", 0, "000" },
-        { "%4i", 7, "   7" },
-        { "%4i", -7, "  -7" },
-        { "%2i", 12345, "12345" },
-        { "%10!16i", -255, "       -ff" },
-        { "100%% of %i%%", 3, "100% of 3%" },
-        { "\xC3\xA4%i\xE2\x82%%", 1,
-            "\xC3\xA4"
-            "1\xEF\xBF\xBD%" },
-    };
+    const FormatRow rows[] = { { "%i", 0, "0" }, { "<%i>", PB_INT_MAX, "<9223372036854775807>" },
+        { "%i", PB_INT_MIN, "-9223372036854775808" }, { "%!16i", PB_INT_MIN, "-8000000000000000" },
+        { "%^!16i", 0xBEEF, "BEEF" }, { "%!2i", PB_INT_MIN, "-1" + std::string( 63, '0' ) }, { "%^!36i", 35, "Z" },
+        { "%^02!16i", 0xA, "0A" }, { "%^02!16i", 0xABC, "ABC" }, { "%03i", -7, "-007" }, { "%03i", 0, "000" },
+        { "%4i", -7, "  -7" }, { "%2i", 12345, "12345" }, { "%10!16i", -255, "       -ff" },
+        { "100%% of %i%%", 3, "100% of 3%" }, { "\u00E4%i\xE2\x82%%", 1, "\u00E41\uFFFD%" } };
     for ( const FormatRow &row : rows )
         EXPECT_EQ( pb::text( pb::format( row.format, row.value ).get() ), row.text ) << row.format;
 }
 
 TEST( Format, OtherArguments )
 {
-    pb::Ref<PB_STRING> str = test::str( "\xC3\xBC"
-                                        "b" );
+    pb::Ref<PB_STRING> str = test::str( "\u00FCb" ), none;
     pb::Ref<PB_BOXED_INT> boxed = pb::adopt( pbBoxedIntCreate( -5 ) );
-    pb::Ref<PB_STRING> none;
-    EXPECT_EQ( pb::text( pb::format(
-                   "%s|%o|%o|%s|%~o|%b|%b|%c", str, str, boxed, none, none, true, false, pb::Char{ 0x1F600 } )
-                             .get() ),
-        "\xC3\xBC"
-        "b|\xC3\xBC"
-        "b|-5|null|null|true|false|\xF0\x9F\x98\x80" );
-    EXPECT_EQ( pb::text( pb::format( "%4s|%4o|%5b|%2c|%1s|%6s", str, boxed, true, pb::Char{ 'x' }, str, none ).get() ),
-        "  \xC3\xBC"
-        "b|  -5| true| x|\xC3\xBC"
-        "b|  null" );
+    auto text = pb::format( "%s|%o|%o|%s|%~o|%b|%b|%c", str, str, boxed, none, none, true, false, pb::Char{ 0x1F600 } );
+    EXPECT_EQ( pb::text( text.get() ), "\u00FCb|\u00FCb|-5|null|null|true|false|\U0001F600" );
+    text = pb::format( "%4s|%4o|%5b|%2c|%1s|%6s", str, boxed, true, pb::Char{ 'x' }, str, none );
+    EXPECT_EQ( pb::text( text.get() ), "  \u00FCb|  -5| true| x|\u00FCb|  null" );
     EXPECT_EQ( pb::text( pb::format( "%999i", 1 ).get() ), std::string( 998, ' ' ) + "1" );
     EXPECT_EQ( test::take( pbStringCreateFromFormatCstr( "%i%i", 2, PB_INT_FROM( 4 ) ) ), "4" );
-    EXPECT_EQ( test::take( pbStringCreateFromFormatCstr( nullptr, 0 ) ), "" );
 }
 
 /** What does not fit the formatter's own array comes out whole: pieces of every length around its size. */
@@ -92,13 +64,4 @@ TEST( Format, ConsumedReferences )
     EXPECT_FALSE( pb::format( "%~s %q %~s", str.retained(), str ) );
     EXPECT_FALSE( pb::shared( pb::obj( str.get() ) ) );
     EXPECT_EQ( pbObjLiveCount(), alive );
-}
-
-TEST( Format, Misuse )
-{
-    test::expectAborts( {
-        { "format || length == 0", [] { pbStringCreateFromFormatCstr( nullptr, -1 ); } },
-        { "length >= -1", [] { pbStringCreateFromFormatCstr( "", -2 ); } },
-        { "allCodePoints( chars, count )", [] { pbStringCreateFromFormatCstr( "%c", -1, PB_CHAR{ 0x110000 } ); } },
-    } );
 }

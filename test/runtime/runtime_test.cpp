@@ -133,10 +133,7 @@ TEST_F( Runtime, SeveralThreadsMayStart )
 {
     std::vector<std::thread> threads;
     for ( int index = 0; index < 8; ++index )
-        threads.emplace_back( [index] {
-            EXPECT_TRUE( start( index % 2 ? "top" : "right" ) );
-            EXPECT_NE( running().find( "right" ), std::string::npos );
-        } );
+        threads.emplace_back( [index] { EXPECT_TRUE( start( index % 2 ? "top" : "right" ) ); } );
     for ( std::thread &thread : threads )
         thread.join();
     EXPECT_EQ( running(), "[pb, ground, left, right, top]" );

@@ -1,14 +1,16 @@
-/* What the library traces while the recording lives. */
+/* What is traced while a test runs. */
 #ifndef TEST_RECORDING_HPP
 #define TEST_RECORDING_HPP
 
 #include <support/test_support.h>
 #include <tr/tr.h>
+#include <vector>
 
 namespace test {
 
-class Recording {
-public:
+/** A recorder that is told from here to the end of the scope. */
+struct Recording {
+    pb::Ref<TR_SINK> sink;
     explicit Recording( bool highVolume = false ) : sink( pb::adopt( trSinkCreateRecorder( highVolume ) ) )
     {
         trSystemAddSink( sink.get() );
@@ -17,26 +19,23 @@ public:
     Recording( const Recording & ) = delete;
     Recording &operator=( const Recording & ) = delete;
 
-    /** The lines since the last call. */
-    std::vector<pb::Ref<PB_STORE>> records()
+    /** The records since the last call. */
+    std::vector<pb::Ref<PB_STORE>> take()
     {
-        pb::Ref<PB_VECTOR> taken = pb::adopt( trSinkTakeRecords( sink.get() ) );
+        pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( sink.get() ) );
         std::vector<pb::Ref<PB_STORE>> stores;
-        for ( PB_INT i = 0; i < pbVectorLength( taken.get() ); ++i )
-            stores.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( taken.get(), i ) ) );
+        for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i )
+            stores.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) ) );
         return stores;
     }
     /** The same as one text. */
     std::string text()
     {
         std::string all;
-        for ( auto &record : records() )
+        for ( auto &record : take() )
             all += textOf( record.get() ) + "\n";
         return all;
     }
-
-private:
-    pb::Ref<TR_SINK> sink;
 };
 
 } // namespace test

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <map>
 #include <regex>
-#include <support/test_support.h>
+#include <support/recording.hpp>
 #include <sys/stat.h>
 #include <thread>
 #include <tr/tr_private.h>
@@ -25,22 +25,9 @@ Stream stream( const char *name = "IN_THING" )
 }
 
 /** A recorder that is told from here to the end of the scope. */
-struct Recording {
-    Sink sink;
-    explicit Recording( bool highVolume = false ) : sink( pb::adopt( trSinkCreateRecorder( highVolume ) ) )
-    {
-        trSystemAddSink( sink.get() );
-    }
-    ~Recording() { trSystemDelSink( sink.get() ); }
+struct Recording : test::Recording {
+    using test::Recording::Recording;
 
-    std::vector<pb::Ref<PB_STORE>> take()
-    {
-        pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( sink.get() ) );
-        std::vector<pb::Ref<PB_STORE>> stores;
-        for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i )
-            stores.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) ) );
-        return stores;
-    }
     /** The records as lines, less the time; "$n" for the numbers of the streams given. */
     std::string takeText( const std::vector<TR_STREAM *> &streams )
     {
@@ -110,9 +97,27 @@ TEST( Tr, RecordsWhatHappens )
 )";
     EXPECT_EQ( recording.takeText( streams ), common + std::regex_replace( expected, std::regex( "!" ), common ) );
 
+    // A sink that comes later is told what holds now.
+    trStreamSetNotable( one.get() );
+    trStreamSetPropertyIntCstr( one.get(), "i", -1, 6 );
+    expected = R"("stream"}
+!"property","key":"s","value":"5"}
+!"property","key":"i","value":6}
+!"property","key":"o","value":{"n":1}}
+!"configuration","configuration":{"n":1}}
+!"notable","notable":true}
+)";
+    two = nullptr;
+    recording.take();
+    {
+        Recording late;
+        trSystemAddSink( late.sink.get() ); // twice is once
+        std::string text = late.takeText( { one.get() } );
+        EXPECT_EQ( text.substr( 0, text.find( R"({"stream":#0,"name":"IN_THING","event":"anchor")" ) ),
+            common + std::regex_replace( expected, std::regex( "!" ), common ) );
+    }
     PB_INT number = trStreamNumber( one.get() );
     EXPECT_EQ( test::textOf( one.get() ), "IN_THING " + std::to_string( number ) );
-    EXPECT_EQ( test::take( trStreamName( one.get() ) ), "IN_THING" );
     one = nullptr;
     EXPECT_TRUE( recording.take().empty() ); // the anchors still hold it
     anchor = named = nullptr;
@@ -122,60 +127,26 @@ TEST( Tr, RecordsWhatHappens )
     EXPECT_EQ( valueOf( rest[0].get(), "stream" ), std::to_string( number ) );
 }
 
-TEST( Tr, KeepsStateForSinksThatComeLater )
-{
-    Stream one = stream(), two = stream();
-    trStreamTextCstr( one.get(), "nobody reads this", -1 );
-    trStreamSetPropertyIntCstr( one.get(), "a", -1, 1 );
-    trStreamSetPropertyIntCstr( one.get(), "b", -1, 2 );
-    trStreamSetPropertyCstr( one.get(), "a", -1, test::str( "3" ).get() );
-    trStreamDelPropertyCstr( one.get(), "b", -1 );
-    pb::Ref<PB_STORE> config = pb::adopt( pbStoreCreate() );
-    trStreamSetConfiguration( one.get(), config.get() );
-    trStreamSetPropertyStoreCstr( one.get(), "c", -1, config.get() );
-    trStreamSetNotable( one.get() );
-    EXPECT_TRUE( trStreamNotable( one.get() ) );
-    EXPECT_FALSE( trStreamNotable( two.get() ) );
-    pb::Ref<PB_STORE> before = pb::adopt( trStreamProperties( one.get() ) );
-    trStreamSetPropertyBoolCstr( one.get(), "d", -1, false );
-    EXPECT_EQ( test::textOf( before.get() ), R"({"a":"3","c":{}})" ); // a value: later changes do not reach it
-    EXPECT_EQ( test::textOf( pb::adopt( trStreamProperties( two.get() ) ).get() ), "{}" );
-    two = nullptr;
-
-    Recording recording;
-    trSystemAddSink( recording.sink.get() ); // twice is once
-    EXPECT_EQ( tr___SystemSinks, 1 );
-    std::string expected = R"(!"stream"}
-!"property","key":"a","value":"3"}
-!"property","key":"c","value":{}}
-!"property","key":"d","value":false}
-!"configuration","configuration":{}}
-!"notable","notable":true}
-)";
-    std::string common = R"({"stream":#0,"name":"IN_THING","event":)";
-    EXPECT_EQ( recording.takeText( { one.get() } ), std::regex_replace( expected, std::regex( "!" ), common ) );
-}
-
 TEST( Tr, WithoutASinkArgumentsAreNotEvaluated )
 {
     Stream one = stream();
     int evaluated = 0;
-    auto argument = [&] { return PB_INT_FROM( ++evaluated ); };
-    trStreamTextFormatCstr( one.get(), "%i", -1, argument() );
-    EXPECT_EQ( evaluated, 0 );
+    auto text = [&] { trStreamTextFormatCstr( one.get(), "%i", -1, PB_INT_FROM( ++evaluated ) ); };
     // a message evaluates them, and so must not leave over what it is given to consume
-    trStreamMessageFormatCstr( one.get(), "", 0, "%~s", -1, test::str( "x" ).give() );
+    auto message = [&] { trStreamMessageFormatCstr( one.get(), "", 0, "%~s", -1, test::str( "x" ).give() ); };
+    text();
+    message();
+    EXPECT_EQ( evaluated, 0 );
     Recording recording;
     EXPECT_FALSE( trSystemAcceptsHighVolumeMessages() );
-    trStreamMessageFormatCstr( one.get(), "", 0, "%~s", -1, test::str( "x" ).give() );
-    trStreamTextFormatCstr( one.get(), "%i", -1, argument() );
+    text();
+    message();
     {
         Recording second( true );
         EXPECT_TRUE( trSystemAcceptsHighVolumeMessages() );
-        trStreamMessageFormatCstr( one.get(), "", 0, "for the second", -1 );
+        message();
         EXPECT_EQ( second.take().size(), 2U );
     }
-    EXPECT_FALSE( trSystemAcceptsHighVolumeMessages() );
     EXPECT_EQ( evaluated, 1 );
     EXPECT_EQ( recording.take().size(), 2U ); // the stream and the text
 }
@@ -220,14 +191,6 @@ TEST( TrJson, WritesTheLinesThatARecorderKeeps )
     EXPECT_EQ( path.content(), expected );
 }
 
-TEST( TrJson, NullWhenTheFileCannotBeOpened )
-{
-    EXPECT_EQ( trSinkTryCreateJson( test::str( "/no/such/folder/x" ).get(), 1, false ), nullptr );
-    EXPECT_EQ( errno, ENOENT );
-    EXPECT_EQ( trSinkTryCreateJson( test::str( std::string( "a\0b", 3 ) ).get(), 1, false ), nullptr );
-    EXPECT_EQ( errno, EINVAL );
-}
-
 /** Nobody reads the pipe, so it fills up, then the queue; whoever traces is not held up. What was lost is told. */
 TEST( TrJson, DropsAndTells )
 {
@@ -264,37 +227,20 @@ TEST( TrJson, DropsAndTells )
     EXPECT_EQ( std::count( lines.begin(), lines.end(), '\n' ), written + 1 - dropped );
 }
 
-TEST( TrJson, GoesOnWhenTheFileCannotBeWritten )
-{
-    Sink full = pb::adopt( trSinkTryCreateJson( test::str( "/dev/full" ).get(), 100, false ) );
-    ASSERT_TRUE( full );
-    trSystemAddSink( full.get() );
-    Stream one = stream();
-    trStreamTextCstr( one.get(), "lost", -1 );
-    trSinkFlush( full.get() );
-    EXPECT_EQ( trSinkDropped( full.get() ), 2 );
-    trSystemDelSink( full.get() );
-}
-
 TEST( TrModule, AddsTheSinkOfTheEnvironment )
 {
     Path path;
-    setenv( "QUELVARIS_TRACE", path.path.c_str(), 1 );
     setenv( "QUELVARIS_TRACE_HIGH_VOLUME", "1", 1 );
-    EXPECT_TRUE( tr___ModuleStartup() );
-    EXPECT_TRUE( trSystemActive() );
-    EXPECT_TRUE( trSystemAcceptsHighVolumeMessages() );
-    Stream one = stream();
-    tr___ModuleShutdown();
-    EXPECT_FALSE( trSystemActive() );
-    EXPECT_NE( path.content().find( "IN_THING" ), std::string::npos );
-    trStreamTextCstr( one.get(), "streams work without the module", -1 );
-    for ( const char *nowhere : { "/no/such/folder/x", "" } ) {
-        setenv( "QUELVARIS_TRACE", nowhere, 1 );
+    for ( std::string name : { path.path.c_str(), "/no/such/folder/x", "" } ) {
+        setenv( "QUELVARIS_TRACE", name.c_str(), 1 );
         EXPECT_TRUE( tr___ModuleStartup() );
-        EXPECT_FALSE( trSystemActive() );
+        EXPECT_EQ( trSystemActive(), name == path.path );
+        EXPECT_EQ( trSystemAcceptsHighVolumeMessages(), name == path.path );
+        trStreamTextCstr( stream().get(), "text", -1 );
         tr___ModuleShutdown();
+        EXPECT_FALSE( trSystemActive() );
     }
+    EXPECT_NE( path.content().find( "IN_THING" ), std::string::npos );
     unsetenv( "QUELVARIS_TRACE" );
     unsetenv( "QUELVARIS_TRACE_HIGH_VOLUME" );
 }
@@ -338,35 +284,18 @@ TEST( Tr, SinksComeAndGoWhileStreamsLive )
     Path path;
     for ( int i = 0; i < 30; ++i ) {
         Sink json = path.sink( 50 );
-        Sink recorder = pb::adopt( trSinkCreateRecorder( false ) );
-        trSystemAddSink( recorder.get() );
+        Recording recorder;
         trSystemAddSink( json.get() );
         pbSleep( 1 );
-        trSystemDelSink( recorder.get() );
-        pb::Ref<PB_VECTOR> taken = pb::adopt( trSinkTakeRecords( recorder.get() ) );
-        std::vector<pb::Ref<PB_STORE>> records;
-        for ( PB_INT at = 0; at < pbVectorLength( taken.get() ); ++at )
-            records.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( taken.get(), at ) ) );
-        checkOrder( records );
+        trSystemDelSink( recorder.sink.get() );
+        checkOrder( recorder.take() );
         trSystemDelSink( json.get() );
-        pb::Ref<PB_VECTOR> late = pb::adopt( trSinkTakeRecords( recorder.get() ) );
-        EXPECT_EQ( pbVectorLength( late.get() ), 0 );
+        EXPECT_TRUE( recorder.take().empty() );
     }
     stop = true;
     for ( std::thread &thread : threads )
         thread.join();
     EXPECT_EQ( tr___SystemSinks, 0 );
-}
-
-TEST( TrDeathTest, MisuseAborts )
-{
-    EXPECT_DEATH( trStreamCreateCstr( nullptr, -1 ), ": name" );
-    EXPECT_DEATH( trStreamSetNotable( nullptr ), ": stream" );
-    EXPECT_DEATH( trAnchorCreate( nullptr, 1 ), ": stream" );
-    EXPECT_DEATH( trSystemAddSink( nullptr ), ": sink" );
-    EXPECT_DEATH(
-        trSinkTakeRecords( pb::adopt( trSinkTryCreateJson( test::str( "/dev/null" ).get(), 1, false ) ).get() ),
-        ": records" );
 }
 
 } // namespace
