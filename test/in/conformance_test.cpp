@@ -2,7 +2,6 @@
 #include "options_support.hpp"
 #include "udp_support.hpp"
 #include <algorithm>
-#include <in/filter/in_filter_imp_private.h>
 #include <in/map/in_map_private.hpp>
 #include <in/nw/in_nw_interface_private.h>
 #include <support/conformance.hpp>
@@ -231,18 +230,6 @@ test::Samples<IN_FILTER> samples()
         filters.push_back( pb::adopt( inFilterCreate( options.get(), nullptr ) ) );
     std::sort( filters.begin(), filters.end(), []( auto &a, auto &b ) { return a.get() < b.get(); } );
     return filters;
-}
-
-template <>
-test::Samples<IN___FILTER_IMP> samples()
-{
-    test::Samples<IN___FILTER_IMP> imps;
-    for ( pb::Ref<IN_FILTER_OPTIONS> &options : samples<IN_FILTER_OPTIONS>() ) {
-        imps.push_back( pb::adopt( in___FilterImpCreate( options.get(), nullptr ) ) );
-        in___FilterImpHalt( imps.back().get() );
-    }
-    std::sort( imps.begin(), imps.end(), []( auto &a, auto &b ) { return a.get() < b.get(); } );
-    return imps;
 }
 
 /** In the order of identity. */

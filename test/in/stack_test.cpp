@@ -22,8 +22,14 @@ pb::Ref<IN_OPTIONS> optionsOf( const char *json )
     return pb::adopt( inOptionsRestore( test::storeOf( json ).get() ) );
 }
 
-// The store keeps something of its first use.
-const int used = test::addFixture( 2, { [] { (void)pb::adopt( csStoreConfig() ); }, [] {} } );
+// The store keeps something of the first change of its objects.
+const int used = test::addFixture(
+    2, { [] {
+            pb::Ref<PB_STRING> name = test::str( "first" );
+            ASSERT_TRUE( csStoreTrySetObject( name.get(), test::str( "IN_QOS_STACK" ).get(), nullptr ) );
+            csStoreDelObject( name.get() );
+        },
+           [] {} } );
 
 pb::Ref<IN_TCP_ADDRESS> tcpAddress( PB_INT port )
 {

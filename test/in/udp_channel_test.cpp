@@ -1,4 +1,5 @@
 /* UDP channels, pairs, matches and multicast receivers on loopback; channels of a mapping. */
+#include "options_support.hpp"
 #include "udp_support.hpp"
 #include <in/imp/in_imp_udp_private.h>
 #include <in/map/in_map_private.hpp>
@@ -171,6 +172,40 @@ TEST( UdpChannel, WhatItWasOpenedWith )
     inUdpChannelErrorAddSignalable( chan.get(), waiter.get() );
     chan = nullptr;
     EXPECT_TRUE( waiter.fired() ) << "the end is told too";
+}
+
+TEST( UdpChannel, AFilterScreensBothWays )
+{
+    pb::Ref<IN_FILTER_OPTIONS> options = pb::adopt( inFilterOptionsRestore(
+        test::storeOf( R"({"entries":[{"host":"127.0.0.1","flags":"IN_FILTER_ENTRY_FLAG_ADDRESS"}]})" ).get() ) );
+    pb::Ref<IN_FILTER> filter = pb::adopt( inFilterCreate( options.get(), nullptr ) );
+    ASSERT_TRUE( eventually( [&] { return inFilterCheck( filter.get(), test::address( "127.0.0.1" ).get() ); } ) );
+    pb::Ref<IN_STACK> stack = test::loopbackStack();
+    pb::Ref<IN_UDP_CHANNEL> chan = test::channelOn( stack.get(), -1, 0, filter.get() );
+    PB_INT port = inUdpAddressPort( test::localOf( chan ).get() );
+    test::BareSocket friendly;
+    test::BareSocket stranger( 0, "127.0.0.2" );
+    test::Receiver receiver( chan.get() );
+    test::Recording recording( true );
+    stranger.send( port, "refused" );
+    stranger.send( port, "refused" );
+    friendly.send( port, "accepted" );
+    EXPECT_EQ( receiver.text(), "accepted" );
+    stranger.send( port, "refused" );
+    pbSleep( 20 );
+    EXPECT_FALSE( pb::adopt( inUdpChannelReceive( chan.get() ) ) );
+    std::string text = recording.text();
+    for ( const char *told : { "[inUdpChannelReceive()] inFilterCheckUdpAddress(): false", "inFilteredUdpAddress",
+              "[inUdpChannelReceive()] bytesReceived: 8, remoteAddress: 127.0.0.1:" } )
+        EXPECT_NE( text.find( told ), std::string::npos ) << told;
+
+    test::send( chan.get(), test::udpAddress( "127.0.0.2", stranger.port ).get(), "kept back" );
+    test::send( chan.get(), test::udpAddress( "127.0.0.1", friendly.port ).get(), "sent" );
+    char byte;
+    EXPECT_EQ( recv( friendly.fd.get(), &byte, 1, 0 ), 1 );
+    EXPECT_EQ( recv( stranger.fd.get(), &byte, 1, MSG_DONTWAIT ), -1 ) << "nothing left the socket";
+    EXPECT_NE(
+        recording.text().find( "[inUdpChannelSendBytes()] inFilterCheckUdpAddress(): false" ), std::string::npos );
 }
 
 TEST( UdpChannel, ThroughAMapping )

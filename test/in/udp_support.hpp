@@ -93,9 +93,11 @@ private:
 /** A socket of the system's, on loopback. */
 class BareSocket {
 public:
-    explicit BareSocket( int wantedPort = 0 ) : fd( socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) )
+    explicit BareSocket( int wantedPort = 0, const char *address = "127.0.0.1" )
+        : fd( socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) )
     {
         sockaddr_in own = sockaddrOf( wantedPort );
+        inet_pton( AF_INET, address, &own.sin_addr );
         socklen_t length = sizeof own;
         EXPECT_EQ( bind( fd.get(), reinterpret_cast<sockaddr *>( &own ), length ), 0 );
         EXPECT_EQ( getsockname( fd.get(), reinterpret_cast<sockaddr *>( &own ), &length ), 0 );
