@@ -1,6 +1,7 @@
 /* Every class of the library keeps the object protocol. */
 #include "options_support.hpp"
 #include <algorithm>
+#include <in/in.h>
 #include <support/conformance.hpp>
 
 namespace {
