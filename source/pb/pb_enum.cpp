@@ -65,33 +65,36 @@ private:
 
 } // namespace
 
-struct PB_ENUM : PB_OBJ {
-    Vocabulary vocabulary;
-};
+/** What both classes have: the standard functions, Create, CreateFrom, and whether a name is in it. */
+#define VOCABULARY_DEFINE( NAME, prefix, handle, Has )                                                           \
+    struct NAME : PB_OBJ {                                                                                       \
+        Vocabulary vocabulary;                                                                                   \
+    };                                                                                                           \
+    static PB_INT pb___compare_##NAME( PB_OBJ *thisObj, PB_OBJ *thatObj )                                        \
+    {                                                                                                            \
+        return static_cast<NAME *>( thisObj )->vocabulary.compare( static_cast<NAME *>( thatObj )->vocabulary ); \
+    }                                                                                                            \
+    PB_CLASS_DEFINE( NAME, prefix, pb::destroy<NAME>, pb___compare_##NAME, nullptr );                            \
+    NAME *prefix##Create( void )                                                                                 \
+    {                                                                                                            \
+        return pb::create<NAME>();                                                                               \
+    }                                                                                                            \
+    NAME *prefix##CreateFrom( NAME *source )                                                                     \
+    {                                                                                                            \
+        PB_ASSERT( source );                                                                                     \
+        return pb::copy( *source );                                                                              \
+    }                                                                                                            \
+    PB_BOOL prefix##Has( NAME *handle, const char *name, PB_INT length )                                         \
+    {                                                                                                            \
+        PB_ASSERT( handle );                                                                                     \
+        PB_ASSERT( name || length == 0 );                                                                        \
+        PB_ASSERT( length >= -1 );                                                                               \
+        return handle->vocabulary.namedCstr( name, length ) != nullptr;                                          \
+    }                                                                                                            \
+    static_assert( true )
 
-struct PB_FLAGSET : PB_OBJ {
-    Vocabulary vocabulary;
-};
-
-template <class T>
-static PB_INT compareVocabularies( PB_OBJ *thisObj, PB_OBJ *thatObj )
-{
-    return static_cast<T *>( thisObj )->vocabulary.compare( static_cast<T *>( thatObj )->vocabulary );
-}
-
-PB_CLASS_DEFINE( PB_ENUM, pbEnum, pb::destroy<PB_ENUM>, compareVocabularies<PB_ENUM>, nullptr );
-PB_CLASS_DEFINE( PB_FLAGSET, pbFlagset, pb::destroy<PB_FLAGSET>, compareVocabularies<PB_FLAGSET>, nullptr );
-
-PB_ENUM *pbEnumCreate( void )
-{
-    return pb::create<PB_ENUM>();
-}
-
-PB_ENUM *pbEnumCreateFrom( PB_ENUM *source )
-{
-    PB_ASSERT( source );
-    return pb::create<PB_ENUM>( source->vocabulary );
-}
+VOCABULARY_DEFINE( PB_ENUM, pbEnum, enm, HasCstr );
+VOCABULARY_DEFINE( PB_FLAGSET, pbFlagset, set, HasFlagCstr );
 
 void pbEnumAddCstr( PB_ENUM **enm, const char *name, PB_INT length, PB_INT value )
 {
@@ -102,14 +105,6 @@ void pbEnumAddCstr( PB_ENUM **enm, const char *name, PB_INT length, PB_INT value
     PB_ASSERT( !( *enm )->vocabulary.valued( value ) );
     PB_ENUM &unshared = PB_UNSHARE( enm, pbEnumCreateFrom );
     unshared.vocabulary.add( name, length, value );
-}
-
-PB_BOOL pbEnumHasCstr( PB_ENUM *enm, const char *name, PB_INT length )
-{
-    PB_ASSERT( enm );
-    PB_ASSERT( name || length == 0 );
-    PB_ASSERT( length >= -1 );
-    return enm->vocabulary.namedCstr( name, length ) != nullptr;
 }
 
 PB_INT pbEnumParse( PB_ENUM *enm, PB_STRING *text )
@@ -128,17 +123,6 @@ PB_STRING *pbEnumGenerate( PB_ENUM *enm, PB_INT value )
     return member->name.retained();
 }
 
-PB_FLAGSET *pbFlagsetCreate( void )
-{
-    return pb::create<PB_FLAGSET>();
-}
-
-PB_FLAGSET *pbFlagsetCreateFrom( PB_FLAGSET *source )
-{
-    PB_ASSERT( source );
-    return pb::create<PB_FLAGSET>( source->vocabulary );
-}
-
 void pbFlagsetAddFlagCstr( PB_FLAGSET **set, const char *name, PB_INT length, PB_INT value )
 {
     PB_ASSERT( set );
@@ -147,14 +131,6 @@ void pbFlagsetAddFlagCstr( PB_FLAGSET **set, const char *name, PB_INT length, PB
     PB_ASSERT( !pbFlagsetHasFlagCstr( *set, name, length ) );
     PB_FLAGSET &unshared = PB_UNSHARE( set, pbFlagsetCreateFrom );
     unshared.vocabulary.add( name, length, value );
-}
-
-PB_BOOL pbFlagsetHasFlagCstr( PB_FLAGSET *set, const char *name, PB_INT length )
-{
-    PB_ASSERT( set );
-    PB_ASSERT( name || length == 0 );
-    PB_ASSERT( length >= -1 );
-    return set->vocabulary.namedCstr( name, length ) != nullptr;
 }
 
 PB_INT pbFlagsetParse( PB_FLAGSET *set, PB_STRING *text )

@@ -2,6 +2,7 @@
 #include "options_support.hpp"
 #include "udp_support.hpp"
 #include <algorithm>
+#include <in/in.h>
 #include <in/map/in_map_private.hpp>
 #include <in/nw/in_nw_interface_private.h>
 #include <support/conformance.hpp>

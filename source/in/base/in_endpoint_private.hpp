@@ -107,71 +107,45 @@ inline PB_STORE *checkPortRange( PB_STORE *store )
  * An endpoint class: NAME, its function prefix, that of its internal Update function, what the precondition texts call an
  * object, what the number is called (Port, port) with its key, its bounds and their test.
  */
-#define IN_ENDPOINT_DEFINE( NAME, prefix, internalPrefix, handle, Num, num, key, lowest, highest, OK )     \
-    struct NAME : in::Endpoint {                                                                           \
-        NAME( pb::Ref<IN_ADDRESS> ina, PB_INT value ) : in::Endpoint{ {}, std::move( ina ), value } {}     \
-    };                                                                                                     \
-    static void internalPrefix##FreeFunc( PB_OBJ *obj )                                                    \
-    {                                                                                                      \
-        pb::destroy<NAME>( obj );                                                                          \
-    }                                                                                                      \
-    PB_CLASS_DEFINE( NAME, prefix, internalPrefix##FreeFunc, in::compareEndpoints, in::endpointToString ); \
-    NAME *prefix##Create( IN_ADDRESS *ina, PB_INT num )                                                    \
-    {                                                                                                      \
-        PB_ASSERT( ina );                                                                                  \
-        PB_ASSERT( OK( num ) );                                                                            \
-        return pb::create<NAME>( pb::share( ina ), num );                                                  \
-    }                                                                                                      \
-    NAME *prefix##CreateFrom( NAME *source )                                                               \
-    {                                                                                                      \
-        PB_ASSERT( source );                                                                               \
-        return pb::copy( *source );                                                                        \
-    }                                                                                                      \
-    IN_ADDRESS *prefix##Address( NAME *handle )                                                            \
-    {                                                                                                      \
-        PB_ASSERT( handle );                                                                               \
-        return handle->address.retained();                                                                 \
-    }                                                                                                      \
-    PB_INT prefix##Num( NAME *handle )                                                                     \
-    {                                                                                                      \
-        PB_ASSERT( handle );                                                                               \
-        return handle->number;                                                                             \
-    }                                                                                                      \
-    void prefix##SetAddress( NAME **handle, IN_ADDRESS *ina )                                              \
-    {                                                                                                      \
-        IN_ASSERT_HANDLE( handle );                                                                        \
-        PB_ASSERT( ina );                                                                                  \
-        PB_UNSHARE( handle, prefix##CreateFrom ).address = pb::share( ina );                               \
-    }                                                                                                      \
-    void prefix##Set##Num( NAME **handle, PB_INT num )                                                     \
-    {                                                                                                      \
-        IN_ASSERT_HANDLE( handle );                                                                        \
-        PB_ASSERT( OK( num ) );                                                                            \
-        PB_UNSHARE( handle, prefix##CreateFrom ).number = num;                                             \
-    }                                                                                                      \
-    PB_STORE *prefix##Store( NAME *handle )                                                                \
-    {                                                                                                      \
-        PB_ASSERT( handle );                                                                               \
-        return in::storeEndpoint( *handle, key );                                                          \
-    }                                                                                                      \
-    NAME *prefix##TryRestore( PB_STORE *store )                                                            \
-    {                                                                                                      \
-        PB_ASSERT( store );                                                                                \
-        PB_INT value = 0;                                                                                  \
-        pb::Ref<IN_ADDRESS> ina = in::restoreEndpoint( store, key, lowest, highest, value );               \
-        return ina ? pb::create<NAME>( ina, value ) : nullptr;                                             \
-    }                                                                                                      \
-    void internalPrefix##Update( NAME **handle, IN_ADDRESS *ina, PB_INT num )                              \
-    {                                                                                                      \
-        IN_ASSERT_HANDLE( handle );                                                                        \
-        PB_ASSERT( ina );                                                                                  \
-        PB_ASSERT( OK( num ) );                                                                            \
-        if ( ( *handle )->number == num && inAddressEquals( ( *handle )->address.get(), ina ) )            \
-            return;                                                                                        \
-        NAME &unshared = PB_UNSHARE( handle, prefix##CreateFrom );                                         \
-        unshared.address = pb::share( ina );                                                               \
-        unshared.number = num;                                                                             \
-    }                                                                                                      \
+#define IN_ENDPOINT_DEFINE( NAME, prefix, internalPrefix, handle, Num, num, key, lowest, highest, OK )            \
+    struct NAME : in::Endpoint {                                                                                  \
+        NAME( pb::Ref<IN_ADDRESS> ina, PB_INT value ) : in::Endpoint{ {}, std::move( ina ), value } {}            \
+    };                                                                                                            \
+    static void internalPrefix##FreeFunc( PB_OBJ *obj )                                                           \
+    {                                                                                                             \
+        pb::destroy<NAME>( obj );                                                                                 \
+    }                                                                                                             \
+    PB_CLASS_DEFINE( NAME, prefix, internalPrefix##FreeFunc, in::compareEndpoints, in::endpointToString );        \
+    NAME *prefix##Create( IN_ADDRESS *ina, PB_INT num )                                                           \
+    {                                                                                                             \
+        PB_ASSERT( ina );                                                                                         \
+        PB_ASSERT( OK( num ) );                                                                                   \
+        return pb::create<NAME>( pb::share( ina ), num );                                                         \
+    }                                                                                                             \
+    IN_CREATE_FROM_DEFINE( NAME, prefix );                                                                        \
+    IN_GETTER_DEFINE( NAME, prefix##Address, handle, IN_ADDRESS *, handle->address.retained() );                  \
+    IN_GETTER_DEFINE( NAME, prefix##Num, handle, PB_INT, handle->number );                                        \
+    IN_SETTER_DEFINE( NAME, prefix, SetAddress, handle, ina, "ina", address, pb::share( ina ), IN_ADDRESS *ina ); \
+    IN_SETTER_DEFINE( NAME, prefix, Set##Num, handle, OK( num ), #OK "( " #num " )", number, num, PB_INT num );   \
+    IN_GETTER_DEFINE( NAME, prefix##Store, handle, PB_STORE *, in::storeEndpoint( *handle, key ) );               \
+    NAME *prefix##TryRestore( PB_STORE *store )                                                                   \
+    {                                                                                                             \
+        PB_ASSERT( store );                                                                                       \
+        PB_INT value = 0;                                                                                         \
+        pb::Ref<IN_ADDRESS> ina = in::restoreEndpoint( store, key, lowest, highest, value );                      \
+        return ina ? pb::create<NAME>( ina, value ) : nullptr;                                                    \
+    }                                                                                                             \
+    void internalPrefix##Update( NAME **handle, IN_ADDRESS *ina, PB_INT num )                                     \
+    {                                                                                                             \
+        IN_ASSERT_HANDLE( handle );                                                                               \
+        PB_ASSERT( ina );                                                                                         \
+        PB_ASSERT( OK( num ) );                                                                                   \
+        if ( ( *handle )->number == num && inAddressEquals( ( *handle )->address.get(), ina ) )                   \
+            return;                                                                                               \
+        NAME &unshared = PB_UNSHARE( handle, prefix##CreateFrom );                                                \
+        unshared.address = pb::share( ina );                                                                      \
+        unshared.number = num;                                                                                    \
+    }                                                                                                             \
     static_assert( true )
 
 /** A port range class. */
@@ -186,21 +160,9 @@ inline PB_STORE *checkPortRange( PB_STORE *store )
         PB_ASSERT( count >= 0 && count <= 65535 );                                                                 \
         return pb::create<NAME>( firstPort, count );                                                               \
     }                                                                                                              \
-    NAME *prefix##CreateFrom( NAME *source )                                                                       \
-    {                                                                                                              \
-        PB_ASSERT( source );                                                                                       \
-        return pb::copy( *source );                                                                                \
-    }                                                                                                              \
-    PB_INT prefix##FirstPort( NAME *range )                                                                        \
-    {                                                                                                              \
-        PB_ASSERT( range );                                                                                        \
-        return range->firstPort;                                                                                   \
-    }                                                                                                              \
-    PB_INT prefix##Count( NAME *range )                                                                            \
-    {                                                                                                              \
-        PB_ASSERT( range );                                                                                        \
-        return range->count;                                                                                       \
-    }                                                                                                              \
+    IN_CREATE_FROM_DEFINE( NAME, prefix );                                                                         \
+    IN_GETTER_DEFINE( NAME, prefix##FirstPort, range, PB_INT, range->firstPort );                                  \
+    IN_GETTER_DEFINE( NAME, prefix##Count, range, PB_INT, range->count );                                          \
     void prefix##SetFirstPort( NAME **range, PB_INT firstPort )                                                    \
     {                                                                                                              \
         IN_ASSERT_HANDLE( range );                                                                                 \
@@ -209,17 +171,9 @@ inline PB_STORE *checkPortRange( PB_STORE *store )
         unshared.firstPort = firstPort;                                                                            \
         pbIntSortPair( &unshared.firstPort, &unshared.count ); /* meant: the smaller one becomes the first port */ \
     }                                                                                                              \
-    void prefix##SetCount( NAME **range, PB_INT count )                                                            \
-    {                                                                                                              \
-        IN_ASSERT_HANDLE( range );                                                                                 \
-        PB_ASSERT( count >= 0 && count <= 65535 );                                                                 \
-        PB_UNSHARE( range, prefix##CreateFrom ).count = count;                                                     \
-    }                                                                                                              \
-    PB_STORE *prefix##Store( NAME *range )                                                                         \
-    {                                                                                                              \
-        PB_ASSERT( range );                                                                                        \
-        return in::storePortRange( *range );                                                                       \
-    }                                                                                                              \
+    IN_SETTER_DEFINE( NAME, prefix, SetCount, range, count >= 0 && count <= 65535, "count >= 0 && count <= 65535", \
+        count, count, PB_INT count );                                                                              \
+    IN_GETTER_DEFINE( NAME, prefix##Store, range, PB_STORE *, in::storePortRange( *range ) );                      \
     NAME *prefix##TryRestore( PB_STORE *store )                                                                    \
     {                                                                                                              \
         PB_ASSERT( store );                                                                                        \

@@ -39,11 +39,7 @@ struct IN_OPTIONS : PB_OBJ {
 
 IN_OPTIONS_DEFINE( IN_OPTIONS, inOptions, in___Options );
 
-PB_INT inOptionsFlags( IN_OPTIONS *opt )
-{
-    PB_ASSERT( opt );
-    return opt->flags;
-}
+IN_GETTER_DEFINE( IN_OPTIONS, inOptionsFlags, opt, PB_INT, opt->flags );
 
 void inOptionsSetFlags( IN_OPTIONS **opt, PB_INT flags )
 {
@@ -54,31 +50,8 @@ void inOptionsSetFlags( IN_OPTIONS **opt, PB_INT flags )
 IN_OPTIONAL_DEFINE( IN_OPTIONS, inOptions, Interface, interface, PB_STRING, opt, iface );
 IN_OPTIONAL_DEFINE( IN_OPTIONS, inOptions, Network, network, IN_NETWORK, opt, network );
 IN_OPTIONAL_DEFINE( IN_OPTIONS, inOptions, Address, address, IN_ADDRESS, opt, address );
-
-PB_INT inOptionsAddressVersion( IN_OPTIONS *opt )
-{
-    PB_ASSERT( opt );
-    return opt->addressVersion;
-}
-
-PB_BOOL inOptionsHasAddressVersion( IN_OPTIONS *opt )
-{
-    return inOptionsAddressVersion( opt ) != -1;
-}
-
-void inOptionsSetAddressVersion( IN_OPTIONS **opt, PB_INT version )
-{
-    IN_ASSERT_HANDLE( opt );
-    PB_ASSERT( IN_ADDRESS_VERSION_OK( version ) );
-    PB_UNSHARE( opt, inOptionsCreateFrom ).addressVersion = version;
-}
-
-void inOptionsDelAddressVersion( IN_OPTIONS **opt )
-{
-    IN_ASSERT_HANDLE( opt );
-    PB_UNSHARE( opt, inOptionsCreateFrom ).addressVersion = -1;
-}
-
+IN_OPTIONAL_INT_DEFINE(
+    IN_OPTIONS, inOptions, AddressVersion, addressVersion, opt, version, IN_ADDRESS_VERSION_OK( version ) );
 IN_INNER_OPTIONS_DEFINE( IN_OPTIONS, inOptions, DnsOptions, dnsOptions, IN_DNS_OPTIONS, dnsOptions );
 IN_INNER_OPTIONS_DEFINE( IN_OPTIONS, inOptions, TcpOptions, tcpOptions, IN_TCP_OPTIONS, tcpOptions );
 IN_INNER_OPTIONS_DEFINE( IN_OPTIONS, inOptions, UdpOptions, udpOptions, IN_UDP_OPTIONS, udpOptions );

@@ -18,6 +18,12 @@ struct Setting {
     bool isDefault = true;
 };
 
+template <class T>
+Setting<T> chosen( T value )
+{
+    return { std::move( value ), false };
+}
+
 /** Why a stored entry is passed over by restoring; null when it is taken. */
 using Ignored = const char *;
 constexpr Ignored wrongType = "wrong type";
@@ -65,6 +71,10 @@ PB_INT compareValues( const Setting<T> &a, const Setting<T> &b )
     return compareValues( a.value, b.value );
 }
 
+/*
+ * Reading one entry of a store, which gives the value or why it is passed over, and writing one.
+ */
+
 inline Ignored readValue( PB_STORE *store, const char *key, bool &value )
 {
     PB_BOOL read;
@@ -79,6 +89,27 @@ inline Ignored readValue( PB_STORE *store, const char *key, PB_INT &value )
         return nullptr;
     return pbStoreHasValueCstr( store, key, -1 ) ? notParsed : wrongType;
 }
+/** An object made from a stored text or sub-store. */
+template <class T, class Stored>
+Ignored readObject( pb::Ref<Stored> stored, T *( *tryFrom )( Stored *stored ), pb::Ref<T> &object )
+{
+    if ( !stored )
+        return wrongType;
+    object = pb::adopt( tryFrom( stored.get() ) );
+    return object ? nullptr : notParsed;
+}
+/** An integer that is stored as a name. */
+template <class Valid>
+Ignored readName(
+    PB_STORE *store, const char *key, PB_INT ( *fromText )( PB_STRING *text ), Valid valid, PB_INT &value )
+{
+    pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, key, -1 ) );
+    if ( !text )
+        return wrongType;
+    value = fromText( text.get() );
+    return valid( value ) ? nullptr : notParsed;
+}
+
 inline void writeValue( PB_STORE **store, const char *key, bool value )
 {
     pbStoreSetValueBoolCstr( store, key, -1, value );
@@ -97,6 +128,11 @@ inline void writeStore( PB_STORE **store, const char *key, PB_STORE *owned )
     pbStoreSetStoreCstr( store, key, -1, pb::adopt( owned ).get() );
 }
 
+/*
+ * Rows. Each kind has `key` and `member` and says how one value is read and written; what there is to say beside that, it
+ * says with more functions (reset, stored, check, restoredInto). The rest stands once behind the kinds.
+ */
+
 /** A boolean or integer with a default. `lowest` bounds integers; what is below is ignored by restoring. */
 template <class Owner, class T>
 struct ValueRow {
@@ -107,23 +143,12 @@ struct ValueRow {
     Setting<T> Owner::*restoredInto = member; // other than `member` only where that is meant
 
     void reset( Owner &owner ) const { owner.*member = { initial, true }; }
-    void store( Owner &owner, PB_STORE **store, bool full ) const
+    void write( PB_STORE **store, T value, bool ) const { writeValue( store, key, value ); }
+    Ignored read( PB_STORE *store, T &value ) const
     {
-        if ( full || !( owner.*member ).isDefault )
-            writeValue( store, key, ( owner.*member ).value );
+        Ignored reason = readValue( store, key, value );
+        return reason || value >= lowest ? reason : outOfRange;
     }
-    Ignored restore( Owner &owner, PB_STORE *store ) const
-    {
-        T value{};
-        if ( Ignored reason = readValue( store, key, value ) )
-            return reason;
-        if ( value < lowest )
-            return outOfRange;
-        owner.*restoredInto = { value, false };
-        return nullptr;
-    }
-    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
-    void check( PB_STORE *, Report & ) const {}
 };
 
 /** An optional object that is stored as text. */
@@ -134,25 +159,14 @@ struct TextRow {
     PB_STRING *( *toText )( T *object );
     T *( *tryFromText )( PB_STRING *text );
 
-    void reset( Owner & ) const {}
-    void store( Owner &owner, PB_STORE **store, bool ) const
+    void write( PB_STORE **store, const pb::Ref<T> &object, bool ) const
     {
-        if ( owner.*member )
-            writeText( store, key, toText( ( owner.*member ).get() ) );
+        writeText( store, key, toText( object.get() ) );
     }
-    Ignored restore( Owner &owner, PB_STORE *store ) const
+    Ignored read( PB_STORE *store, pb::Ref<T> &object ) const
     {
-        pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, key, -1 ) );
-        if ( !text )
-            return wrongType;
-        pb::Ref<T> object = pb::adopt( tryFromText( text.get() ) );
-        if ( !object )
-            return notParsed;
-        owner.*member = object;
-        return nullptr;
+        return readObject( pb::adopt( pbStoreValueCstr( store, key, -1 ) ), tryFromText, object );
     }
-    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
-    void check( PB_STORE *, Report & ) const {}
 };
 
 /** An integer that is stored as a name; written always, or only while it is `valid`. */
@@ -166,24 +180,9 @@ struct NameRow {
     bool ( *valid )( PB_INT value );
 
     void reset( Owner &owner ) const { owner.*member = initial; }
-    void store( Owner &owner, PB_STORE **store, bool ) const
-    {
-        if ( valid( owner.*member ) )
-            writeText( store, key, toText( owner.*member ) );
-    }
-    Ignored restore( Owner &owner, PB_STORE *store ) const
-    {
-        pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, key, -1 ) );
-        if ( !text )
-            return wrongType;
-        PB_INT value = fromText( text.get() );
-        if ( !valid( value ) )
-            return notParsed;
-        owner.*member = value;
-        return nullptr;
-    }
-    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
-    void check( PB_STORE *, Report & ) const {}
+    bool stored( PB_INT value, bool ) const { return valid( value ); }
+    void write( PB_STORE **store, PB_INT value, bool ) const { writeText( store, key, toText( value ) ); }
+    Ignored read( PB_STORE *store, PB_INT &value ) const { return readName( store, key, fromText, valid, value ); }
 };
 
 /** An optional integer from 0 on, -1 when absent. */
@@ -193,23 +192,13 @@ struct OptionalIntRow {
     PB_INT Owner::*member;
 
     void reset( Owner &owner ) const { owner.*member = -1; }
-    void store( Owner &owner, PB_STORE **store, bool ) const
+    bool stored( PB_INT value, bool ) const { return value >= 0; }
+    void write( PB_STORE **store, PB_INT value, bool ) const { writeValue( store, key, value ); }
+    Ignored read( PB_STORE *store, PB_INT &value ) const
     {
-        if ( owner.*member >= 0 )
-            writeValue( store, key, owner.*member );
+        Ignored reason = readValue( store, key, value );
+        return reason || value >= 0 ? reason : outOfRange;
     }
-    Ignored restore( Owner &owner, PB_STORE *store ) const
-    {
-        PB_INT value = 0;
-        if ( Ignored reason = readValue( store, key, value ) )
-            return reason;
-        if ( value < 0 )
-            return outOfRange;
-        owner.*member = value;
-        return nullptr;
-    }
-    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
-    void check( PB_STORE *, Report & ) const {}
 };
 
 /** An optional object that is stored as a sub-store. */
@@ -221,28 +210,13 @@ struct StoreRow {
     T *( *tryFromStore )( PB_STORE *store );
     PB_STORE *( *checkStore )( PB_STORE *store );
 
-    void reset( Owner & ) const {}
-    void store( Owner &owner, PB_STORE **store, bool ) const
+    void write( PB_STORE **store, const pb::Ref<T> &object, bool ) const
     {
-        if ( owner.*member )
-            writeStore( store, key, toStore( ( owner.*member ).get() ) );
+        writeStore( store, key, toStore( object.get() ) );
     }
-    Ignored restore( Owner &owner, PB_STORE *store ) const
+    Ignored read( PB_STORE *store, pb::Ref<T> &object ) const
     {
-        pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreCstr( store, key, -1 ) );
-        if ( !inner )
-            return wrongType;
-        pb::Ref<T> object = pb::adopt( tryFromStore( inner.get() ) );
-        if ( !object )
-            return notParsed;
-        owner.*member = object;
-        return nullptr;
-    }
-    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
-    void check( PB_STORE *store, Report &report ) const
-    {
-        if ( pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreCstr( store, key, -1 ) ) )
-            report.addAll( key, pb::adopt( checkStore( inner.get() ) ).get() );
+        return readObject( pb::adopt( pbStoreStoreCstr( store, key, -1 ) ), tryFromStore, object );
     }
 };
 
@@ -257,24 +231,13 @@ struct OptionsRow {
     PB_STORE *( *checkStore )( PB_STORE *store );
 
     void reset( Owner &owner ) const { owner.*member = { pb::adopt( createDefault() ), true }; }
-    void store( Owner &owner, PB_STORE **store, bool full ) const
+    void write( PB_STORE **store, const pb::Ref<T> &options, bool full ) const
     {
-        if ( full || !( owner.*member ).isDefault )
-            writeStore( store, key, toStore( ( owner.*member ).value.get(), full ) );
+        writeStore( store, key, toStore( options.get(), full ) );
     }
-    Ignored restore( Owner &owner, PB_STORE *store ) const
+    Ignored read( PB_STORE *store, pb::Ref<T> &options ) const
     {
-        pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreCstr( store, key, -1 ) );
-        if ( !inner )
-            return wrongType;
-        owner.*member = { pb::adopt( fromStore( inner.get() ) ), false };
-        return nullptr;
-    }
-    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
-    void check( PB_STORE *store, Report &report ) const
-    {
-        if ( pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreCstr( store, key, -1 ) ) )
-            report.addAll( key, pb::adopt( checkStore( inner.get() ) ).get() );
+        return readObject( pb::adopt( pbStoreStoreCstr( store, key, -1 ) ), fromStore, options );
     }
 };
 
@@ -309,11 +272,10 @@ struct StoreItem {
     }
     Ignored read( PB_STORE *array, PB_INT index, pb::Ref<PB_OBJ> &item ) const
     {
-        pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreAt( array, index ) );
-        if ( !inner )
-            return wrongType;
-        item = pb::adopt( pb::obj( tryFromStore( inner.get() ) ) );
-        return item ? nullptr : notParsed;
+        pb::Ref<T> object;
+        Ignored reason = readObject( pb::adopt( pbStoreStoreAt( array, index ) ), tryFromStore, object );
+        item = pb::adopt( pb::obj( object.give() ) );
+        return reason;
     }
     void check( PB_STORE *array, PB_INT index, Report &report, const char *path ) const
     {
@@ -330,29 +292,29 @@ struct VectorRow {
     Item item;
 
     void reset( Owner &owner ) const { owner.*member = pb::adopt( pbVectorCreate() ); }
-    void store( Owner &owner, PB_STORE **store, bool full ) const
+    bool stored( const pb::Ref<PB_VECTOR> &objects, bool full ) const
     {
-        PB_VECTOR *objects = ( owner.*member ).get();
-        if ( !full && pbVectorLength( objects ) == 0 )
-            return;
+        return full || pbVectorLength( objects.get() ) > 0;
+    }
+    void write( PB_STORE **store, const pb::Ref<PB_VECTOR> &objects, bool ) const
+    {
         pb::Ref<PB_STORE> array = pb::adopt( pbStoreCreateArray() );
-        for ( PB_INT i = 0; i < pbVectorLength( objects ); ++i )
-            item.append( array.handle(), pb::adopt( pbVectorObjAt( objects, i ) ).get() );
+        for ( PB_INT i = 0; i < pbVectorLength( objects.get() ); ++i )
+            item.append( array.handle(), pb::adopt( pbVectorObjAt( objects.get(), i ) ).get() );
         pbStoreSetStoreCstr( store, key, -1, array.get() );
     }
-    Ignored restore( Owner &owner, PB_STORE *store ) const
+    Ignored read( PB_STORE *store, pb::Ref<PB_VECTOR> &objects ) const
     {
         pb::Ref<PB_STORE> array = storedArray( store );
         if ( !array )
             return wrongType;
-        reset( owner );
+        objects = pb::adopt( pbVectorCreate() );
         pb::Ref<PB_OBJ> object;
         for ( PB_INT i = 0; i < pbStoreLength( array.get() ); ++i )
             if ( !item.read( array.get(), i, object ) )
-                pbVectorAppend( ( owner.*member ).handle(), object.get() );
+                pbVectorAppend( objects.handle(), object.get() );
         return nullptr;
     }
-    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
     void check( PB_STORE *store, Report &report ) const
     {
         pb::Ref<PB_STORE> array = storedArray( store );
@@ -377,17 +339,91 @@ private:
 template <class Owner, class T>
 struct UnstoredRow {
     pb::Ref<T> Owner::*member;
-
-    void reset( Owner & ) const {}
-    void store( Owner &, PB_STORE **, bool ) const {}
-    PB_INT compare( Owner &a, Owner &b ) const { return compareValues( a.*member, b.*member ); }
 };
+
+/*
+ * What stands once behind all kinds of rows.
+ */
 
 template <class Row>
 concept StoredRow = requires( const Row &row )
 {
     row.key;
 };
+
+template <class T>
+const T &valueOf( const T &member )
+{
+    return member;
+}
+template <class T>
+const T &valueOf( const Setting<T> &member )
+{
+    return member.value;
+}
+template <class T>
+T &changed( T &member )
+{
+    return member;
+}
+/** The value of a setting, which counts as chosen from here on. */
+template <class T>
+T &changed( Setting<T> &member )
+{
+    member.isDefault = false;
+    return member.value;
+}
+
+/** Whether a member is written: what was chosen and what is there, or with `full` everything that has a default. */
+template <class T>
+bool isStored( const Setting<T> &member, bool full )
+{
+    return full || !member.isDefault;
+}
+template <class T>
+bool isStored( const pb::Ref<T> &member, bool )
+{
+    return bool( member );
+}
+
+template <StoredRow Row, class Owner>
+void storeRow( const Row &row, const Owner &owner, PB_STORE **store, bool full )
+{
+    const auto &member = owner.*row.member;
+    bool stored;
+    if constexpr ( requires { row.stored( member, full ); } )
+        stored = row.stored( member, full );
+    else
+        stored = isStored( member, full );
+    if ( stored )
+        row.write( store, valueOf( member ), full );
+}
+
+template <StoredRow Row, class Owner>
+Ignored restoreRow( const Row &row, Owner &owner, PB_STORE *store )
+{
+    auto value = std::remove_cvref_t<decltype( valueOf( owner.*row.member ) )>();
+    if ( Ignored reason = row.read( store, value ) )
+        return reason;
+    if constexpr ( requires { row.restoredInto; } )
+        changed( owner.*row.restoredInto ) = value;
+    else
+        changed( owner.*row.member ) = std::move( value );
+    return nullptr;
+}
+
+/** Reports on the entry of a store under the row's key. */
+template <StoredRow Row, class Owner>
+void checkRow( const Row &row, PB_STRING *key, PB_STORE *store, Owner &scratch, Report &report )
+{
+    if ( Ignored reason = restoreRow( row, scratch, store ) )
+        report.add( key, reason );
+    if constexpr ( requires { row.check( store, report ); } )
+        row.check( store, report );
+    else if constexpr ( requires { row.checkStore; } )
+        if ( pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreCstr( store, row.key, -1 ) ) )
+            report.addAll( row.key, pb::adopt( row.checkStore( inner.get() ) ).get() );
+}
 
 /** Calls `visit` for each row of an options class, in order, until it gives a value that is not zero; that value. */
 template <class Owner, class Visit>
@@ -403,14 +439,25 @@ inline bool hasEntry( PB_STORE *store, const char *key )
     return pbStoreHasValueCstr( store, key, -1 ) || pbStoreHasStoreCstr( store, key, -1 );
 }
 
+/** The same for the rows that are stored, whose visits say nothing. */
+template <class Owner, class Visit>
+void eachStoredRow( Visit visit )
+{
+    eachRow<Owner>( [&]( const auto &row ) {
+        if constexpr ( StoredRow<decltype( row )> )
+            visit( row );
+        return false;
+    } );
+}
+
 /** New options, every row at its default. */
 template <class Owner>
 Owner *createOptions()
 {
     Owner *options = pb::create<Owner>();
-    eachRow<Owner>( [&]( const auto &row ) {
-        row.reset( *options );
-        return false;
+    eachStoredRow<Owner>( [&]( const auto &row ) {
+        if constexpr ( requires { row.reset( *options ); } )
+            row.reset( *options );
     } );
     return options;
 }
@@ -420,10 +467,7 @@ template <class Owner>
 PB_STORE *storeOptions( Owner &options, bool full )
 {
     pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
-    eachRow<Owner>( [&]( const auto &row ) {
-        row.store( options, store.handle(), full );
-        return false;
-    } );
+    eachStoredRow<Owner>( [&]( const auto &row ) { storeRow( row, options, store.handle(), full ); } );
     return store.give();
 }
 
@@ -432,11 +476,9 @@ template <class Owner>
 Owner *restoreOptions( PB_STORE *store )
 {
     Owner *options = createOptions<Owner>();
-    eachRow<Owner>( [&]( const auto &row ) {
-        if constexpr ( StoredRow<decltype( row )> )
-            if ( hasEntry( store, row.key ) )
-                row.restore( *options, store );
-        return false;
+    eachStoredRow<Owner>( [&]( const auto &row ) {
+        if ( hasEntry( store, row.key ) )
+            restoreRow( row, *options, store );
     } );
     if constexpr ( requires { options->settle(); } )
         options->settle(); // what follows another row
@@ -446,22 +488,7 @@ Owner *restoreOptions( PB_STORE *store )
 template <class Owner>
 PB_INT compareOptions( Owner &a, Owner &b )
 {
-    return eachRow<Owner>( [&]( const auto &row ) { return row.compare( a, b ); } );
-}
-
-/** Reports on the entry of a store under the key when it is the row's; whether it is. */
-template <class Row, class Owner>
-bool checkRow( const Row &row, PB_STRING *key, PB_STORE *store, Owner &scratch, Report &report )
-{
-    if constexpr ( StoredRow<Row> ) {
-        if ( !pbStringEqualsCstr( key, row.key, -1 ) )
-            return false;
-        if ( Ignored reason = row.restore( scratch, store ) )
-            report.add( key, reason );
-        row.check( store, report );
-        return true;
-    }
-    return false;
+    return eachRow<Owner>( [&]( const auto &row ) { return compareValues( a.*row.member, b.*row.member ); } );
 }
 
 /** What restoring ignores of a store, and why: a new store, paths of keys to reasons. */
@@ -474,8 +501,13 @@ PB_STORE *checkOptions( PB_STORE *store )
         pb::Ref<PB_STRING> key = pb::adopt( pbStoreKeyAt( store, i ) );
         if ( !key )
             break;
-        bool known =
-            eachRow<Owner>( [&]( const auto &row ) { return checkRow( row, key.get(), store, *scratch, report ); } );
+        bool known = false;
+        eachStoredRow<Owner>( [&]( const auto &row ) {
+            if ( !pbStringEqualsCstr( key.get(), row.key, -1 ) )
+                return;
+            known = true;
+            checkRow( row, key.get(), store, *scratch, report );
+        } );
         if ( !known )
             report.add( key.get(), "unknown key" );
     }
@@ -507,6 +539,37 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
 #define IN_ASSERT_TEXT( precondition, text ) \
     ( ( precondition ) ? (void)0 : pb___Abort( nullptr, __FILE__, __LINE__, text ) )
 
+/** The copying function of a class: a new, unshared object. */
+#define IN_CREATE_FROM_DEFINE( CLASS, prefix ) \
+    CLASS *prefix##CreateFrom( CLASS *source ) \
+    {                                          \
+        PB_ASSERT( source );                   \
+        return pb::copy( *source );            \
+    }                                          \
+    static_assert( true )
+
+/** A function that gives something of an object. */
+#define IN_GETTER_DEFINE( CLASS, function, handle, TYPE, ... ) \
+    TYPE function( CLASS *handle )                             \
+    {                                                          \
+        PB_ASSERT( handle );                                   \
+        return __VA_ARGS__;                                    \
+    }                                                          \
+    static_assert( true )
+
+/**
+ * A function that gives a member a value, for which it may have a parameter; the object is unshared before. The text is
+ * that of the abort when the precondition does not hold.
+ */
+#define IN_SETTER_DEFINE( CLASS, prefix, Set, handle, precondition, text, member, value, ... ) \
+    void prefix##Set( CLASS **handle __VA_OPT__(, ) __VA_ARGS__ )                              \
+    {                                                                                          \
+        IN_ASSERT_HANDLE( handle );                                                            \
+        IN_ASSERT_TEXT( precondition, text );                                                  \
+        PB_UNSHARE( handle, prefix##CreateFrom ).member = value;                               \
+    }                                                                                          \
+    static_assert( true )
+
 /** What every options class has: its sort and standard functions, Create, CreateFrom, Store, Restore, Check. */
 #define IN_OPTIONS_DEFINE( CLASS, prefix, internalPrefix )                                         \
     static void internalPrefix##FreeFunc( PB_OBJ *obj )                                            \
@@ -524,11 +587,7 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
     {                                                                                              \
         return in::createOptions<CLASS>();                                                         \
     }                                                                                              \
-    CLASS *prefix##CreateFrom( CLASS *source )                                                     \
-    {                                                                                              \
-        PB_ASSERT( source );                                                                       \
-        return pb::copy( *source );                                                                \
-    }                                                                                              \
+    IN_CREATE_FROM_DEFINE( CLASS, prefix );                                                        \
     PB_STORE *prefix##Store( CLASS *opt, PB_BOOL full )                                            \
     {                                                                                              \
         PB_ASSERT( opt );                                                                          \
@@ -546,27 +605,9 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
     }                                                                                              \
     static_assert( true )
 
-/**
- * The four accessors of a ValueRow: get, Set, ...Default (is it), Set...Default. `parameter` names the value in the setter
- * and in `precondition`, whose text is that of the abort.
- */
-#define IN_SETTING_DEFINE( CLASS, prefix, Name, member, TYPE, parameter, precondition )                        \
-    TYPE prefix##Name( CLASS *opt )                                                                            \
-    {                                                                                                          \
-        PB_ASSERT( opt );                                                                                      \
-        return opt->member.value;                                                                              \
-    }                                                                                                          \
-    void prefix##Set##Name( CLASS **opt, TYPE parameter )                                                      \
-    {                                                                                                          \
-        IN_ASSERT_HANDLE( opt );                                                                               \
-        IN_ASSERT_TEXT( precondition, #precondition );                                                         \
-        PB_UNSHARE( opt, prefix##CreateFrom ).member = { parameter, false };                                   \
-    }                                                                                                          \
-    PB_BOOL prefix##Name##Default( CLASS *opt )                                                                \
-    {                                                                                                          \
-        PB_ASSERT( opt );                                                                                      \
-        return opt->member.isDefault;                                                                          \
-    }                                                                                                          \
+/** Of both kinds of settings: ...Default (is it), Set...Default. */
+#define IN_DEFAULT_DEFINE( CLASS, prefix, Name, member )                                                       \
+    IN_GETTER_DEFINE( CLASS, prefix##Name##Default, opt, PB_BOOL, opt->member.isDefault );                     \
     void prefix##Set##Name##Default( CLASS **opt )                                                             \
     {                                                                                                          \
         IN_ASSERT_HANDLE( opt );                                                                               \
@@ -574,6 +615,23 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
         in::eachRow<CLASS>( [&]( const auto &row ) { return in::resetIf( row, unshared, &CLASS::member ); } ); \
     }                                                                                                          \
     static_assert( true )
+
+/**
+ * The four accessors of a ValueRow: get, Set, ...Default, Set...Default. `parameter` names the value in the setter and in
+ * `precondition`, whose text is that of the abort.
+ */
+#define IN_SETTING_DEFINE( CLASS, prefix, Name, member, TYPE, parameter, precondition )                                \
+    IN_GETTER_DEFINE( CLASS, prefix##Name, opt, TYPE, opt->member.value );                                             \
+    IN_SETTER_DEFINE(                                                                                                  \
+        CLASS, prefix, Set##Name, opt, precondition, #precondition, member, in::chosen( parameter ), TYPE parameter ); \
+    IN_DEFAULT_DEFINE( CLASS, prefix, Name, member )
+
+/** The accessors of an OptionsRow: get (a new reference), Set, ...Default, Set...Default. */
+#define IN_INNER_OPTIONS_DEFINE( CLASS, prefix, Name, member, TYPE, parameter )         \
+    IN_GETTER_DEFINE( CLASS, prefix##Name, opt, TYPE *, opt->member.value.retained() ); \
+    IN_SETTER_DEFINE( CLASS, prefix, Set##Name, opt, parameter, #parameter, member,     \
+        in::chosen( pb::share( parameter ) ), TYPE *parameter );                        \
+    IN_DEFAULT_DEFINE( CLASS, prefix, Name, member )
 
 /** The accessors of an optional object: get (a new reference or null), Has, Set, Del. */
 #define IN_OPTIONAL_DEFINE( CLASS, prefix, Name, member, TYPE, handle, parameter ) \
@@ -581,16 +639,8 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
 
 /** The same, for an object that is to fulfil a precondition. */
 #define IN_OPTIONAL_CHECKED_DEFINE( CLASS, prefix, Name, member, TYPE, handle, parameter, precondition ) \
-    TYPE *prefix##Name( CLASS *handle )                                                                  \
-    {                                                                                                    \
-        PB_ASSERT( handle );                                                                             \
-        return handle->member.retained();                                                                \
-    }                                                                                                    \
-    PB_BOOL prefix##Has##Name( CLASS *handle )                                                           \
-    {                                                                                                    \
-        PB_ASSERT( handle );                                                                             \
-        return bool( handle->member );                                                                   \
-    }                                                                                                    \
+    IN_GETTER_DEFINE( CLASS, prefix##Name, handle, TYPE *, handle->member.retained() );                  \
+    IN_GETTER_DEFINE( CLASS, prefix##Has##Name, handle, PB_BOOL, bool( handle->member ) );               \
     void prefix##Set##Name( CLASS **handle, TYPE *parameter )                                            \
     {                                                                                                    \
         IN_ASSERT_HANDLE( handle );                                                                      \
@@ -598,132 +648,77 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
         IN_ASSERT_TEXT( precondition, #precondition );                                                   \
         PB_UNSHARE( handle, prefix##CreateFrom ).member = pb::share( parameter );                        \
     }                                                                                                    \
-    void prefix##Del##Name( CLASS **handle )                                                             \
-    {                                                                                                    \
-        IN_ASSERT_HANDLE( handle );                                                                      \
-        PB_UNSHARE( handle, prefix##CreateFrom ).member = nullptr;                                       \
-    }                                                                                                    \
-    static_assert( true )
+    IN_SETTER_DEFINE( CLASS, prefix, Del##Name, handle, true, "", member, nullptr )
 
 /** The accessors of an optional integer, -1 when absent: get, Has, Set, Del. */
-#define IN_OPTIONAL_INT_DEFINE( CLASS, prefix, Name, member, handle, parameter, precondition ) \
-    PB_INT prefix##Name( CLASS *handle )                                                       \
-    {                                                                                          \
-        PB_ASSERT( handle );                                                                   \
-        return handle->member;                                                                 \
-    }                                                                                          \
-    PB_BOOL prefix##Has##Name( CLASS *handle )                                                 \
-    {                                                                                          \
-        return prefix##Name( handle ) != -1;                                                   \
-    }                                                                                          \
-    void prefix##Set##Name( CLASS **handle, PB_INT parameter )                                 \
-    {                                                                                          \
-        IN_ASSERT_HANDLE( handle );                                                            \
-        IN_ASSERT_TEXT( precondition, #precondition );                                         \
-        PB_UNSHARE( handle, prefix##CreateFrom ).member = parameter;                           \
-    }                                                                                          \
-    void prefix##Del##Name( CLASS **handle )                                                   \
-    {                                                                                          \
-        IN_ASSERT_HANDLE( handle );                                                            \
-        PB_UNSHARE( handle, prefix##CreateFrom ).member = -1;                                  \
-    }                                                                                          \
-    static_assert( true )
+#define IN_OPTIONAL_INT_DEFINE( CLASS, prefix, Name, member, handle, parameter, precondition )                \
+    IN_GETTER_DEFINE( CLASS, prefix##Name, handle, PB_INT, handle->member );                                  \
+    IN_GETTER_DEFINE( CLASS, prefix##Has##Name, handle, PB_BOOL, handle->member != -1 );                      \
+    IN_SETTER_DEFINE(                                                                                         \
+        CLASS, prefix, Set##Name, handle, precondition, #precondition, member, parameter, PB_INT parameter ); \
+    IN_SETTER_DEFINE( CLASS, prefix, Del##Name, handle, true, "", member, -1 )
 
 /**
  * The accessors of a VectorRow: the number of items, the vector and an item (new references), and what changes them. Each
  * item fulfils the precondition.
  */
-#define IN_ITEMS_DEFINE( CLASS, prefix, Item, Items, member, TYPE, self, parameter, precondition ) \
-    PB_INT prefix##Items##Length( CLASS *self )                                                    \
-    {                                                                                              \
-        PB_ASSERT( self );                                                                         \
-        return pbVectorLength( self->member.get() );                                               \
-    }                                                                                              \
-    PB_VECTOR *prefix##Items##Vector( CLASS *self )                                                \
-    {                                                                                              \
-        PB_ASSERT( self );                                                                         \
-        return self->member.retained();                                                            \
-    }                                                                                              \
-    TYPE *prefix##Item##At( CLASS *self, PB_INT index )                                            \
-    {                                                                                              \
-        PB_ASSERT( self );                                                                         \
-        return pb::adoptAs<TYPE>( pbVectorObjAt( self->member.get(), index ) ).give();             \
-    }                                                                                              \
-    static PB_OBJ *prefix##Assert##Item( TYPE *parameter )                                         \
-    {                                                                                              \
-        PB_ASSERT( parameter );                                                                    \
-        IN_ASSERT_TEXT( precondition, #precondition );                                             \
-        return pb::obj( parameter );                                                               \
-    }                                                                                              \
-    void prefix##Set##Item##At( CLASS **self, PB_INT index, TYPE *parameter )                      \
-    {                                                                                              \
-        IN_ASSERT_HANDLE( self );                                                                  \
-        PB_OBJ *item = prefix##Assert##Item( parameter );                                          \
-        pbVectorSetObjAt( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index, item );   \
-    }                                                                                              \
-    void prefix##Del##Item##At( CLASS **self, PB_INT index )                                       \
-    {                                                                                              \
-        IN_ASSERT_HANDLE( self );                                                                  \
-        pbVectorDelAt( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index );            \
-    }                                                                                              \
-    void prefix##Append##Item( CLASS **self, TYPE *parameter )                                     \
-    {                                                                                              \
-        IN_ASSERT_HANDLE( self );                                                                  \
-        PB_OBJ *item = prefix##Assert##Item( parameter );                                          \
-        pbVectorAppend( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), item );            \
-    }                                                                                              \
-    void prefix##Prepend##Item( CLASS **self, TYPE *parameter )                                    \
-    {                                                                                              \
-        IN_ASSERT_HANDLE( self );                                                                  \
-        PB_OBJ *item = prefix##Assert##Item( parameter );                                          \
-        pbVectorPrepend( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), item );           \
-    }                                                                                              \
-    void prefix##Insert##Item( CLASS **self, PB_INT index, TYPE *parameter )                       \
-    {                                                                                              \
-        IN_ASSERT_HANDLE( self );                                                                  \
-        PB_OBJ *item = prefix##Assert##Item( parameter );                                          \
-        pbVectorInsert( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index, item );     \
-    }                                                                                              \
-    void prefix##Clear##Items( CLASS **self )                                                      \
-    {                                                                                              \
-        IN_ASSERT_HANDLE( self );                                                                  \
-        pbVectorClear( PB_UNSHARE( self, prefix##CreateFrom ).member.handle() );                   \
-    }                                                                                              \
-    void prefix##Set##Items##Vector( CLASS **self, PB_VECTOR *vec )                                \
-    {                                                                                              \
-        IN_ASSERT_HANDLE( self );                                                                  \
-        PB_ASSERT( vec );                                                                          \
-        PB_ASSERT( pbVectorContainsOnly( vec, pb::Class<TYPE>::sort() ) );                         \
-        for ( PB_INT i = 0; i < pbVectorLength( vec ); ++i )                                       \
-            prefix##Assert##Item( pb::adoptAs<TYPE>( pbVectorObjAt( vec, i ) ).get() );            \
-        PB_UNSHARE( self, prefix##CreateFrom ).member = pb::share( vec );                          \
-    }                                                                                              \
-    static_assert( true )
-
-/** The accessors of an OptionsRow: get (a new reference), Set, ...Default, Set...Default. */
-#define IN_INNER_OPTIONS_DEFINE( CLASS, prefix, Name, member, TYPE, parameter )                                \
-    TYPE *prefix##Name( CLASS *opt )                                                                           \
-    {                                                                                                          \
-        PB_ASSERT( opt );                                                                                      \
-        return opt->member.value.retained();                                                                   \
-    }                                                                                                          \
-    void prefix##Set##Name( CLASS **opt, TYPE *parameter )                                                     \
-    {                                                                                                          \
-        IN_ASSERT_HANDLE( opt );                                                                               \
-        PB_ASSERT( parameter );                                                                                \
-        PB_UNSHARE( opt, prefix##CreateFrom ).member = { pb::share( parameter ), false };                      \
-    }                                                                                                          \
-    PB_BOOL prefix##Name##Default( CLASS *opt )                                                                \
-    {                                                                                                          \
-        PB_ASSERT( opt );                                                                                      \
-        return opt->member.isDefault;                                                                          \
-    }                                                                                                          \
-    void prefix##Set##Name##Default( CLASS **opt )                                                             \
-    {                                                                                                          \
-        IN_ASSERT_HANDLE( opt );                                                                               \
-        CLASS &unshared = PB_UNSHARE( opt, prefix##CreateFrom );                                               \
-        in::eachRow<CLASS>( [&]( const auto &row ) { return in::resetIf( row, unshared, &CLASS::member ); } ); \
-    }                                                                                                          \
+#define IN_ITEMS_DEFINE( CLASS, prefix, Item, Items, member, TYPE, self, parameter, precondition )        \
+    IN_GETTER_DEFINE( CLASS, prefix##Items##Length, self, PB_INT, pbVectorLength( self->member.get() ) ); \
+    IN_GETTER_DEFINE( CLASS, prefix##Items##Vector, self, PB_VECTOR *, self->member.retained() );         \
+    TYPE *prefix##Item##At( CLASS *self, PB_INT index )                                                   \
+    {                                                                                                     \
+        PB_ASSERT( self );                                                                                \
+        return pb::adoptAs<TYPE>( pbVectorObjAt( self->member.get(), index ) ).give();                    \
+    }                                                                                                     \
+    static PB_OBJ *prefix##Assert##Item( TYPE *parameter )                                                \
+    {                                                                                                     \
+        PB_ASSERT( parameter );                                                                           \
+        IN_ASSERT_TEXT( precondition, #precondition );                                                    \
+        return pb::obj( parameter );                                                                      \
+    }                                                                                                     \
+    void prefix##Set##Item##At( CLASS **self, PB_INT index, TYPE *parameter )                             \
+    {                                                                                                     \
+        IN_ASSERT_HANDLE( self );                                                                         \
+        PB_OBJ *item = prefix##Assert##Item( parameter );                                                 \
+        pbVectorSetObjAt( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index, item );          \
+    }                                                                                                     \
+    void prefix##Del##Item##At( CLASS **self, PB_INT index )                                              \
+    {                                                                                                     \
+        IN_ASSERT_HANDLE( self );                                                                         \
+        pbVectorDelAt( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index );                   \
+    }                                                                                                     \
+    void prefix##Append##Item( CLASS **self, TYPE *parameter )                                            \
+    {                                                                                                     \
+        IN_ASSERT_HANDLE( self );                                                                         \
+        PB_OBJ *item = prefix##Assert##Item( parameter );                                                 \
+        pbVectorAppend( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), item );                   \
+    }                                                                                                     \
+    void prefix##Prepend##Item( CLASS **self, TYPE *parameter )                                           \
+    {                                                                                                     \
+        IN_ASSERT_HANDLE( self );                                                                         \
+        PB_OBJ *item = prefix##Assert##Item( parameter );                                                 \
+        pbVectorPrepend( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), item );                  \
+    }                                                                                                     \
+    void prefix##Insert##Item( CLASS **self, PB_INT index, TYPE *parameter )                              \
+    {                                                                                                     \
+        IN_ASSERT_HANDLE( self );                                                                         \
+        PB_OBJ *item = prefix##Assert##Item( parameter );                                                 \
+        pbVectorInsert( PB_UNSHARE( self, prefix##CreateFrom ).member.handle(), index, item );            \
+    }                                                                                                     \
+    void prefix##Clear##Items( CLASS **self )                                                             \
+    {                                                                                                     \
+        IN_ASSERT_HANDLE( self );                                                                         \
+        pbVectorClear( PB_UNSHARE( self, prefix##CreateFrom ).member.handle() );                          \
+    }                                                                                                     \
+    void prefix##Set##Items##Vector( CLASS **self, PB_VECTOR *vec )                                       \
+    {                                                                                                     \
+        IN_ASSERT_HANDLE( self );                                                                         \
+        PB_ASSERT( vec );                                                                                 \
+        PB_ASSERT( pbVectorContainsOnly( vec, pb::Class<TYPE>::sort() ) );                                \
+        for ( PB_INT i = 0; i < pbVectorLength( vec ); ++i )                                              \
+            prefix##Assert##Item( pb::adoptAs<TYPE>( pbVectorObjAt( vec, i ) ).get() );                   \
+        PB_UNSHARE( self, prefix##CreateFrom ).member = pb::share( vec );                                 \
+    }                                                                                                     \
     static_assert( true )
 
 #endif

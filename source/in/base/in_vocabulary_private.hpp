@@ -1,10 +1,11 @@
 /*
  * Vocabularies of the library, written once: what every enumeration and every flag set has. A file defines the handle and
- * its functions with one of these, and a Startup function that registers the members, one line each.
+ * its functions with one of these, and a Startup function that registers the members, one line each or from a list.
  */
 #ifndef IN_VOCABULARY_PRIVATE_HPP
 #define IN_VOCABULARY_PRIVATE_HPP
 
+#include <in/base/in_vocabulary.h>
 #include <pb/pb.hpp>
 
 /** Declares the handle of a vocabulary and its Startup and Shutdown functions: in_<name>_private.h. */
@@ -54,5 +55,15 @@
         return pbEnumGenerate( handle.get(), parameter );               \
     }                                                                   \
     static_assert( true )
+
+/** The Startup function of an enumeration whose members stand in a list. */
+#define IN_ENUM_STARTUP_DEFINE( internalPrefix, handle, LIST ) \
+    void internalPrefix##Startup()                             \
+    {                                                          \
+        handle.set( pbEnumCreate() );                          \
+        LIST( IN_ENUM_REGISTER, &handle )                      \
+    }                                                          \
+    static_assert( true )
+#define IN_ENUM_REGISTER( handle, name, value ) PB_ENUM_ADD( handle, name );
 
 #endif

@@ -91,26 +91,36 @@ PB_BOOL clear( T **out )
     return false;
 }
 
-/** The functions of an endpoint class that reading a record needs. */
+/** The functions of an endpoint class that records need. */
 template <class T>
 struct EndpointFunctions {
     T *( *create )( IN_ADDRESS *ina, PB_INT number );
     IN_ADDRESS *( *address )( T *endpoint );
+    PB_INT ( *number )( T *endpoint );
     void ( *update )( T **endpoint, IN_ADDRESS *ina, PB_INT number );
 };
 
 constexpr EndpointFunctions<IN_TCP_ADDRESS> tcpFunctions = {
-    inTcpAddressCreate, inTcpAddressAddress, in___TcpAddressUpdate };
+    inTcpAddressCreate, inTcpAddressAddress, inTcpAddressPort, in___TcpAddressUpdate };
 constexpr EndpointFunctions<IN_UDP_ADDRESS> udpFunctions = {
-    inUdpAddressCreate, inUdpAddressAddress, in___UdpAddressUpdate };
+    inUdpAddressCreate, inUdpAddressAddress, inUdpAddressPort, in___UdpAddressUpdate };
 constexpr EndpointFunctions<IN_RAW_ADDRESS> rawFunctions = {
-    inRawAddressCreate, inRawAddressAddress, in___RawAddressUpdate };
+    inRawAddressCreate, inRawAddressAddress, inRawAddressProtocol, in___RawAddressUpdate };
 
-/** Makes a new endpoint of the record. */
+template <class T>
+PB_BOOL fromEndpoint( void *optionalSa, PB_INT *optionalLength, T *endpoint, const EndpointFunctions<T> &functions )
+{
+    pb::Ref<IN_ADDRESS> ina = pb::adopt( functions.address( endpoint ) );
+    return write( optionalSa, optionalLength, ina.get(), functions.number( endpoint ) );
+}
+
+/** Makes a new endpoint of the record; none when there is no number for it, which is -1 then. */
 template <class T>
 PB_BOOL toEndpoint( const Record &record, PB_INT number, T **out, const EndpointFunctions<T> &functions )
 {
     clear( out );
+    if ( number < 0 )
+        return false;
     *out = functions.create( pb::adopt( createAddress( record ) ).get(), number );
     return true;
 }
@@ -119,7 +129,7 @@ PB_BOOL toEndpoint( const Record &record, PB_INT number, T **out, const Endpoint
 template <class T>
 PB_BOOL updateEndpoint( const Record &record, PB_INT number, T **out, const EndpointFunctions<T> &functions )
 {
-    if ( !*out )
+    if ( !*out || number < 0 )
         return toEndpoint( record, number, out, functions );
     pb::Ref<IN_ADDRESS> lina = pb::adopt( functions.address( *out ) );
     if ( !says( record, lina.get() ) )
@@ -129,9 +139,17 @@ PB_BOOL updateEndpoint( const Record &record, PB_INT number, T **out, const Endp
     return true;
 }
 
-/** The protocol of a raw address: what the caller says, else the port field; -1 for neither. */
-PB_INT chooseProtocol( const Record &record, PB_INT protocol )
+/** The port of a TCP or UDP address, -1 for none. */
+PB_INT portOf( const Record &record )
 {
+    return record.port ? record.port : -1;
+}
+
+/** The protocol of a raw address: what the caller says, else the port field; -1 for neither. */
+PB_INT protocolOf( const Record &record, PB_INT protocol )
+{
+    if ( !record.bytes )
+        return -1;
     if ( protocol <= 255 )
         return protocol;
     return record.port < 256 ? record.port : -1;
@@ -163,24 +181,6 @@ PB_BOOL in___ImpSockaddrFromAddressAndUdpPort(
     return write( optionalSa, optionalLength, ina, udpPort );
 }
 
-PB_BOOL in___ImpSockaddrFromTcpAddress( void *optionalSa, PB_INT *optionalLength, IN_TCP_ADDRESS *ta )
-{
-    pb::Ref<IN_ADDRESS> ina = pb::adopt( inTcpAddressAddress( ta ) );
-    return write( optionalSa, optionalLength, ina.get(), inTcpAddressPort( ta ) );
-}
-
-PB_BOOL in___ImpSockaddrFromUdpAddress( void *optionalSa, PB_INT *optionalLength, IN_UDP_ADDRESS *ua )
-{
-    pb::Ref<IN_ADDRESS> ina = pb::adopt( inUdpAddressAddress( ua ) );
-    return write( optionalSa, optionalLength, ina.get(), inUdpAddressPort( ua ) );
-}
-
-PB_BOOL in___ImpSockaddrFromRawAddress( void *optionalSa, PB_INT *optionalLength, IN_RAW_ADDRESS *ra )
-{
-    pb::Ref<IN_ADDRESS> ina = pb::adopt( inRawAddressAddress( ra ) );
-    return write( optionalSa, optionalLength, ina.get(), inRawAddressProtocol( ra ) );
-}
-
 PB_BOOL in___ImpSockaddrToAddress( const void *sa, PB_INT length, IN_ADDRESS **ina )
 {
     PB_ASSERT( ina );
@@ -199,53 +199,51 @@ PB_BOOL in___ImpSockaddrUpdateAddress( const void *sa, PB_INT length, IN_ADDRESS
     return in___ImpSockaddrToAddress( sa, length, ina );
 }
 
-PB_BOOL in___ImpSockaddrToTcpAddress( const void *sa, PB_INT length, IN_TCP_ADDRESS **ta )
-{
-    PB_ASSERT( ta );
-    Record record = read( sa, length );
-    return record.port ? toEndpoint( record, record.port, ta, tcpFunctions ) : clear( ta );
-}
+/** The From, To and Update functions of a class whose number is a port. */
+#define SOCKADDR_PORT_DEFINE( NAME, Name, handle, functions )                                    \
+    PB_BOOL in___ImpSockaddrFrom##Name( void *optionalSa, PB_INT *optionalLength, NAME *handle ) \
+    {                                                                                            \
+        return fromEndpoint( optionalSa, optionalLength, handle, functions );                    \
+    }                                                                                            \
+    PB_BOOL in___ImpSockaddrTo##Name( const void *sa, PB_INT length, NAME **handle )             \
+    {                                                                                            \
+        PB_ASSERT( handle );                                                                     \
+        Record record = read( sa, length );                                                      \
+        return toEndpoint( record, portOf( record ), handle, functions );                        \
+    }                                                                                            \
+    PB_BOOL in___ImpSockaddrUpdate##Name( const void *sa, PB_INT length, NAME **handle )         \
+    {                                                                                            \
+        PB_ASSERT( handle );                                                                     \
+        Record record = read( sa, length );                                                      \
+        return updateEndpoint( record, portOf( record ), handle, functions );                    \
+    }                                                                                            \
+    static_assert( true )
 
-PB_BOOL in___ImpSockaddrToUdpAddress( const void *sa, PB_INT length, IN_UDP_ADDRESS **ua )
-{
-    PB_ASSERT( ua );
-    Record record = read( sa, length );
-    return record.port ? toEndpoint( record, record.port, ua, udpFunctions ) : clear( ua );
-}
+SOCKADDR_PORT_DEFINE( IN_TCP_ADDRESS, TcpAddress, ta, tcpFunctions );
+SOCKADDR_PORT_DEFINE( IN_UDP_ADDRESS, UdpAddress, ua, udpFunctions );
 
 PB_BOOL in___ImpSockaddrIsUdpAddress( const void *sa, PB_INT length )
 {
     return read( sa, length ).port != 0;
 }
 
-PB_BOOL in___ImpSockaddrUpdateTcpAddress( const void *sa, PB_INT length, IN_TCP_ADDRESS **ta )
+PB_BOOL in___ImpSockaddrFromRawAddress( void *optionalSa, PB_INT *optionalLength, IN_RAW_ADDRESS *ra )
 {
-    PB_ASSERT( ta );
-    Record record = read( sa, length );
-    return record.port ? updateEndpoint( record, record.port, ta, tcpFunctions ) : clear( ta );
-}
-
-PB_BOOL in___ImpSockaddrUpdateUdpAddress( const void *sa, PB_INT length, IN_UDP_ADDRESS **ua )
-{
-    PB_ASSERT( ua );
-    Record record = read( sa, length );
-    return record.port ? updateEndpoint( record, record.port, ua, udpFunctions ) : clear( ua );
+    return fromEndpoint( optionalSa, optionalLength, ra, rawFunctions );
 }
 
 PB_BOOL in___ImpSockaddrToRawAddress( const void *sa, PB_INT length, IN_RAW_ADDRESS **ra, PB_INT protocol )
 {
     PB_ASSERT( ra );
     Record record = read( sa, length );
-    PB_INT chosen = chooseProtocol( record, protocol );
-    return record.bytes && chosen >= 0 ? toEndpoint( record, chosen, ra, rawFunctions ) : clear( ra );
+    return toEndpoint( record, protocolOf( record, protocol ), ra, rawFunctions );
 }
 
 PB_BOOL in___ImpSockaddrUpdateRawAddress( const void *sa, PB_INT length, IN_RAW_ADDRESS **ra, PB_INT protocol )
 {
     PB_ASSERT( ra );
     Record record = read( sa, length );
-    PB_INT chosen = chooseProtocol( record, protocol );
-    return record.bytes && chosen >= 0 ? updateEndpoint( record, chosen, ra, rawFunctions ) : clear( ra );
+    return updateEndpoint( record, protocolOf( record, protocol ), ra, rawFunctions );
 }
 
 PB_VECTOR *in___ImpSystemEnumerateDnsServers( void )

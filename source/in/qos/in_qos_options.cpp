@@ -25,29 +25,11 @@ struct MarkRow {
     in::Setting<PB_INT> Owner::*member;
     PB_INT Preset::*preset;
     PB_STRING *( *toText )( PB_INT value );
-    in::Ignored ( *read )( PB_STORE *store, const char *key, PB_INT &value );
+    in::Ignored ( *readMark )( PB_STORE *store, const char *key, PB_INT &value );
 
     void reset( Owner &owner ) const { owner.*member = { presets[owner.defaults].*preset, true }; }
-    void settle( Owner &owner ) const
-    {
-        if ( ( owner.*member ).isDefault )
-            reset( owner );
-    }
-    void store( Owner &owner, PB_STORE **store, bool full ) const
-    {
-        if ( full || !( owner.*member ).isDefault )
-            in::writeText( store, key, toText( ( owner.*member ).value ) );
-    }
-    in::Ignored restore( Owner &owner, PB_STORE *store ) const
-    {
-        PB_INT value = 0;
-        if ( in::Ignored reason = read( store, key, value ) )
-            return reason;
-        owner.*member = { value, false };
-        return nullptr;
-    }
-    PB_INT compare( Owner &a, Owner &b ) const { return in::compareValues( a.*member, b.*member ); }
-    void check( PB_STORE *, in::Report & ) const {}
+    void write( PB_STORE **store, PB_INT value, bool ) const { in::writeText( store, key, toText( value ) ); }
+    in::Ignored read( PB_STORE *store, PB_INT &value ) const { return readMark( store, key, value ); }
 };
 
 PB_STRING *tosToText( PB_INT tos )
@@ -61,15 +43,11 @@ in::Ignored readTos( PB_STORE *store, const char *key, PB_INT &value )
     return reason || ( value >= 0 && value <= 255 ) ? reason : in::outOfRange;
 }
 
-/** Reads the name of an enumerant. */
 template <PB_INT ( *FromString )( PB_STRING *pbs )>
-in::Ignored readName( PB_STORE *store, const char *key, PB_INT &value )
+in::Ignored readEnumerant( PB_STORE *store, const char *key, PB_INT &value )
 {
-    pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, key, -1 ) );
-    if ( !text )
-        return in::wrongType;
-    value = FromString( text.get() );
-    return value >= 0 ? nullptr : in::notParsed;
+    return in::readName(
+        store, key, FromString, []( PB_INT read ) { return read >= 0; }, value );
 }
 
 } // namespace
@@ -90,30 +68,26 @@ struct IN_QOS_OPTIONS : PB_OBJ {
                 inQosDefaultsToString, inQosDefaultsFromString, defaultsOk },
             Mark{ "layer3Tos", &IN_QOS_OPTIONS::layer3Tos, &Preset::layer3Tos, tosToText, readTos },
             Mark{ "layer2Pcp", &IN_QOS_OPTIONS::layer2Pcp, &Preset::layer2Pcp, inQosLayer2PcpToString,
-                readName<inQosLayer2PcpFromString> },
+                readEnumerant<inQosLayer2PcpFromString> },
             Mark{ "windowsTrafficType", &IN_QOS_OPTIONS::windowsTrafficType, &Preset::windowsTrafficType,
-                inQosWindowsTrafficTypeToString, readName<inQosWindowsTrafficTypeFromString> },
+                inQosWindowsTrafficTypeToString, readEnumerant<inQosWindowsTrafficTypeFromString> },
         };
     }
 
     /** Lets the marks that were not chosen follow the preset. */
     void settle()
     {
-        in::eachRow<IN_QOS_OPTIONS>( [&]( const auto &row ) {
-            if constexpr ( requires { row.settle( *this ); } )
-                row.settle( *this );
-            return false;
+        in::eachStoredRow<IN_QOS_OPTIONS>( [&]( const auto &row ) {
+            if constexpr ( requires { row.preset; } )
+                if ( ( this->*row.member ).isDefault )
+                    row.reset( *this );
         } );
     }
 };
 
 IN_OPTIONS_DEFINE( IN_QOS_OPTIONS, inQosOptions, in___QosOptions );
 
-PB_INT inQosOptionsDefaults( IN_QOS_OPTIONS *opt )
-{
-    PB_ASSERT( opt );
-    return opt->defaults;
-}
+IN_GETTER_DEFINE( IN_QOS_OPTIONS, inQosOptionsDefaults, opt, PB_INT, opt->defaults );
 
 void inQosOptionsSetDefaults( IN_QOS_OPTIONS **opt, PB_INT dflt )
 {

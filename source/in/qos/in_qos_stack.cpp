@@ -2,14 +2,14 @@
  * QoS stacks. Each one's monitor guards its options and its update signal; the signal is asserted, and what was replaced
  * is released, outside of it.
  */
+#include <in/base/in_update_signal_private.hpp>
 #include <in/qos/in_qos_stack_private.h>
-#include <pb/pb.hpp>
 
 struct IN_QOS_STACK : PB_OBJ {
     pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_QOS_STACK", -1 ) );
     pb::Monitor monitor;
     pb::Ref<IN_QOS_OPTIONS> options PB_GUARDED_BY( monitor );
-    pb::Ref<PB_SIGNAL> updateSignal PB_GUARDED_BY( monitor ) = pb::adopt( pbSignalCreate() );
+    in::UpdateSignal update PB_GUARDED_BY( monitor );
 
     explicit IN_QOS_STACK( pb::Ref<IN_QOS_OPTIONS> initial ) : options( std::move( initial ) ) {}
 };
@@ -30,7 +30,7 @@ static pb::Ref<PB_SIGNAL> currentUpdateSignal( IN_QOS_STACK *stack )
 {
     PB_ASSERT( stack );
     pb::Lock lock( stack->monitor );
-    return stack->updateSignal;
+    return stack->update.current();
 }
 
 IN_QOS_STACK *inQosStackCreate( IN_QOS_OPTIONS *options, TR_ANCHOR *optionalTraceAnchor )
@@ -53,13 +53,13 @@ void inQosStackSetOptions( IN_QOS_STACK *stack, IN_QOS_OPTIONS *options )
     PB_ASSERT( stack );
     PB_ASSERT( options );
     pb::Ref<IN_QOS_OPTIONS> replaced = pb::share( options );
-    pb::Ref<PB_SIGNAL> changed = pb::adopt( pbSignalCreate() );
+    pb::Ref<PB_SIGNAL> changed;
     {
         pb::Lock lock( stack->monitor );
         if ( inQosOptionsEquals( stack->options.get(), options ) )
             return;
         std::swap( stack->options, replaced );
-        std::swap( stack->updateSignal, changed );
+        changed = stack->update.replace();
         traceConfiguration( stack, options ); // under the monitor: traces in the order of the changes
     }
     pbSignalAssert( changed.get() );
