@@ -22,15 +22,6 @@ pb::Ref<IN_OPTIONS> optionsOf( const char *json )
     return pb::adopt( inOptionsRestore( test::storeOf( json ).get() ) );
 }
 
-// The store keeps something of the first change of its objects.
-const int used = test::addFixture(
-    2, { [] {
-            pb::Ref<PB_STRING> name = test::str( "first" );
-            ASSERT_TRUE( csStoreTrySetObject( name.get(), test::str( "IN_QOS_STACK" ).get(), nullptr ) );
-            csStoreDelObject( name.get() );
-        },
-           [] {} } );
-
 pb::Ref<IN_TCP_ADDRESS> tcpAddress( PB_INT port )
 {
     return pb::adopt( inTcpAddressCreate( test::address( "192.0.2.1" ).get(), port ) );
@@ -108,7 +99,14 @@ TEST( Stack, TcpBlacklist )
     EXPECT_FALSE( blacklisted( stack, 1 ) );
 }
 
-TEST( Stack, InTheConfigurationStore )
+class StackStore : public testing::Test {
+protected:
+    // What the store shares with configurations that it gave out shows in the number of objects: once before they are counted.
+    static void SetUpTestSuite() { live(); }
+    static void live();
+};
+
+void StackStore::live()
 {
     pb::Ref<PB_STRING> name = test::str( "host" );
     pb::Ref<PB_STRING> sort = test::str( "IN_STACK" );
@@ -129,6 +127,11 @@ TEST( Stack, InTheConfigurationStore )
     EXPECT_EQ( pb::adopt( csStoreObject( name.get() ) ).get(), pb::obj( stack.get() ) ) << "the same, reconfigured";
     EXPECT_TRUE( eventually( [&] { return !inStackUp( stack.get() ); } ) );
     csStoreDelObject( name.get() );
+}
+
+TEST_F( StackStore, MakesAndChangesStacks )
+{
+    live();
 }
 
 // Stacks end at any moment of a run: before it, in it, and while signals of the host go round.

@@ -13,35 +13,9 @@ struct TruthRow {
     const char *key;
     bool Owner::*member;
 
-    void reset( Owner & ) const {}
-    void store( Owner &owner, PB_STORE **store, bool ) const { in::writeValue( store, key, owner.*member ); }
-    in::Ignored restore( Owner &owner, PB_STORE *store ) const { return in::readValue( store, key, owner.*member ); }
-    PB_INT compare( Owner &a, Owner &b ) const { return in::compareValues( a.*member, b.*member ); }
-};
-
-/** A number, stored unless it is absent. */
-template <class Owner>
-struct NumberRow {
-    const char *key;
-    PB_INT Owner::*member;
-
-    void reset( Owner & ) const {}
-    void store( Owner &owner, PB_STORE **store, bool ) const
-    {
-        if ( owner.*member != absent )
-            in::writeValue( store, key, owner.*member );
-    }
-    in::Ignored restore( Owner &owner, PB_STORE *store ) const
-    {
-        PB_INT value = absent;
-        if ( in::Ignored reason = in::readValue( store, key, value ) )
-            return reason;
-        if ( value < 0 )
-            return in::outOfRange;
-        owner.*member = value;
-        return nullptr;
-    }
-    PB_INT compare( Owner &a, Owner &b ) const { return in::compareValues( a.*member, b.*member ); }
+    bool stored( bool, bool ) const { return true; }
+    void write( PB_STORE **store, bool value, bool ) const { in::writeValue( store, key, value ); }
+    in::Ignored read( PB_STORE *store, bool &value ) const { return in::readValue( store, key, value ); }
 };
 
 /** A set of objects, stored as an array, empty or not. */
@@ -52,26 +26,27 @@ struct SetRow {
     void ( *append )( PB_STORE **array, T *object );
     pb::Ref<T> ( *tryReadAt )( PB_STORE *array, PB_INT index );
 
-    void reset( Owner & ) const {}
-    void store( Owner &owner, PB_STORE **store, bool ) const
+    bool stored( const pb::Ref<PB_DICT> &, bool ) const { return true; }
+    void write( PB_STORE **store, const pb::Ref<PB_DICT> &set, bool ) const
     {
         pb::Ref<PB_STORE> array = pb::adopt( pbStoreCreateArray() );
-        pb::Ref<PB_VECTOR> objects = pb::adopt( pbDictKeysVector( ( owner.*member ).get() ) );
+        pb::Ref<PB_VECTOR> objects = pb::adopt( pbDictKeysVector( set.get() ) );
         for ( PB_INT i = 0; i < pbVectorLength( objects.get() ); ++i )
             append( array.handle(), pb::adoptAs<T>( pbVectorObjAt( objects.get(), i ) ).get() );
         in::writeStore( store, key, array.give() );
     }
-    in::Ignored restore( Owner &owner, PB_STORE *store ) const
+    /** What does not parse is left out. */
+    in::Ignored read( PB_STORE *store, pb::Ref<PB_DICT> &set ) const
     {
         pb::Ref<PB_STORE> array = pb::adopt( pbStoreStoreCstr( store, key, -1 ) );
         if ( !array || !pbStoreIsArray( array.get() ) )
             return in::wrongType;
+        set = pb::adopt( pbDictCreate() );
         for ( PB_INT i = 0; i < pbStoreLength( array.get() ); ++i )
             if ( pb::Ref<T> object = tryReadAt( array.get(), i ) )
-                pbDictSet( ( owner.*member ).handle(), pb::obj( object.get() ), pb::obj( object.get() ) );
+                pbDictSet( set.handle(), pb::obj( object.get() ), pb::obj( object.get() ) );
         return nullptr;
     }
-    PB_INT compare( Owner &a, Owner &b ) const { return in::compareValues( a.*member, b.*member ); }
 };
 
 template <class T, PB_STORE *( *ToStore )( T * )>
@@ -126,7 +101,7 @@ struct IN_NW_INTERFACE_STATE : PB_OBJ {
     static constexpr auto options()
     {
         using State = IN_NW_INTERFACE_STATE;
-        using Number = NumberRow<State>;
+        using Number = in::OptionalIntRow<State>;
         return std::tuple{
             TruthRow<State>{ "end", &State::end },
             in::TextRow<State, PB_STRING>{ "displayName", &State::displayName, pbStringRetain, pbStringRetain },
