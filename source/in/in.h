@@ -13,6 +13,10 @@
 #include <in/dns/in_dns_options.h>
 #include <in/dns/in_dns_punycode.h>
 #include <in/dns/in_dns_servers.h>
+#include <in/filter/in_filter.h>
+#include <in/filter/in_filter_entry.h>
+#include <in/filter/in_filter_entry_flags.h>
+#include <in/filter/in_filter_options.h>
 #include <in/qos/in_qos_options.h>
 #include <in/qos/in_qos_stack.h>
 #include <in/qos/in_qos_vocabulary.h>

@@ -1,5 +1,6 @@
 /* Every class of the library keeps the object protocol. */
 #include <algorithm>
+#include <in/filter/in_filter_imp_private.h>
 #include <in/in.h>
 #include <support/conformance.hpp>
 
@@ -157,6 +158,49 @@ test::Samples<IN_QOS_STACK> samples()
         stacks.push_back( pb::adopt( inQosStackCreate( options.get(), nullptr ) ) );
     std::sort( stacks.begin(), stacks.end(), []( auto &a, auto &b ) { return a.get() < b.get(); } );
     return stacks;
+}
+
+template <>
+test::Samples<IN_FILTER_ENTRY> samples()
+{
+    return restored<IN_FILTER_ENTRY>( inFilterEntryTryRestore,
+        { { "host", "10.0.0.1" }, { "host", "10.0.0.1", "addressMatchingBits", "0" },
+            { "host", "10.0.0.1", "addressVersion", "IN_ADDRESS_VERSION_4" },
+            { "host", "10.0.0.1", "flags", "IN_FILTER_ENTRY_FLAG_ADDRESS" }, { "host", "a.example" } } );
+}
+
+template <>
+test::Samples<IN_FILTER_OPTIONS> samples()
+{
+    test::Samples<IN_FILTER_OPTIONS> objects = restored<IN_FILTER_OPTIONS>(
+        inFilterOptionsRestore, { {}, { "rebuildInterval", "600000" }, { "stackAddressPermitted", "true" },
+                                    { "stackName", "a" }, { "stackName", "b" } } );
+    objects.push_back( pb::adopt( inFilterOptionsCreate() ) );
+    inFilterOptionsAppendEntry( objects.back().handle(), samples<IN_FILTER_ENTRY>()[0].get() );
+    return objects;
+}
+
+/** These two order by identity. */
+template <>
+test::Samples<IN_FILTER> samples()
+{
+    test::Samples<IN_FILTER> filters( 2 );
+    for ( pb::Ref<IN_FILTER> &filter : filters )
+        filter = pb::adopt( inFilterCreate( samples<IN_FILTER_OPTIONS>()[0].get(), nullptr ) );
+    std::sort( filters.begin(), filters.end(), []( auto &a, auto &b ) { return a.get() < b.get(); } );
+    return filters;
+}
+
+template <>
+test::Samples<IN___FILTER_IMP> samples()
+{
+    test::Samples<IN___FILTER_IMP> imps( 2 );
+    for ( pb::Ref<IN___FILTER_IMP> &imp : imps ) {
+        imp = pb::adopt( in___FilterImpCreate( samples<IN_FILTER_OPTIONS>()[0].get(), nullptr ) );
+        in___FilterImpHalt( imp.get() );
+    }
+    std::sort( imps.begin(), imps.end(), []( auto &a, auto &b ) { return a.get() < b.get(); } );
+    return imps;
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using test::str;
 using test::take;
 
@@ -34,8 +35,7 @@ struct Sample {
 const Sample samples[] = {
     { "\u0644\u064A\u0647\u0645\u0627\u0628\u062A\u0643\u0644\u0645\u0648\u0634\u0639\u0631\u0628\u064A\u061F",
         "egbpdaj6bu4bxfgehfvwxn" },
-    { "他们为什么不说中文", "ihqwcrb4cv8a8dqg056pqjye" },
-    { "他們爲什麽不說中文", "ihqwctvzc91f659drss3x8bo0yb" },
+    { "他们为什么不说中文", "ihqwcrb4cv8a8dqg056pqjye" }, { "他們爲什麽不說中文", "ihqwctvzc91f659drss3x8bo0yb" },
     { "Pročprostěnemluvíčesky", "Proprostnemluvesky-uyb24dma41a" },
     { "\u05DC\u05DE\u05D4\u05D4\u05DD\u05E4\u05E9\u05D5\u05D8\u05DC\u05D0\u05DE\u05D3\u05D1\u05E8\u05D9\u05DD\u05E2"
       "\u05D1\u05E8\u05D9\u05EA",
@@ -50,17 +50,10 @@ const Sample samples[] = {
     { "3年B組金八先生", "3B-ww4c5e180e575a65lsy2b" },
     { "安室奈美恵-with-SUPER-MONKEYS", "-with-SUPER-MONKEYS-pc58ag80a8qai00g7n9n" },
     { "Hello-Another-Way-それぞれの場所", "Hello-Another-Way--fc4qua05auwb3674vfr0b" },
-    { "ひとつ屋根の下2", "2-u9tlzr9756bt3uc0v" },
-    { "MajiでKoiする5秒前", "MajiKoi5-783gue6qz075azm5e" },
-    { "パフィーdeルンバ", "de-jg4avhby1noc0d" },
-    { "そのスピードで", "d9juau41awczczp" },
-    { "-> $1.00 <-", "-> $1.00 <--" },
-    { "", "" },
-    { "a", "a-" },
-    { "-", "--" },
-    { "\u0080", "a" },
-    { "\U0010FFFE", "cn32g" },
-};
+    { "ひとつ屋根の下2", "2-u9tlzr9756bt3uc0v" }, { "MajiでKoiする5秒前", "MajiKoi5-783gue6qz075azm5e" },
+    { "パフィーdeルンバ", "de-jg4avhby1noc0d" }, { "そのスピードで", "d9juau41awczczp" },
+    { "-> $1.00 <-", "-> $1.00 <--" }, { "", "" }, { "a", "a-" }, { "-", "--" }, { "\u0080", "a" },
+    { "\U0010FFFE", "cn32g" } };
 
 } // namespace
 
@@ -83,151 +76,85 @@ TEST( Punycode, Samples )
 
 TEST( Punycode, IsNone )
 {
-    const std::u32string texts[] = {
-        U"-",
-        U"-a",
-        U"-ihq", // a delimiter with nothing before it
-        U"a-!",
-        U"a b",
-        U"abc-\u00e9",
-        U"é-a", // what is no digit, or not basic
-        U"ihqwcrb4cv8a8dqg056pqjy",
-        U"9",
-        U"a-99", // cut short
-        U"dn32h",
-        U"dn32hb",
-        U"99999b", // U+10FFFF is the last one
-        U"99999999999999999999999999",
-        U"a-999999999999999a",
-    };
-    for ( const std::u32string &text : texts )
-        EXPECT_EQ( take( inDnsPunycodeTryDecode( chars( text ).get(), -1 ) ), "(null)" );
+    // a delimiter with nothing before it; no digit, not basic; cut short; beyond U+10FFFF; beyond all numbers
+    for ( const char *text : { "-", "-a", "-ihq", "a-!", "a b", "abc-é", "é-a", "ihqwcrb4cv8a8dqg056pqjy", "9", "a-99",
+              "dn32h", "dn32gb", "99999b", "99999999999999999999999999", "a-999999999999999a" } )
+        EXPECT_EQ( take( inDnsPunycodeTryDecode( str( text ).get(), -1 ) ), "(null)" );
     pb::Ref<PB_STRING> last = pb::adopt( inDnsPunycodeTryDecode( str( "dn32g" ).get(), -1 ) );
     EXPECT_EQ( pbStringCharAt( last.get(), 0 ), 0x10FFFFU );
 }
 
 namespace {
 
-struct Label {
-    std::string label;
-    const char *ascii;   // null when it is none
-    const char *unicode; // of the label, not of its ASCII form
+struct Name {
+    std::string name, ascii;
+    std::string unicode = ascii; // of the name, not of its ASCII form
 };
 
 const std::string letters63( 63, 'a' );
-const std::string letters64( 64, 'a' );
 
-const Label labels[] = {
-    { "Example", "Example", "Example" },
-    { "_sip", "_sip", "_sip" },
-    { " !", " !", " !" },
-    { "-a-", "-a-", "-a-" },
-    { letters63, letters63.c_str(), letters63.c_str() },
-    { letters64, nullptr, nullptr },
-    { "", nullptr, nullptr },
-    { "Bücher", "xn--bcher-kva", "Bücher" },
-    { "xn--bcher-kva", "xn--bcher-kva", "bücher" },
-    { "XN--BCHER-KVA", "XN--BCHER-KVA", "BüCHER" },
-    { "Xn--bcher-kva", "Xn--bcher-kva", "bücher" },
-    { "xN--bcher-kva", "xN--bcher-kva", "bücher" },
-    { "straße", "strasse", "straße" },
-    { "ａｂｃ", "abc", "ａｂｃ" },
-    { "ｘn--bcher-kva", "xn--bcher-kva", "bücher" },
+const Name labels[] = { { "Example", "Example" }, { "_sip", "_sip" }, { " !", " !" }, { "-a-", "-a-" },
+    { letters63, letters63 }, { "Bücher", "xn--bcher-kva", "Bücher" }, { "xn--bcher-kva", "xn--bcher-kva", "bücher" },
+    { "XN--BCHER-KVA", "XN--BCHER-KVA", "BüCHER" }, { "Xn--bcher-kva", "Xn--bcher-kva", "bücher" },
+    { "xN--bcher-kva", "xN--bcher-kva", "bücher" }, { "straße", "strasse", "straße" }, { "ａｂｃ", "abc", "ａｂｃ" },
+    { "ｘn--bcher-kva", "xn--bcher-kva", "bücher" }, { "xn-ü", "xn--xn--joa", "xn-ü" },
     // not what the encoder writes, or nothing that it would encode
-    { "xn--", "xn--", "xn--" },
-    { "xn--!", "xn--!", "xn--!" },
-    { "xn--abc-", "xn--abc-", "xn--abc-" },
-    { "xn--bcher-kvb", "xn--bcher-kvb", "xn--bcher-kvb" },
-    { "xn--strae-oqa", "xn--strae-oqa", "xn--strae-oqa" },
-    { "xn--dn32g", "xn--dn32g", "xn--dn32g" },
-    // the prefix does not go before what is encoded
-    { "xn--ü", nullptr, nullptr },
-    { "XN--ü", nullptr, nullptr },
-    { "Xn--ü", nullptr, nullptr },
-    { "xN--ü", nullptr, nullptr },
-    { "xn-ü", "xn--xn--joa", "xn-ü" },
-    // nameprep: prohibited, mapped to nothing, both directions in one label, unassigned
-    { "a\u2028b", nullptr, nullptr },
-    { "a\uE000", nullptr, nullptr },
-    { "\u00AD", nullptr, nullptr },
-    { "a\u00ADb", "ab", "a\u00ADb" },
-    { letters63 + "\u00AD", letters63.c_str(),
-        "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\u00AD" },
-    { "\u05D0a", nullptr, nullptr },
-    { "\u0221", "xn--6la", "\u0221" },
-};
+    { "xn--", "xn--" }, { "xn--!", "xn--!" }, { "xn--abc-", "xn--abc-" }, { "xn--bcher-kvb", "xn--bcher-kvb" },
+    { "xn--strae-oqa", "xn--strae-oqa" }, { "xn--dn32g", "xn--dn32g" },
+    // mapped to nothing, also where that makes it short enough; unassigned
+    { "a\u00ADb", "ab", "a\u00ADb" }, { letters63 + "\u00AD", letters63, letters63 + "\u00AD" },
+    { "\u0221", "xn--6la", "\u0221" } };
+
+const Name names[] = { { "a.b", "a.b" }, { "a\u3002b", "a.b" }, { "a\uFF0Eb\uFF61c.", "a.b.c" }, { "a\u3002", "a" },
+    { "192.0.2.1", "192.0.2.1" }, { "www.Bücher.example", "www.xn--bcher-kva.example", "www.Bücher.example" },
+    { "WWW.XN--bcher-KVA.example.", "WWW.XN--bcher-KVA.example", "WWW.bücher.example" } };
+
+void checkName( const Name &row )
+{
+    pb::Ref<PB_STRING> name = str( row.name );
+    ASSERT_TRUE( inDnsIdnaDomainNameOk( name.get() ) ) << row.name;
+    EXPECT_EQ( take( inDnsIdnaDomainNameToAscii( name.get() ) ), row.ascii );
+    EXPECT_EQ( take( inDnsIdnaDomainNameToUnicode( name.get() ) ), row.unicode );
+}
 
 } // namespace
 
-TEST( Idna, Labels )
+TEST( Idna, Names )
 {
-    for ( const Label &row : labels ) {
-        pb::Ref<PB_STRING> label = str( row.label );
-        EXPECT_EQ( inDnsIdnaLabelOk( label.get() ), row.ascii != nullptr ) << row.label;
-        if ( !row.ascii )
-            continue;
-        EXPECT_EQ( take( inDnsIdnaLabelToAscii( label.get() ) ), row.ascii );
-        EXPECT_EQ( take( inDnsIdnaLabelToUnicode( label.get() ) ), row.unicode );
+    for ( const Name &row : labels ) {
+        checkName( row );
+        EXPECT_EQ( take( inDnsIdnaLabelToAscii( str( row.name ).get() ) ), row.ascii );
+        EXPECT_EQ( take( inDnsIdnaLabelToUnicode( str( row.name ).get() ) ), row.unicode );
     }
-    // the longest that is encoded: "xn--" and 59
+    for ( const Name &row : names )
+        checkName( row );
+    // too long; the prefix before what is encoded; prohibited, nothing left, both directions
+    for ( const std::string &label : { std::string(), letters63 + "a", "xn--ü"s, "XN--ü"s, "Xn--ü"s, "xN--ü"s,
+              "a\u2028b"s, "a\uE000"s, "\u00AD"s, "\u05D0a"s } ) {
+        EXPECT_FALSE( inDnsIdnaLabelOk( str( label ).get() ) ) << label;
+        for ( const std::string &name : { label, label + ".", "a." + label + ".b" } )
+            EXPECT_FALSE( inDnsIdnaDomainNameOk( str( name ).get() ) ) << name;
+    }
+    for ( const char *name : { "a..", "a..b", ".a", "a\u3002.b" } )
+        EXPECT_FALSE( inDnsIdnaDomainNameOk( str( name ).get() ) ) << name;
+    // the longest that is encoded: "xn--" and 59; no bound on the whole
     EXPECT_TRUE( inDnsIdnaLabelOk( str( repeat( "ü", 57 ) ).get() ) );
     EXPECT_FALSE( inDnsIdnaLabelOk( str( repeat( "ü", 58 ) ).get() ) );
+    pb::Ref<PB_STRING> longName = str( repeat( letters63 + ".", 1000 ) );
+    EXPECT_EQ( pbStringLength( pb::adopt( inDnsIdnaDomainNameToAscii( longName.get() ) ).get() ), 63'999 );
 }
 
 TEST( Idna, Flags )
 {
-    auto ok = []( const char *label, bool allowUnassigned, bool std3 ) {
-        return in___DnsIdnaLabelOk( str( label ).get(), allowUnassigned, std3 );
-    };
-    EXPECT_TRUE( ok( "\u0221", true, false ) );
-    EXPECT_FALSE( ok( "\u0221", false, false ) );
+    EXPECT_FALSE( in___DnsIdnaLabelOk( str( "\u0221" ).get(), false, false ) );
     for ( PB_CHAR ch = 0; ch <= 0x80; ++ch ) {
         pb::Ref<PB_STRING> label = chars( std::u32string{ U'a', ch, U'a' } );
         bool letterDigitHyphen = ch < 0x80 && ( std::isalnum( static_cast<int>( ch ) ) || ch == '-' );
         EXPECT_EQ( in___DnsIdnaLabelOk( label.get(), true, true ), letterDigitHyphen ) << ch;
     }
     for ( const char *label : { "-", "-a", "a-", "" } )
-        EXPECT_FALSE( ok( label, true, true ) ) << label;
+        EXPECT_FALSE( in___DnsIdnaLabelOk( str( label ).get(), true, true ) ) << label;
     EXPECT_EQ( in___DnsIdnaLabelsTrySplit( str( "a.b_c" ).get(), true, true ), nullptr );
-    EXPECT_EQ( take( in___DnsIdnaDomainNameToUnicode( str( "a.b-c." ).get(), true, true ) ), "a.b-c" );
-}
-
-TEST( Idna, Names )
-{
-    struct Name {
-        std::string name;
-        const char *ascii; // null when it is none
-        const char *unicode;
-    };
-    const Name names[] = {
-        { "a", "a", "a" },
-        { "a.b", "a.b", "a.b" },
-        { "a\u3002b", "a.b", "a.b" },
-        { "a\uFF0Eb\uFF61c.", "a.b.c", "a.b.c" },
-        { "a\u3002", "a", "a" },
-        { "www.Bücher.example", "www.xn--bcher-kva.example", "www.Bücher.example" },
-        { "WWW.XN--bcher-KVA.example.", "WWW.XN--bcher-KVA.example", "WWW.bücher.example" },
-        { "192.0.2.1", "192.0.2.1", "192.0.2.1" },
-        { "", nullptr, nullptr },
-        { ".", nullptr, nullptr },
-        { "a..", nullptr, nullptr },
-        { "a..b", nullptr, nullptr },
-        { ".a", nullptr, nullptr },
-        { "a\u3002.b", nullptr, nullptr },
-        { "a.xn--ü.b", nullptr, nullptr },
-        { "a." + letters64, nullptr, nullptr },
-        { letters64 + ".", nullptr, nullptr },
-    };
-    for ( const Name &row : names ) {
-        EXPECT_EQ( inDnsIdnaDomainNameOk( str( row.name ).get() ), row.ascii != nullptr ) << row.name;
-        if ( !row.ascii )
-            continue;
-        EXPECT_EQ( take( inDnsIdnaDomainNameToAscii( str( row.name ).get() ) ), row.ascii );
-        EXPECT_EQ( take( inDnsIdnaDomainNameToUnicode( str( row.name ).get() ) ), row.unicode );
-    }
-    // no bound on the whole
-    pb::Ref<PB_STRING> longName = str( repeat( letters63 + ".", 1000 ) );
-    EXPECT_EQ( pbStringLength( pb::adopt( inDnsIdnaDomainNameToAscii( longName.get() ) ).get() ), 63'999 );
 }
 
 TEST( Idna, Equality )
@@ -236,32 +163,36 @@ TEST( Idna, Equality )
         const char *a, *b;
         bool equal;
     };
-    const Pair pairs[] = {
-        { "a.B", "A\u3002b.", true }, { "Bücher.example", "xn--bcher-kva.Example", true },
-        { "BÜCHER", "XN--BCHER-KVA", true }, { "straße", "STRASSE", true }, { "a.b", "a.b.c", false },
-        { "bücher", "bucher", false }, { "bücher", "xn--bcher-kvb", false }, { "ａ", "a", false }, // not prepared
-        { "u\u0308", "ü", false },                                                                 // nor composed
-    };
-    for ( const Pair &pair : pairs ) {
+    // the last two are not prepared
+    for ( const Pair &pair : { Pair{ "a.B", "A\u3002b.", true }, { "Bücher.example", "xn--bcher-kva.Example", true },
+              { "BÜCHER", "XN--BCHER-KVA", true }, { "straße", "STRASSE", true }, { "a.b", "a.b.c", false },
+              { "bücher", "bucher", false }, { "bücher", "xn--bcher-kvb", false }, { "ａ", "a", false },
+              { "u\u0308", "ü", false } } ) {
         EXPECT_EQ( inDnsIdnaDomainNameEquals( str( pair.a ).get(), str( pair.b ).get() ), pair.equal ) << pair.a;
         EXPECT_EQ( inDnsIdnaDomainNameEquals( str( pair.b ).get(), str( pair.a ).get() ), pair.equal ) << pair.a;
     }
 }
 
+namespace {
+
+std::u32string randomText( std::mt19937_64 &random, const std::u32string &pool, std::size_t maxLength )
+{
+    std::u32string text;
+    for ( std::size_t length = random() % maxLength; text.size() < length; )
+        text += pool[random() % pool.size()];
+    return text;
+}
+
+} // namespace
+
 TEST( Idna, RandomNames )
 {
-    // what nameprep only folds, so that a name and its prepared form are equal
-    const std::u32string pool = U"aZ9-_.\u3002éÜßñŁσςЖжहि日本語세계ﬀİ\u00AD\u2028";
-    const std::u32string prefix = U"xn--";
+    // what nameprep only folds, or refuses, so that a name and its prepared form are equal
+    const std::u32string pool = U"aZ9-_.\u3002éÜßñŁσςЖжहि日本語세계ﬀİ\u2028";
     std::mt19937_64 random( 1 );
     int good = 0;
     for ( int i = 0; i < 6'000; ++i ) {
-        std::u32string text;
-        for ( std::size_t length = random() % 24; text.size() < length; )
-            text += random() % 16 == 0 ? prefix : pool.substr( random() % pool.size(), 1 );
-        if ( random() % 2 )
-            std::erase( text, U'\u00AD' ); // which folding keeps
-        pb::Ref<PB_STRING> name = chars( text );
+        pb::Ref<PB_STRING> name = chars( ( random() % 8 ? U"" : U"xn--" ) + randomText( random, pool, 24 ) );
         if ( !inDnsIdnaDomainNameOk( name.get() ) )
             continue;
         ++good;
@@ -270,9 +201,7 @@ TEST( Idna, RandomNames )
         pb::Ref<PB_STRING> again = pb::adopt( inDnsIdnaDomainNameToAscii( unicode.get() ) );
         EXPECT_TRUE( std::ranges::all_of( pb::chars( ascii.get() ), []( PB_CHAR ch ) { return ch < 0x80; } ) );
         EXPECT_TRUE( pbStringEqualsCaseFold( again.get(), ascii.get() ) ) << pb::text( name.get() );
-        EXPECT_TRUE( inDnsIdnaDomainNameEquals( unicode.get(), ascii.get() ) ) << pb::text( name.get() );
-        bool folded = text.find( U'\u00AD' ) == text.npos;
-        EXPECT_TRUE( !folded || inDnsIdnaDomainNameEquals( unicode.get(), name.get() ) ) << pb::text( name.get() );
+        EXPECT_TRUE( inDnsIdnaDomainNameEquals( unicode.get(), name.get() ) ) << pb::text( name.get() );
     }
     EXPECT_GT( good, 500 );
 }
@@ -283,16 +212,14 @@ TEST( Punycode, RandomTexts )
     std::mt19937_64 random( 2 );
     int good = 0;
     for ( int i = 0; i < 50'000; ++i ) {
-        std::u32string text;
-        for ( std::size_t length = random() % 12; text.size() < length; )
-            text += digits[random() % digits.size()];
-        pb::Ref<PB_STRING> decoded = pb::adopt( inDnsPunycodeTryDecode( chars( text ).get(), 63 ) );
+        pb::Ref<PB_STRING> text = chars( randomText( random, digits, 12 ) );
+        pb::Ref<PB_STRING> decoded = pb::adopt( inDnsPunycodeTryDecode( text.get(), 63 ) );
         if ( !decoded )
             continue;
         ++good;
         pb::Ref<PB_STRING> encoded = pb::adopt( inDnsPunycodeTryEncode( decoded.get(), 63 ) );
         ASSERT_TRUE( encoded );
-        EXPECT_TRUE( pbStringEqualsCaseFold( encoded.get(), chars( text ).get() ) ) << pb::text( encoded.get() );
+        EXPECT_TRUE( pbStringEqualsCaseFold( encoded.get(), text.get() ) ) << pb::text( encoded.get() );
     }
     EXPECT_GT( good, 2'000 );
 }
@@ -300,11 +227,8 @@ TEST( Punycode, RandomTexts )
 TEST( Idna, Misuse )
 {
     pb::Ref<PB_STRING> a = str( "a" ), bad = str( ".a" ), last = chars( U"\U0010FFFF" );
-    test::expectAborts( {
-        { "inDnsIdnaLabelOk( adnLabel )", [&] { inDnsIdnaLabelToUnicode( str( "" ).get() ); } },
+    test::expectAborts( { { "inDnsIdnaLabelOk( adnLabel )", [&] { inDnsIdnaLabelToUnicode( str( "" ).get() ); } },
         { "idnLabels", [&] { inDnsIdnaDomainNameToAscii( bad.get() ); } },
-        { "idnB", [&] { inDnsIdnaDomainNameEquals( a.get(), nullptr ); } },
         { "maxResultLength >= -1", [&] { inDnsPunycodeTryDecode( a.get(), -2 ); } },
-        { "n < PB_CHAR_MAX", [&] { inDnsPunycodeTryEncode( last.get(), -1 ); } },
-    } );
+        { "n < PB_CHAR_MAX", [&] { inDnsPunycodeTryEncode( last.get(), -1 ); } } } );
 }

@@ -6,6 +6,8 @@
 #include <in/base/in_address_version_private.h>
 #include <in/base/in_flags_private.h>
 #include <in/base/in_module_private.h>
+#include <in/filter/in_filter_entry_flags_private.h>
+#include <in/filter/in_filter_private.h>
 #include <in/imp/in_imp_qos_private.h>
 #include <in/qos/in_qos_stack_private.h>
 #include <in/qos/in_qos_vocabulary_private.h>
@@ -35,6 +37,8 @@ void moduleBackendShutdown()
 constexpr Step startups[] = {
     in___AddressVersionStartup,
     in___FlagsStartup,
+    in___FilterCsStartup,
+    in___FilterEntryFlagsStartup,
     in___ImpQosStartup,
     in___QosDefaultsStartup,
     in___QosLayer2PcpStartup,
@@ -48,6 +52,7 @@ constexpr Step startups[] = {
 constexpr Step shutdowns[] = {
     moduleBackendShutdown, // first: no more requests for the module's info
     in___QosStackCsShutdown,
+    in___FilterCsShutdown,
 };
 
 constexpr Step shutdownWaits[] = {
@@ -57,6 +62,7 @@ constexpr Step shutdownWaits[] = {
     in___QosLayer2PcpShutdown,
     in___QosDefaultsShutdown,
     in___ImpQosShutdown,
+    in___FilterEntryFlagsShutdown,
     in___FlagsShutdown,
     in___AddressVersionShutdown,
 };

@@ -1,0 +1,42 @@
+/* Filter options. No state. */
+#include <in/base/in_settings_private.hpp>
+#include <in/filter/in_filter_options.h>
+
+struct IN_FILTER_OPTIONS : PB_OBJ {
+    pb::Ref<PB_VECTOR> entries;
+    pb::Ref<PB_STRING> stackName;
+    in::Setting<bool> stackAddressPermitted;
+    in::Setting<PB_INT> rebuildInterval;
+    pb::Ref<IN_STACK> stack;
+
+    static PB_STRING *tryName( PB_STRING *text )
+    {
+        return csObjectRecordNameOk( text ) ? pbStringRetain( text ) : nullptr;
+    }
+
+    static constexpr auto options()
+    {
+        return std::tuple{
+            in::VectorRow<IN_FILTER_OPTIONS, in::StoreItem<IN_FILTER_ENTRY>>{ "entries", &IN_FILTER_OPTIONS::entries,
+                { inFilterEntryStore, inFilterEntryTryRestore, inFilterEntryCheck } },
+            in::TextRow<IN_FILTER_OPTIONS, PB_STRING>{
+                "stackName", &IN_FILTER_OPTIONS::stackName, pbStringRetain, tryName },
+            in::ValueRow<IN_FILTER_OPTIONS, bool>{
+                "stackAddressPermitted", &IN_FILTER_OPTIONS::stackAddressPermitted, true },
+            in::ValueRow<IN_FILTER_OPTIONS, PB_INT>{
+                "rebuildInterval", &IN_FILTER_OPTIONS::rebuildInterval, 600'000, 1 },
+            in::UnstoredRow<IN_FILTER_OPTIONS, IN_STACK>{ &IN_FILTER_OPTIONS::stack },
+        };
+    }
+};
+
+IN_OPTIONS_DEFINE( IN_FILTER_OPTIONS, inFilterOptions, in___FilterOptions );
+
+IN_ITEMS_DEFINE( IN_FILTER_OPTIONS, inFilterOptions, Entry, Entries, entries, IN_FILTER_ENTRY, opt, entry, true );
+IN_OPTIONAL_CHECKED_DEFINE( IN_FILTER_OPTIONS, inFilterOptions, StackName, stackName, PB_STRING, opt, stackName,
+    csObjectRecordNameOk( stackName ) );
+IN_SETTING_DEFINE(
+    IN_FILTER_OPTIONS, inFilterOptions, StackAddressPermitted, stackAddressPermitted, PB_BOOL, permitted, true );
+IN_SETTING_DEFINE(
+    IN_FILTER_OPTIONS, inFilterOptions, RebuildInterval, rebuildInterval, PB_INT, interval, interval > 0 );
+IN_OPTIONAL_DEFINE( IN_FILTER_OPTIONS, inFilterOptions, Stack, stack, IN_STACK, opt, stack );

@@ -1,0 +1,375 @@
+/* Filters: entries and options as configurations, what tables permit, rebuilds, the stack, many threads. */
+#include "options_support.hpp"
+#include <atomic>
+#include <in/filter/in_filter_table_private.hpp>
+#include <random>
+#include <support/misuse.h>
+#include <support/processes.hpp>
+#include <thread>
+
+namespace {
+
+using test::str;
+using test::textOf;
+
+void startThreads() // now: one that is started during a test would look like an object that is left over
+{
+    ASSERT_TRUE( test::startAllThreads( nullptr, std::max( 2U, std::thread::hardware_concurrency() ) ) );
+}
+const int threads = test::addFixture( 1, { startThreads, [] {} } );
+
+pb::Ref<IN_ADDRESS> address( const std::string &text )
+{
+    return pb::adopt( inAddressTryCreateFromString( str( text ).get() ) );
+}
+pb::Ref<IN_FILTER_OPTIONS> options( const std::string &json )
+{
+    return pb::adopt( inFilterOptionsRestore( test::storeOf( json ).get() ) );
+}
+pb::Ref<IN_FILTER> filter( const pb::Ref<IN_FILTER_OPTIONS> &opt )
+{
+    return pb::adopt( inFilterCreate( opt.get(), nullptr ) );
+}
+bool permits( const pb::Ref<IN_FILTER> &subject, const std::string &text )
+{
+    return inFilterCheck( subject.get(), address( text ).get() );
+}
+
+/** Waits for what another thread brings about. */
+template <class Condition>
+bool soon( Condition condition )
+{
+    for ( PB_INT end = pbTimestamp() + 20'000; pbTimestamp() < end; pbSleep( 1 ) )
+        if ( condition() )
+            return true;
+    return false;
+}
+bool soonPermits( const pb::Ref<IN_FILTER> &subject, const std::string &text, bool permitted = true )
+{
+    return soon( [&] { return permits( subject, text ) == permitted; } );
+}
+
+/** An entry for a literal address; options of such entries. */
+std::string literal( const std::string &host, const std::string &more = "" )
+{
+    return R"({"host":")" + host + R"(","flags":"IN_FILTER_ENTRY_FLAG_ADDRESS")" + more + "}";
+}
+std::string bits( int count )
+{
+    return R"(,"addressMatchingBits":)" + std::to_string( count );
+}
+std::string entries( const std::string &list )
+{
+    return R"({"entries":[)" + list + "]}";
+}
+
+class Recording {
+public:
+    Recording() { trSystemAddSink( sink.get() ); }
+    ~Recording() { trSystemDelSink( sink.get() ); }
+
+    /** Whether the text comes up in what was traced since the last question. */
+    bool brings( const std::string &text )
+    {
+        std::string all;
+        return soon( [&] {
+            all += textOf( pb::adopt( trSinkTakeRecords( sink.get() ) ).get() );
+            return all.find( text ) != all.npos;
+        } );
+    }
+
+private:
+    pb::Ref<TR_SINK> sink = pb::adopt( trSinkCreateRecorder( false ) );
+};
+
+/** Leaves the live store empty, as it was. */
+class FilterStore : public testing::Test {
+protected:
+    static void SetUpTestSuite() { empty(); }
+    void TearDown() override { empty(); }
+    static void empty()
+    {
+        pb::Ref<PB_STRING> error;
+        EXPECT_TRUE( csStoreTrySetConfig( pb::adopt( csConfigCreate() ).get(), error.handle() ) );
+    }
+    static void set( const char *name, const char *sort, const std::string &json )
+    {
+        EXPECT_TRUE( csStoreTrySetObject( str( name ).get(), str( sort ).get(), test::storeOf( json ).get() ) );
+    }
+};
+
+} // namespace
+
+TEST( FilterOptions, NormalizeAndCheck )
+{
+    struct Row {
+        std::string from, result, report = "{}";
+        bool full = false;
+    };
+    const Row rows[] = {
+        { "{}", "{}" },
+        { "{}", R"({"entries":[],"stackAddressPermitted":true,"rebuildInterval":600000})", "{}", true },
+        { R"({"rebuildInterval":1,"stackAddressPermitted":false,"stackName":"a b","entries":[]})",
+            R"({"stackName":"a b","stackAddressPermitted":false,"rebuildInterval":1})" },
+        { entries( R"({"dnsSrvPrefixes":["_sip._udp","b"],"addressMatchingBits":300,"host":" 10.1.2.3",)"
+                   R"("addressVersion":"IN_ADDRESS_VERSION_6","flags":"x|IN_FILTER_ENTRY_FLAG_DNS_QUERY_SRV"},)"
+                   R"({"host":"b\u00fccher.example"})" ),
+            entries( R"({"host":" 10.1.2.3","flags":"IN_FILTER_ENTRY_FLAG_DNS_QUERY_SRV",)"
+                     R"("addressVersion":"IN_ADDRESS_VERSION_6","addressMatchingBits":300,)"
+                     R"("dnsSrvPrefixes":["_sip._udp","b"]},{"host":"bücher.example","flags":""})" ) },
+        // what is bad goes alone: a key, a prefix, an entry
+        { entries( R"({"host":"a..b"},"a",{},{"host":"a","addressMatchingBits":-1,"addressVersion":"6","x":1,)"
+                   R"("dnsSrvPrefixes":[".a","b",{}]},{"host":"::1","dnsSrvPrefixes":{}})" ),
+            entries( R"({"host":"a","flags":"","dnsSrvPrefixes":["b"]},{"host":"::1","flags":""})" ),
+            R"({"entries.0":"does not parse","entries.0.host":"does not parse","entries.1":"wrong type",)"
+            R"("entries.2":"does not parse","entries.3.addressMatchingBits":"out of range",)"
+            R"("entries.3.addressVersion":"does not parse","entries.3.x":"unknown key",)"
+            R"("entries.3.dnsSrvPrefixes.0":"does not parse","entries.3.dnsSrvPrefixes.2":"wrong type",)"
+            R"("entries.4.dnsSrvPrefixes":"wrong type"})" },
+        { R"({"entries":{"0":{"host":"a"}},"stackName":"a/b","rebuildInterval":0,"stack":"a"})", "{}",
+            R"({"entries":"wrong type","stackName":"does not parse","rebuildInterval":"out of range",)"
+            R"("stack":"unknown key"})" },
+    };
+    for ( const Row &row : rows ) {
+        pb::Ref<CS_CONFIG> config = test::fileOf( "IN_FILTER", row.from );
+        auto name = str( "o" );
+        EXPECT_EQ( textOf( pb::adopt( csConfigCheckObject( config.get(), name.get() ) ).get() ), row.report );
+        for ( int again = 0; again < 2; ++again ) {
+            csConfigNormalize( config.handle(), row.full );
+            EXPECT_EQ( textOf( pb::adopt( csConfigObjectConfig( config.get(), name.get() ) ).get() ), row.result );
+        }
+    }
+}
+
+TEST( FilterOptions, Accessors )
+{
+    pb::Ref<IN_FILTER_ENTRY> entry = pb::adopt( inFilterEntryCreate( str( "a" ).get() ) ), other = entry;
+    inFilterEntryAppendDnsSrvPrefix( entry.handle(), str( "b" ).get() );
+    inFilterEntryPrependDnsSrvPrefix( entry.handle(), str( "a" ).get() );
+    inFilterEntryInsertDnsSrvPrefix( entry.handle(), 2, str( "d" ).get() );
+    inFilterEntrySetDnsSrvPrefixAt( entry.handle(), 2, str( "c" ).get() );
+    inFilterEntryDelDnsSrvPrefixAt( entry.handle(), 0 );
+    inFilterEntrySetFlags( entry.handle(), -1 );
+    EXPECT_EQ( textOf( pb::adopt( inFilterEntryDnsSrvPrefixesVector( entry.get() ) ).get() ), "[b, c]" );
+    EXPECT_EQ( inFilterEntryFlags( entry.get() ), 7 );
+    EXPECT_EQ( inFilterEntryDnsSrvPrefixesLength( other.get() ), 0 ) << "the other holder sees no change";
+
+    pb::Ref<IN_FILTER_OPTIONS> opt = options( "{}" ), same = opt;
+    inFilterOptionsAppendEntry( opt.handle(), entry.get() );
+    EXPECT_EQ( inFilterOptionsEntriesLength( opt.get() ) - inFilterOptionsEntriesLength( same.get() ), 1 );
+    inFilterEntryClearDnsSrvPrefixes( entry.handle() );
+    EXPECT_FALSE( inFilterEntryEquals( pb::adopt( inFilterOptionsEntryAt( opt.get(), 0 ) ).get(), entry.get() ) );
+
+    auto bad = str( " .." );
+    test::expectAborts(
+        { { "in___FilterEntryHostOk( host )", [&] { inFilterEntrySetHost( entry.handle(), bad.get() ); } },
+            { "IN_ADDRESS_VERSION_OK( version )", [&] { inFilterEntrySetAddressVersion( entry.handle(), 2 ); } },
+            { "bits >= 0", [&] { inFilterEntrySetAddressMatchingBits( entry.handle(), -1 ); } },
+            { "inDnsIdnaDomainNameOk( pbs )", [&] { inFilterEntryAppendDnsSrvPrefix( entry.handle(), bad.get() ); } },
+            { "csObjectRecordNameOk( stackName )", [&] { inFilterOptionsSetStackName( opt.handle(), bad.get() ); } },
+            { "interval > 0", [&] { inFilterOptionsSetRebuildInterval( opt.handle(), 0 ); } } } );
+}
+
+TEST( Filter, Permits )
+{
+    struct Row {
+        std::string entries;
+        std::vector<const char *> permitted, refused;
+    };
+    const std::string version6 = R"(,"addressVersion":"IN_ADDRESS_VERSION_6")";
+    const Row rows[] = {
+        { literal( "10.1.2.3", bits( 8 ) ), { "10.0.0.0", "10.255.255.255" },
+            { "9.255.255.255", "11.0.0.0", "a00::" } },
+        { literal( "192.0.2.1" ), { "192.0.2.1" }, { "192.0.2.0", "192.0.2.2", "::192.0.2.1", "127.0.0.1" } },
+        { literal( "192.0.2.1", bits( 0 ) ), { "0.0.0.0", "255.255.255.255" }, { "::", "::1" } },
+        { literal( "192.0.2.1", version6 ) + "," + literal( "::1", version6 ), { "::1" }, { "192.0.2.1" } },
+        // without the flag, and names, which are no addresses
+        { R"({"host":"192.0.2.1"},)" + literal( "a.example" ) + "," + literal( "::2" ), { "::2" }, { "192.0.2.1" } },
+    };
+    for ( const Row &row : rows ) {
+        // one more tells when the table is there
+        auto subject = filter( options( entries( literal( "203.0.113.7" ) + "," + row.entries ) ) );
+        ASSERT_TRUE( soonPermits( subject, "203.0.113.7" ) ) << row.entries;
+        for ( const char *text : row.permitted )
+            EXPECT_TRUE( permits( subject, text ) ) << text << " by " << row.entries;
+        for ( const char *text : row.refused )
+            EXPECT_FALSE( permits( subject, text ) ) << text << " by " << row.entries;
+    }
+    auto subject = filter( options( entries( literal( "192.0.2.1" ) ) ) );
+    ASSERT_TRUE( soonPermits( subject, "192.0.2.1" ) );
+    auto ina = address( "192.0.2.1" );
+    auto ta = pb::adopt( inTcpAddressCreate( ina.get(), 1 ) );
+    auto ua = pb::adopt( inUdpAddressCreate( ina.get(), 1 ) );
+    auto ra = pb::adopt( inRawAddressCreate( ina.get(), 1 ) );
+    EXPECT_TRUE( inFilterCheckTcpAddress( subject.get(), ta.get() ) );
+    EXPECT_TRUE( inFilterCheckUdpAddress( subject.get(), ua.get() ) );
+    EXPECT_TRUE( inFilterCheckRawAddress( subject.get(), ra.get() ) );
+}
+
+namespace {
+
+struct Row {
+    pb::Ref<IN_ADDRESS> address;
+    PB_INT bits;
+
+    bool permits( IN_ADDRESS *ina ) const
+    {
+        if ( bits == -1 || inAddressVersion( address.get() ) != inAddressVersion( ina ) )
+            return inAddressEquals( address.get(), ina );
+        return inAddressMatchingBits( address.get(), ina ) >= bits;
+    }
+};
+
+in::FilterTable tableOf( const std::vector<Row> &rows )
+{
+    pb::Ref<PB_VECTOR> addresses = pb::adopt( pbVectorCreate() ), numbers = pb::adopt( pbVectorCreate() );
+    for ( const Row &row : rows ) {
+        pbVectorAppend( addresses.handle(), pb::obj( row.address.get() ) );
+        pbVectorAppend( numbers.handle(), pb::obj( pb::adopt( pbBoxedIntCreate( row.bits ) ).get() ) );
+    }
+    return { addresses, numbers };
+}
+
+/** Addresses that share much: few different bytes, so that ranges touch and overlap; the ends of the space too. */
+pb::Ref<IN_ADDRESS> randomAddress( std::mt19937_64 &random )
+{
+    PB_BYTE bytes[16];
+    bool ends = random() % 4 == 0;
+    for ( PB_BYTE &byte : bytes )
+        byte = static_cast<PB_BYTE>( ends ? 0 - random() % 2 : random() % 8 ? 0x80 : random() );
+    return pb::adopt( random() % 2 ? inAddressCreateV4( bytes ) : inAddressCreateV6( bytes ) );
+}
+
+} // namespace
+
+TEST( FilterTable, PermitsWhatARowDoes )
+{
+    std::mt19937_64 random( 3 );
+    int count[2] = {};
+    for ( int round = 0; round < 300; ++round ) {
+        std::vector<Row> rows( 1 + random() % ( round % 10 ? 40 : 600 ) );
+        for ( Row &row : rows ) {
+            row.address = randomAddress( random );
+            // mostly many bits, otherwise everything is permitted; now and then too many, or none
+            row.bits = inAddressLength( row.address.get() ) * 8 + 1 - PB_INT_FROM( random() % 10 );
+            row.bits = random() % 4 == 0 ? -1 : random() % 300 == 0 ? 0 : row.bits;
+        }
+        in::FilterTable table = tableOf( rows );
+        for ( int i = 0; i < 200; ++i ) {
+            // any one, or one beside a row's
+            pb::Ref<IN_ADDRESS> ina = random() % 2 ? randomAddress( random ) : rows[random() % rows.size()].address;
+            PB_INT last = inAddressLength( ina.get() ) - 1;
+            auto byte = static_cast<PB_BYTE>( inAddressByteAt( ina.get(), last ) + random() % 5 - 2 );
+            inAddressSetByteAt( ina.handle(), last, byte );
+            bool expected = std::ranges::any_of( rows, [&]( const Row &row ) { return row.permits( ina.get() ); } );
+            ASSERT_EQ( table.permits( ina.get() ), expected ) << textOf( ina.get() );
+            ++count[expected];
+        }
+    }
+    EXPECT_GT( std::min( count[0], count[1] ), 5'000 );
+}
+
+TEST( Filter, TracesAndRebuilds )
+{
+    Recording recording;
+    auto subject =
+        filter( options( R"({"rebuildInterval":1,)" +
+                         entries( literal( "10.0.0.1", bits( 8 ) ) + "," + literal( "::1" ) ).substr( 1 ) ) );
+    EXPECT_TRUE( recording.brings( "\"IN_FILTER\"" ) );
+    for ( int again = 0; again < 3; ++again ) { // every millisecond
+        EXPECT_TRUE( recording.brings( "in___FilterImpRebuild()" ) );
+        EXPECT_TRUE( recording.brings( R"("key":"inFilterAddresses","value":["10.0.0.1/8","::1/-1"])" ) );
+    }
+    // other options take effect at once, however long the interval
+    inFilterSetOptions( subject.get(), options( entries( literal( "192.0.2.1" ) ) ).get() );
+    EXPECT_TRUE( soonPermits( subject, "192.0.2.1" ) );
+    EXPECT_FALSE( permits( subject, "10.0.0.1" ) );
+    inFilterSetOptions( subject.get(), options( "{}" ).get() );
+    EXPECT_TRUE( soonPermits( subject, "192.0.2.1", false ) );
+    subject = nullptr;
+    EXPECT_TRUE( recording.brings( "[in___FilterImpHalt()]" ) );
+}
+
+TEST_F( FilterStore, FollowsItsStack )
+{
+    const std::string loopback = R"({"flags":"IN_FLAG_LOOPBACK_ONLY","addressVersion":"IN_ADDRESS_VERSION_4"})";
+    const std::string byName = R"({"stackName":"s"})";
+    Recording recording;
+    set( "f", "IN_FILTER", byName );
+    auto subject = pb::adopt( inFilterFrom( csStoreObject( str( "f" ).get() ) ) );
+    EXPECT_FALSE( permits( subject, "127.0.0.1" ) );
+    set( "s", "IN_STACK", loopback );
+    EXPECT_TRUE( soonPermits( subject, "127.0.0.1" ) );
+    EXPECT_TRUE( recording.brings( "inFilterInStack" ) );
+    EXPECT_FALSE( permits( subject, "127.0.0.2" ) );
+    set( "f", "IN_FILTER", R"({"stackName":"s","stackAddressPermitted":false})" );
+    EXPECT_FALSE( permits( subject, "127.0.0.1" ) ) << "at once: this is no part of the table";
+    set( "f", "IN_FILTER", byName );
+    EXPECT_TRUE( soonPermits( subject, "127.0.0.1" ) );
+    csStoreDelObject( str( "s" ).get() );
+    EXPECT_TRUE( soonPermits( subject, "127.0.0.1", false ) );
+
+    // one that is given goes before the name
+    auto stackOptions = pb::adopt( inOptionsRestore( test::storeOf( loopback ).get() ) );
+    auto stack = pb::adopt( inStackCreate( stackOptions.get(), nullptr ) );
+    pb::Ref<IN_FILTER_OPTIONS> direct = options( byName );
+    inFilterOptionsSetStack( direct.handle(), stack.get() );
+    EXPECT_FALSE( inFilterOptionsEquals( direct.get(), options( byName ).get() ) );
+    inFilterSetOptions( subject.get(), direct.get() );
+    EXPECT_TRUE( soonPermits( subject, "127.0.0.1" ) );
+}
+
+TEST( Filter, ReconfiguredWhileItIsChecked )
+{
+    // 10.0.0.1 by either, 10.0.0.2 by one, 10.0.0.3 by none
+    const std::string always = literal( "10.0.0.1" ) + "," + literal( "192.0.2.0", bits( 24 ) );
+    pb::Ref<IN_FILTER_OPTIONS> both[] = {
+        options( entries( always ) ), options( entries( always + "," + literal( "10.0.0.2" ) ) ) };
+    auto subject = filter( both[0] );
+    ASSERT_TRUE( soonPermits( subject, "10.0.0.1" ) );
+    std::atomic<int> seen[2] = { 0, 0 };
+    std::atomic<bool> end = false;
+    std::vector<std::thread> checkers;
+    for ( int i = 0; i < 8; ++i )
+        checkers.emplace_back( [&] {
+            while ( !end ) {
+                EXPECT_TRUE( permits( subject, "10.0.0.1" ) );
+                EXPECT_FALSE( permits( subject, "10.0.0.3" ) );
+                ++seen[permits( subject, "10.0.0.2" )];
+            }
+        } );
+    std::size_t changes = 0;
+    EXPECT_TRUE( soon( [&] {
+        inFilterSetOptions( subject.get(), both[++changes % 2].get() );
+        return changes > 100 && seen[0] > 100 && seen[1] > 100;
+    } ) );
+    end = true;
+    for ( std::thread &checker : checkers )
+        checker.join();
+    inFilterSetOptions( subject.get(), both[1].get() );
+    EXPECT_TRUE( soonPermits( subject, "10.0.0.2" ) ) << "the last ones count";
+}
+
+TEST_F( FilterStore, ReleasedDuringARebuild )
+{
+    std::string many = R"({"stackName":"s","rebuildInterval":1,"entries":[)";
+    for ( int i = 0; i < 2'000; ++i )
+        many += literal( "10.0." + std::to_string( i / 250 ) + "." + std::to_string( i % 250 ) ) +
+                ( i < 1'999 ? "," : "]}" );
+    pb::Ref<IN_FILTER_OPTIONS> large = options( many ), none = options( "{}" );
+    for ( PB_INT i = 0; i < 50; ++i ) {
+        auto subject = filter( large );
+        std::thread other( [&] {
+            inFilterSetOptions( subject.get(), none.get() );
+            inFilterSetOptions( subject.get(), large.get() );
+        } );
+        set( "s", "IN_STACK", "{}" );
+        pbSleep( i % 4 );
+        csStoreDelObject( str( "s" ).get() );
+        other.join();
+    }
+    for ( int i = 0; i < 20; ++i ) { // one that the store holds alone
+        set( "f", "IN_FILTER", entries( literal( "10.0.0.1" ) ) );
+        csStoreDelObject( str( "f" ).get() );
+    }
+}
