@@ -1,7 +1,7 @@
 /*
- * Configurations of every options class, endpoint and port range: whatever a store holds, restoring takes something from
- * it; what it took is stored, restored and checked without loss or complaint. The input has a line per entry: "key=value",
- * "key{" begins a store under the key, "}" ends it.
+ * Configurations of every options class, filter entry, endpoint and port range: whatever a store holds, restoring takes
+ * something from it; what it took is stored, restored and checked without loss or complaint. The input has a line per
+ * entry: "key=value"; "key{" begins a store under the key and "key[" an array, where keys do not count; "}" ends either.
  */
 #include <cs/cs.h>
 #include <cstdint>
@@ -31,21 +31,26 @@ std::string_view takeLine( std::string_view &rest )
     return line;
 }
 
-Store readStore( std::string_view &rest, int depth )
+Store readStore( std::string_view &rest, bool array, int depth )
 {
-    Store store = pb::adopt( pbStoreCreate() );
+    Store store = pb::adopt( array ? pbStoreCreateArray() : pbStoreCreate() );
     while ( !rest.empty() ) {
         std::string_view line = takeLine( rest );
         if ( line == "}" )
             break;
-        std::size_t end = line.find_first_of( "={" );
+        std::size_t end = line.find_first_of( "={[" );
         if ( end == line.npos )
             continue;
-        auto keyLength = PB_INT_FROM( end );
-        if ( line[end] == '=' )
-            pbStoreSetValueCstr( store.handle(), line.data(), keyLength, pb::string( line.substr( end + 1 ) ).get() );
-        else if ( depth < 8 )
-            pbStoreSetStoreCstr( store.handle(), line.data(), keyLength, readStore( rest, depth + 1 ).get() );
+        pb::Ref<PB_STRING> key = pb::string( line.substr( 0, end ) );
+        if ( line[end] == '=' ) {
+            pb::Ref<PB_STRING> value = pb::string( line.substr( end + 1 ) );
+            array ? pbStoreAppendValue( store.handle(), value.get() )
+                  : pbStoreSetValue( store.handle(), key.get(), value.get() );
+        } else if ( depth < 8 ) {
+            Store inner = readStore( rest, line[end] == '[', depth + 1 );
+            array ? pbStoreAppendStore( store.handle(), inner.get() )
+                  : pbStoreSetStore( store.handle(), key.get(), inner.get() );
+        }
     }
     return store;
 }
@@ -91,12 +96,14 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t *data, size_t size )
     static bool started = start();
     PB_ASSERT( started );
     std::string_view rest( reinterpret_cast<const char *>( data ), size );
-    Store store = readStore( rest, 0 );
+    Store store = readStore( rest, false, 0 );
     CHECK_OPTIONS( store.get(), inDnsOptions );
     CHECK_OPTIONS( store.get(), inTcpOptions );
     CHECK_OPTIONS( store.get(), inUdpOptions );
     CHECK_OPTIONS( store.get(), inQosOptions );
     CHECK_OPTIONS( store.get(), inOptions );
+    CHECK_OPTIONS( store.get(), inFilterOptions );
+    CHECK_VALUE( store.get(), inFilterEntry );
     CHECK_VALUE( store.get(), inUdpAddress );
     CHECK_VALUE( store.get(), inTcpAddress );
     CHECK_VALUE( store.get(), inRawAddress );
