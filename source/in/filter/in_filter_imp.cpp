@@ -3,7 +3,7 @@
  *
  * The region guards what checks read: options, stack and table. Checks enter it shared. Only the process writes the stack
  * and the table, only setters write the options; what they replace is let go outside. A new table is whole before the
- * region is entered, so a check waits for three pointers to change and no longer. The stack is asked for its address
+ * region is entered, so a check waits for a few pointers to change and no longer. The stack is asked for its address
  * outside of the region, so that no other lock is ever taken within.
  *
  * What the process alone uses is guarded by it never running twice at once.
