@@ -7,7 +7,6 @@
 #include <netinet/in.h>
 #include <pb/pb.hpp>
 #include <pb/pb_dict.h>
-#include <pb/pb_file.h>
 #include <pb/pb_unicode.h>
 
 namespace {
@@ -246,11 +245,11 @@ PB_BOOL in___ImpSockaddrUpdateRawAddress( const void *sa, PB_INT length, IN_RAW_
     return updateEndpoint( record, protocolOf( record, protocol ), ra, rawFunctions );
 }
 
-PB_VECTOR *in___ImpSystemEnumerateDnsServers( void )
+PB_VECTOR *in___ImpReadDnsServers( PB_LINE_SOURCE *lines )
 {
+    PB_ASSERT( lines );
     pb::Ref<PB_DICT> servers = pb::adopt( pbDictCreate() ); // enters each address once
-    pb::Ref<PB_LINE_SOURCE> lines = pb::adopt( pbLineSourceTryCreateFromFileCstr( "/etc/resolv.conf", -1 ) );
-    while ( pb::Ref<PB_STRING> line = pb::adopt( lines ? pbLineSourceTryReadLine( lines.get() ) : nullptr ) ) {
+    while ( pb::Ref<PB_STRING> line = pb::adopt( pbLineSourceTryReadLine( lines ) ) ) {
         if ( !pbStringBeginsWithCstr( line.get(), "nameserver", -1 ) )
             continue;
         pbStringDelLeading( line.handle(), 10 );
@@ -260,4 +259,10 @@ PB_VECTOR *in___ImpSystemEnumerateDnsServers( void )
             pbDictSet( servers.handle(), pb::obj( ina.get() ), pb::obj( ina.get() ) );
     }
     return pbDictKeysVector( servers.get() );
+}
+
+PB_VECTOR *in___ImpSystemEnumerateDnsServers( void )
+{
+    pb::Ref<PB_LINE_SOURCE> lines = pb::adopt( pbLineSourceTryCreateFromFileCstr( "/etc/resolv.conf", -1 ) );
+    return lines ? in___ImpReadDnsServers( lines.get() ) : pbVectorCreate();
 }

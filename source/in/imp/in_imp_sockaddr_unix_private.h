@@ -14,6 +14,7 @@
 #include <in/raw/in_raw_address.h>
 #include <in/tcp/in_tcp_address.h>
 #include <in/udp/in_udp_address.h>
+#include <pb/pb_file.h>
 #include <pb/pb_vector.h>
 
 /** What to reserve for a record: 28 bytes. */
@@ -43,9 +44,11 @@ PB_BOOL in___ImpSockaddrUpdateUdpAddress( const void *sa, PB_INT length, IN_UDP_
 PB_BOOL in___ImpSockaddrUpdateRawAddress( const void *sa, PB_INT length, IN_RAW_ADDRESS **ra, PB_INT protocol );
 
 /**
- * The name servers of /etc/resolv.conf, a new vector, in the order of addresses, each once; empty when the file cannot
- * be read. Lines that begin with "nameserver" count, what does not parse behind that is skipped.
+ * The name servers that a text in the form of /etc/resolv.conf lists, a new vector, in the order of addresses, each once.
+ * Lines that begin with "nameserver" count, what does not parse behind that is skipped.
  */
+PB_VECTOR *in___ImpReadDnsServers( PB_LINE_SOURCE *lines );
+/** The same of /etc/resolv.conf itself; empty when the file cannot be read. */
 PB_VECTOR *in___ImpSystemEnumerateDnsServers( void );
 
 #endif
