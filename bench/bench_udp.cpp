@@ -213,6 +213,45 @@ void receiveIn( Shared &shared, int otherChannels )
     while ( meter.count() );
 }
 
+/** Receives as a user does who hands over a function: it is called on the engine's thread when datagrams begin to wait. */
+class Handler {
+public:
+    using Handle = bool( IN_UDP_CHANNEL *chan, IN_UDP_PACKET *pkt ); // false when that was the last one
+
+    static void run(
+        IN_UDP_CHANNEL *channel, const std::function<Handle> &function, const std::function<void()> &ready )
+    {
+        chan = channel;
+        handle = &function;
+        pb::Ref<PB_BARRIER> done = pb::adopt( pbBarrierCreate( 1 ) );
+        pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableCreate( take, pb::obj( done.get() ) ) );
+        inUdpChannelReceiveAddAlertable( chan, alertable.get() );
+        ready();
+        pbBarrierPass( done.get() );
+        inUdpChannelReceiveDelAlertable( chan, alertable.get() );
+    }
+
+private:
+    static void take( PB_OBJ *done )
+    {
+        while ( auto pkt = pb::adopt( inUdpChannelReceive( chan ) ) )
+            if ( !( *handle )( chan, pkt.get() ) )
+                return pbBarrierUnblock( pbBarrierFrom( done ) );
+    }
+    static inline IN_UDP_CHANNEL *chan;
+    static inline const std::function<Handle> *handle;
+};
+
+void receiveInFunction( Shared &shared, int )
+{
+    Library library;
+    pb::Ref<IN_UDP_CHANNEL> chan = library.channel();
+    Meter meter( shared );
+    Handler::run(
+        chan.get(), [&]( IN_UDP_CHANNEL *, IN_UDP_PACKET * ) { return meter.count(); },
+        [&] { shared.port = Library::portOf( chan.get() ); } );
+}
+
 // ---- the others
 
 void receiveBare( Shared &shared, int )
@@ -356,8 +395,9 @@ struct Receive {
     int otherChannels = 0;
 };
 
-const std::vector<Receive> receives{ { "bare", receiveBare }, { "in", receiveIn }, { "asio", receiveAsio },
-    { "libuv", receiveUv<0> }, { "libuv, multi", receiveUv<UV_UDP_RECVMMSG> } };
+const std::vector<Receive> receives{ { "bare", receiveBare }, { "in", receiveIn },
+    { "in, function", receiveInFunction }, { "asio", receiveAsio }, { "libuv", receiveUv<0> },
+    { "libuv, multi", receiveUv<UV_UDP_RECVMMSG> } };
 
 /** What the subject gets under the load: datagrams a second, or the processor time of each in ns. */
 double measureReceive( const Receive &subject, Load load, bool perSecond )
@@ -435,13 +475,48 @@ void askIn( Shared &shared )
     }
 }
 
+void answerInFunction( Shared &shared )
+{
+    Library library;
+    auto chan = library.channel();
+    int left = TRIPS;
+    ProcessorTime time( shared );
+    Handler::run(
+        chan.get(),
+        [&]( IN_UDP_CHANNEL *channel, IN_UDP_PACKET *pkt ) {
+            inUdpChannelSend( channel, pkt );
+            return --left > 0;
+        },
+        [&] { shared.port = Library::portOf( chan.get() ); } );
+}
+
+void askInFunction( Shared &shared )
+{
+    Library library;
+    auto chan = library.channel();
+    auto to = Library::peer( shared.port );
+    std::array<char, DATAGRAM> bytes{};
+    auto ask = [&] { inUdpChannelSendBytes( chan.get(), to.get(), bytes.data(), bytes.size() ); };
+    int left = TRIPS;
+    ProcessorTime time( shared );
+    Handler::run(
+        chan.get(),
+        [&]( IN_UDP_CHANNEL *, IN_UDP_PACKET * ) {
+            if ( --left > 0 )
+                ask();
+            return left > 0;
+        },
+        ask );
+}
+
 struct Partners {
     const char *name;
     void ( *answer )( Shared &shared );
     void ( *ask )( Shared &shared );
 };
 
-const std::vector<Partners> partners{ { "bare", answerBare, askBare }, { "in", answerIn, askIn } };
+const std::vector<Partners> partners{
+    { "bare", answerBare, askBare }, { "in", answerIn, askIn }, { "in, function", answerInFunction, askInFunction } };
 
 double roundTripTime( const Partners &subject )
 {

@@ -231,7 +231,7 @@ void pbBufferAppend( PB_BUFFER **buf, PB_BUFFER *source )
     append( buf, { source->bytes(), source->length } );
 }
 
-void pbBufferAppendInner( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount )
+static void assertPart( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount )
 {
     PB_ASSERT( buf );
     PB_ASSERT( *buf );
@@ -240,18 +240,17 @@ void pbBufferAppendInner( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset,
     PB_ASSERT( byteCount >= 0 );
     PB_ASSERT( PB_INT_ADD_OK( byteOffset, byteCount ) );
     PB_ASSERT( byteOffset + byteCount <= pbBufferLength( source ) );
+}
+
+void pbBufferAppendInner( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount )
+{
+    assertPart( buf, source, byteOffset, byteCount );
     append( buf, { source->bytes() + byteOffset, byteCount } );
 }
 
 void pbBufferAppendOuter( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount )
 {
-    PB_ASSERT( buf );
-    PB_ASSERT( *buf );
-    PB_ASSERT( source );
-    PB_ASSERT( byteOffset >= 0 );
-    PB_ASSERT( byteCount >= 0 );
-    PB_ASSERT( PB_INT_ADD_OK( byteOffset, byteCount ) );
-    PB_ASSERT( byteOffset + byteCount <= pbBufferLength( source ) );
+    assertPart( buf, source, byteOffset, byteCount );
     PB_INT end = byteOffset + byteCount;
     append( buf, { source->bytes(), byteOffset }, { source->bytes() + end, source->length - end } );
 }

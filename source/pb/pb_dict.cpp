@@ -151,7 +151,7 @@ void pbDictClear( PB_DICT **dict )
     PB_ASSERT( dict );
     PB_ASSERT( *dict );
     if ( pb::shared( *dict ) ) {
-        pb::release( std::exchange( *dict, pbDictCreate() ) );
+        pb::Ref<PB_DICT> replaced = pb::adopt( std::exchange( *dict, pbDictCreate() ) );
         return;
     }
     auto removed = std::exchange( ( *dict )->entries, {} );

@@ -151,6 +151,9 @@ void pbRangeMapDelRange( PB_RANGE_MAP **map, PB_INT first, PB_INT last )
     PB_ASSERT( map );
     PB_ASSERT( *map );
     PB_ASSERT( first <= last );
+    auto range = ( *map )->firstEndingAtOrAfter( first );
+    if ( range == ( *map )->ranges.end() || range->first > last )
+        return;
     PB_RANGE_MAP &unshared = PB_UNSHARE( map, pbRangeMapCreateFrom );
     Ranges removed = unshared.cut( first, last );
 }

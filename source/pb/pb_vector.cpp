@@ -157,7 +157,7 @@ void pbVectorClear( PB_VECTOR **vec )
     PB_ASSERT( vec );
     PB_ASSERT( *vec );
     if ( pb::shared( *vec ) ) {
-        pb::release( std::exchange( *vec, pbVectorCreate() ) );
+        pb::Ref<PB_VECTOR> replaced = pb::adopt( std::exchange( *vec, pbVectorCreate() ) );
         return;
     }
     auto removed = std::exchange( ( *vec )->places, {} );

@@ -81,7 +81,8 @@ PB_API void trSystemDelSink( TR_SINK *sink );
 /**
  * A sink that writes JSON lines to a file ("stderr" for standard error) from a thread of its own. At most `queueLimit`
  * records wait; what comes on top is dropped and counted, and the next line that gets through says how many. Null when
- * the file cannot be opened (errno). `highVolume` asks for packet lines too. Releasing it writes what waits.
+ * the file cannot be opened (errno); a named pipe must have a reader. `highVolume` asks for packet lines too. Releasing
+ * it writes what waits, but waits no longer than a second for a reader that does not read.
  * At start-up of the module one is added when QUELVARIS_TRACE is set to "stderr" or a path; QUELVARIS_TRACE_HIGH_VOLUME=1
  * asks it for packet lines.
  */

@@ -25,7 +25,9 @@ struct TR___JSON_WRITER : PB_OBJ {
     PB_INT told PB_GUARDED_BY( monitor ) = 0; // of those dropped
     bool stopping PB_GUARDED_BY( monitor ) = false;
 
-    bool midLine = false; // the thread's own: the last line broke off
+    // the thread's own
+    bool midLine = false; // the last line broke off
+    int patience = 10;    // how many tenths of a second it waits for a reader once the sink is being released
 
     ~TR___JSON_WRITER() { pthread_cond_destroy( &changed ); }
 };
@@ -37,22 +39,29 @@ static void tr___JsonWriterFreeFunc( PB_OBJ *obj )
 
 PB_CLASS_DEFINE( TR___JSON_WRITER, tr___JsonWriter, tr___JsonWriterFreeFunc, nullptr, nullptr );
 
-/**
- * Writes all of it; how much was written before it failed. Standard error may be non-blocking: then it waits for room.
- */
-static std::size_t writeAll( int fd, std::string_view bytes )
+/** Waits until the reader has made room; false when its time is up. */
+static bool waitForRoom( TR___JSON_WRITER &writer )
+{
+    while ( writer.patience > 0 ) {
+        pollfd room{ writer.fd.get(), POLLOUT, 0 };
+        if ( poll( &room, 1, 100 ) != 0 )
+            return true; // or what is wrong shows when writing
+        pb::Lock lock( writer.monitor );
+        writer.patience -= writer.stopping;
+    }
+    return false;
+}
+
+/** Writes all of it; how much was written before it failed. */
+static std::size_t writeAll( TR___JSON_WRITER &writer, std::string_view bytes )
 {
     std::size_t done = 0;
     while ( done < bytes.size() ) {
-        ssize_t count = write( fd, bytes.data() + done, bytes.size() - done );
-        if ( count > 0 ) {
+        ssize_t count = write( writer.fd.get(), bytes.data() + done, bytes.size() - done );
+        if ( count > 0 )
             done += static_cast<std::size_t>( count );
-        } else if ( count < 0 && errno == EAGAIN ) {
-            pollfd room{ fd, POLLOUT, 0 };
-            poll( &room, 1, -1 );
-        } else if ( count == 0 || errno != EINTR ) {
+        else if ( count == 0 || ( errno != EINTR && !( errno == EAGAIN && waitForRoom( writer ) ) ) )
             break;
-        }
     }
     return done;
 }
@@ -63,7 +72,7 @@ static bool writeLine( TR___JSON_WRITER &writer, PB_STORE *record )
     std::string line = pb::text( pb::adopt( pbStoreToString( record ) ).get() ) + '\n';
     if ( writer.midLine )
         line.insert( line.begin(), '\n' );
-    std::size_t done = writeAll( writer.fd.get(), line );
+    std::size_t done = writeAll( writer, line );
     if ( done == line.size() )
         writer.midLine = false;
     else if ( done > 0 )
@@ -166,7 +175,8 @@ static pb::Fd openFile( PB_STRING *path )
         return {};
     }
     const char *cstr = reinterpret_cast<const char *>( pbBufferBacking( name.get() ) );
-    return pb::Fd( open( cstr, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644 ) );
+    // a pipe without a reader must hold up neither who opens it nor who releases the sink
+    return pb::Fd( open( cstr, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644 ) );
 }
 
 TR_SINK *trSinkTryCreateJson( PB_STRING *path, PB_INT queueLimit, PB_BOOL highVolume )

@@ -206,6 +206,9 @@ TEST( RangeMap, ReachesTheEnds )
         "7..9223372036854775806: 1}" ); // neighbours are not joined
     apply( map.handle(), { low, high, -1 } );
     EXPECT_EQ( test::textOf( map.get() ), "{}" );
+    pb::Ref<PB_RANGE_MAP> other = map;
+    apply( map.handle(), { 1, 2, -1 } );
+    EXPECT_EQ( map.get(), other.get() ) << "nothing to delete, nothing to copy";
 }
 
 TEST( Containers, Order )

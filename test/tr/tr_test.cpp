@@ -227,6 +227,26 @@ TEST( TrJson, DropsAndTells )
     EXPECT_EQ( std::count( lines.begin(), lines.end(), '\n' ), written + 1 - dropped );
 }
 
+TEST( TrJson, IsReleasedThoughNobodyReads )
+{
+    Path path;
+    ASSERT_EQ( mkfifo( path.path.c_str(), 0600 ), 0 );
+    EXPECT_FALSE( path.sink( 10 ) ) << "a pipe that nobody has opened";
+    pb::Fd reader( open( path.path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC ) );
+    while ( write( reader.get(), "full", 4 ) > 0 ) {
+    }
+    Sink json = path.sink( 10 );
+    trSystemAddSink( json.get() );
+    Stream one = stream();
+    for ( int i = 0; i < 10; ++i )
+        trStreamTextCstr( one.get(), "text", -1 );
+    trSystemDelSink( json.get() );
+    PB_INT begin = pbTimestamp();
+    json = nullptr;
+    EXPECT_GE( pbTimestamp() - begin, 900 ) << "there may still be a reader";
+    EXPECT_LT( pbTimestamp() - begin, 9'000 ) << "but not for each line";
+}
+
 TEST( TrModule, AddsTheSinkOfTheEnvironment )
 {
     Path path;

@@ -1,5 +1,6 @@
 /* Socket addresses to and from the library's addresses; the host's name servers. No state. */
 #include <cstring>
+#include <in/base/in_endpoint_private.hpp>
 #include <in/imp/in_imp_sockaddr_unix_private.h>
 #include <in/raw/in_raw_address_private.h>
 #include <in/tcp/in_tcp_address_private.h>
@@ -71,8 +72,11 @@ Record read( const void *sa, PB_INT length )
 
 bool says( const Record &record, IN_ADDRESS *ina )
 {
-    return inAddressVersion( ina ) == record.version && std::memcmp( inAddressBacking( ina ), record.bytes,
-                                                            static_cast<std::size_t>( inAddressLength( ina ) ) ) == 0;
+    if ( inAddressVersion( ina ) != record.version )
+        return false;
+    const PB_BYTE *bytes = inAddressBacking( ina );
+    return record.version == IN_ADDRESS_VERSION_4 ? std::memcmp( bytes, record.bytes, sizeof( in_addr ) ) == 0
+                                                  : std::memcmp( bytes, record.bytes, sizeof( in6_addr ) ) == 0;
 }
 
 IN_ADDRESS *createAddress( const Record &record )
@@ -90,27 +94,29 @@ PB_BOOL clear( T **out )
     return false;
 }
 
-/** The functions of an endpoint class that records need. */
+/** What changes an endpoint of a class. */
 template <class T>
 struct EndpointFunctions {
     T *( *create )( IN_ADDRESS *ina, PB_INT number );
-    IN_ADDRESS *( *address )( T *endpoint );
-    PB_INT ( *number )( T *endpoint );
     void ( *update )( T **endpoint, IN_ADDRESS *ina, PB_INT number );
 };
 
-constexpr EndpointFunctions<IN_TCP_ADDRESS> tcpFunctions = {
-    inTcpAddressCreate, inTcpAddressAddress, inTcpAddressPort, in___TcpAddressUpdate };
-constexpr EndpointFunctions<IN_UDP_ADDRESS> udpFunctions = {
-    inUdpAddressCreate, inUdpAddressAddress, inUdpAddressPort, in___UdpAddressUpdate };
-constexpr EndpointFunctions<IN_RAW_ADDRESS> rawFunctions = {
-    inRawAddressCreate, inRawAddressAddress, inRawAddressProtocol, in___RawAddressUpdate };
+constexpr EndpointFunctions<IN_TCP_ADDRESS> tcpFunctions = { inTcpAddressCreate, in___TcpAddressUpdate };
+constexpr EndpointFunctions<IN_UDP_ADDRESS> udpFunctions = { inUdpAddressCreate, in___UdpAddressUpdate };
+constexpr EndpointFunctions<IN_RAW_ADDRESS> rawFunctions = { inRawAddressCreate, in___RawAddressUpdate };
+
+/** Its address and number, lent: these functions run for each datagram. */
+template <class T>
+const in::Endpoint &partsOf( T *endpoint )
+{
+    return *static_cast<in::Endpoint *>( pb::obj( endpoint ) );
+}
 
 template <class T>
-PB_BOOL fromEndpoint( void *optionalSa, PB_INT *optionalLength, T *endpoint, const EndpointFunctions<T> &functions )
+PB_BOOL fromEndpoint( void *optionalSa, PB_INT *optionalLength, T *endpoint )
 {
-    pb::Ref<IN_ADDRESS> ina = pb::adopt( functions.address( endpoint ) );
-    return write( optionalSa, optionalLength, ina.get(), functions.number( endpoint ) );
+    const in::Endpoint &parts = partsOf( endpoint );
+    return write( optionalSa, optionalLength, parts.address.get(), parts.number );
 }
 
 /** Makes a new endpoint of the record; none when there is no number for it, which is -1 then. */
@@ -130,9 +136,11 @@ PB_BOOL updateEndpoint( const Record &record, PB_INT number, T **out, const Endp
 {
     if ( !*out || number < 0 )
         return toEndpoint( record, number, out, functions );
-    pb::Ref<IN_ADDRESS> lina = pb::adopt( functions.address( *out ) );
-    if ( !says( record, lina.get() ) )
-        lina = pb::adopt( createAddress( record ) );
+    const in::Endpoint &parts = partsOf( *out );
+    bool sameAddress = says( record, parts.address.get() );
+    if ( sameAddress && parts.number == number )
+        return true;
+    pb::Ref<IN_ADDRESS> lina = sameAddress ? parts.address : pb::adopt( createAddress( record ) );
     PB_ASSERT( lina );
     functions.update( out, lina.get(), number );
     return true;
@@ -202,7 +210,8 @@ PB_BOOL in___ImpSockaddrUpdateAddress( const void *sa, PB_INT length, IN_ADDRESS
 #define SOCKADDR_PORT_DEFINE( NAME, Name, handle, functions )                                    \
     PB_BOOL in___ImpSockaddrFrom##Name( void *optionalSa, PB_INT *optionalLength, NAME *handle ) \
     {                                                                                            \
-        return fromEndpoint( optionalSa, optionalLength, handle, functions );                    \
+        PB_ASSERT( handle );                                                                     \
+        return fromEndpoint( optionalSa, optionalLength, handle );                               \
     }                                                                                            \
     PB_BOOL in___ImpSockaddrTo##Name( const void *sa, PB_INT length, NAME **handle )             \
     {                                                                                            \
@@ -228,7 +237,8 @@ PB_BOOL in___ImpSockaddrIsUdpAddress( const void *sa, PB_INT length )
 
 PB_BOOL in___ImpSockaddrFromRawAddress( void *optionalSa, PB_INT *optionalLength, IN_RAW_ADDRESS *ra )
 {
-    return fromEndpoint( optionalSa, optionalLength, ra, rawFunctions );
+    PB_ASSERT( ra );
+    return fromEndpoint( optionalSa, optionalLength, ra );
 }
 
 PB_BOOL in___ImpSockaddrToRawAddress( const void *sa, PB_INT length, IN_RAW_ADDRESS **ra, PB_INT protocol )
