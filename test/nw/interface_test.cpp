@@ -80,10 +80,12 @@ TEST_F( Nw, StatesAreWhatIpSays )
     Links links( "ip link add v0 type veth peer name w0 && ip link add n2345678901234_ type veth peer name peer.1@x && "
                  "ip tuntap add dev tun0 mode tun",
         { "v0", "n2345678901234_", "tun0" } );
+    sh( "ip link set v0 addrgenmode none && ip link set w0 addrgenmode none" ); // it comes when it likes
     sh( "ip link set v0 mtu 1400 up && ip link set w0 address 02:53:00:0a:0b:0c up" );
     sh( "ip address add 10.1.2.3/12 dev v0 && ip address add 10.1.2.4/32 dev v0 && ip address add 10.1.2.5/32 "
         "peer 10.9.9.9/24 dev v0 && ip address add 169.254.7.7/16 dev v0 && ip address add 192.0.2.1/31 dev w0" );
-    sh( "ip -6 address add fd00:1::1/64 dev v0 nodad && ip -6 address add fd00:1::2/128 dev v0 nodad" );
+    sh( "ip -6 address add fd00:1::1/64 dev v0 nodad && ip -6 address add fd00:1::2/128 dev v0 nodad && "
+        "ip -6 address add fe80::7/64 dev v0 nodad" );
     for ( const Row &row : rows ) {
         State seen = stateOf( look( row.name ) );
         PB_INT speed =

@@ -49,6 +49,9 @@ TEST_F( Nw, InterfacesComeAndGo )
             "ip address add 10.7.0.1/24 dev w0" );
         ASSERT_TRUE( waitForInterfaces( 10'000, [] { return interfaceCount() == 3; } ) );
         EXPECT_TRUE( newInterface.fired() );
+        for ( const char *name : { "v0", "w0" } ) // that they came may have been seen before their addresses
+            ASSERT_TRUE( waitForState( interfaceNamed( name ), 10'000,
+                []( auto *state ) { return inNwInterfaceStateLayer3UnicastAddressesLength( state ) == 2; } ) );
 
         // the same address on both: both are found, the primary one stays primary
         auto options = pb::adopt( inOptionsCreate() );
