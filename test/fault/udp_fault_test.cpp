@@ -3,11 +3,12 @@
 #include <in/imp/in_imp_udp_private.h>
 #include <in/in.h>
 #include <in/qos/in_qos_vocabulary_private.h>
-#include <support/test_support.h>
+#include <support/namespace.hpp>
 #include <thread>
 
 namespace {
 
+const int loopback = test::addLoopback();
 const int vocabularies = test::addFixture( 20, { [] {
                                                     in___QosDefaultsStartup();
                                                     in___QosLayer2PcpStartup();

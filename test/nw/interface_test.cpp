@@ -15,11 +15,7 @@ namespace {
 
 using namespace test;
 
-const int loopback = addFixture( -1, { [] {
-                                          if ( std::getenv( "TEST_NAMESPACE" ) )
-                                              sh( "ip link set lo up" );
-                                      },
-                                         [] {} } );
+const int loopback = addLoopback();
 const int modules = addModules( { trModule(), prModule(), csModule(), inModule() } );
 const int threads = addFixture( 1,
     { [] { ASSERT_TRUE( startAllThreads( nullptr, std::max( 2U, std::thread::hardware_concurrency() ) ) ); }, [] {} } );

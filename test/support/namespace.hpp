@@ -29,6 +29,16 @@ inline void sh( const std::string &command )
     ASSERT_EQ( std::system( ( command + " 2>&1" ).c_str() ), 0 ) << command;
 }
 
+/** Brings up the loopback interface of a new namespace, before the modules start; call it through a namespace-scope variable. */
+inline int addLoopback()
+{
+    auto up = [] {
+        if ( std::getenv( "TEST_NAMESPACE" ) )
+            sh( "ip link set lo up" );
+    };
+    return addFixture( -1, { up, [] {} } );
+}
+
 /** A second host: a process in a network namespace of its own, gone with the object, and its interfaces with it. */
 class Peer {
 public:

@@ -19,11 +19,7 @@ using test::sh;
 using test::str;
 using test::textOf;
 
-const int loopback = test::addFixture( -1, { [] {
-                                                if ( std::getenv( "TEST_NAMESPACE" ) )
-                                                    sh( "ip link set lo up" );
-                                            },
-                                               [] {} } );
+const int loopback = test::addLoopback();
 test::Peer *peer = nullptr;
 
 /** Two hosts on one link, for all tests: 10.9.0.1 here on v0, 10.9.0.2 on the peer's w0. */
