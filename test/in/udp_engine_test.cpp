@@ -351,11 +351,12 @@ TEST( UdpRaces, ManyConsumersOfOneChannel )
     std::vector<std::thread> consumers;
     for ( int i = 0; i < 3; ++i )
         consumers.emplace_back( [&] {
-            int last = -1;
-            while ( !ended ) {
+            test::Waiter waiter;
+            in___ImpUdpChannelReceiveAddAlertable( chan.get(), waiter.alert() );
+            for ( int last = -1; !ended; ) {
                 pb::Ref<IN_UDP_PACKET> pkt = receive( chan );
                 if ( !pkt ) {
-                    std::this_thread::yield();
+                    EXPECT_TRUE( waiter.wait() ) << "a datagram is never left with everybody asleep";
                     continue;
                 }
                 int number = std::stoi( test::payloadOf( pkt.get() ) );
@@ -363,6 +364,7 @@ TEST( UdpRaces, ManyConsumersOfOneChannel )
                 last = number;
                 ++received;
             }
+            in___ImpUdpChannelReceiveDelAlertable( chan.get(), waiter.alert() );
         } );
     BareSocket peer;
     constexpr int COUNT = 20'000;
@@ -374,6 +376,7 @@ TEST( UdpRaces, ManyConsumersOfOneChannel )
     }
     EXPECT_TRUE( eventually( [&] { return received == COUNT; } ) ) << received << ": each is delivered once";
     ended = true;
+    peer.send( chan.port(), std::to_string( COUNT ) ); // wakes them all
     for ( std::thread &consumer : consumers )
         consumer.join();
 }

@@ -5,6 +5,8 @@
 #ifndef IN_VOCABULARY_H
 #define IN_VOCABULARY_H
 
+#include <pb/pb_base.h>
+
 /** For the declaration: enum { LIST( IN_ENUMERANT, ) }. */
 #define IN_ENUMERANT( context, name, value ) name = value,
 

@@ -6,7 +6,9 @@
  * `outgoing` under `takeMonitor`, and fetches what has come in when that is empty. So users and the thread meet once a batch
  * and not once a datagram. `queued` counts both hands; it grows under the monitor, and shrinks before who took looks,
  * under the monitor, whether the alert and the full mark still say the truth. Whoever changes `queued` last looks last,
- * so the alert is never left unset over a datagram, nor the channel paused over an empty queue.
+ * so the alert is never left unset over a datagram, nor the channel paused over an empty queue. Whoever finds both hands
+ * empty unsets the alert too: while somebody else has taken a datagram and not counted it yet, the alert would be set over
+ * nothing, and the next datagram would fire nobody.
  *
  * Locks: takeMonitor, then the channel's monitor. Unchanging members and the atomics are read without.
  */
@@ -189,6 +191,8 @@ bool UdpChannel::fetchLocked()
     if ( outgoing.empty() ) {
         pb::Lock lock( monitor );
         outgoing.swap( incoming );
+        if ( outgoing.empty() ) // the alert stands for what somebody else has taken, but not counted yet
+            pbAlertUnset( receiveAlert.get() );
     }
     return !outgoing.empty();
 }
