@@ -197,16 +197,13 @@ namespace {
 
 std::string payload( IN_UDP_PACKET *up )
 {
-    pb::Ref<PB_BUFFER> buf = pb::adopt( inUdpPacketPayload( up ) );
-    EXPECT_EQ( pbBufferLength( buf.get() ), inUdpPacketPayloadLength( up ) );
-    return {
-        reinterpret_cast<const char *>( pbBufferBacking( buf.get() ) ), std::size_t( pbBufferLength( buf.get() ) ) };
+    return test::takeBytes( inUdpPacketPayload( up ) );
 }
 
 class UdpPacket : public testing::Test {
 protected:
     pb::Ref<IN_UDP_ADDRESS> remote = pb::adopt( inUdpAddressCreate( address( "192.0.2.1" ).get(), 5060 ) );
-    pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreateFromBytesCopy( "hello, world", 12 ) );
+    pb::Ref<PB_BUFFER> text = test::buffer( "hello, world" );
     pb::Ref<IN_UDP_PACKET> up = pb::adopt( inUdpPacketCreateWithPayload( remote.get(), text.get() ) );
 };
 
