@@ -175,24 +175,6 @@ TEST( PortRange, UdpAndTcp )
         inTcpPortRangeSetFirstPort, inTcpPortRangeSetCount, inTcpPortRangeStore, inTcpPortRangeTryRestore } );
 }
 
-TEST( Flags, OfTransports )
-{
-    struct {
-        PB_INT flags, udp, tcp;
-        const char *udpText, *tcpText;
-    } const rows[] = { { 0, 0, 0, "", "" }, { 1, 1, 1, "IN_UDP_FLAG_NO_RECEIVE", "IN_TCP_FLAG_NO_DELAY" },
-        { 7, 1, 3, "IN_UDP_FLAG_NO_RECEIVE", "IN_TCP_FLAG_NO_DELAY|IN_TCP_FLAG_KEEP_ALIVE" },
-        { -2, 0, 2, "", "IN_TCP_FLAG_KEEP_ALIVE" } };
-    for ( const auto &row : rows ) {
-        EXPECT_EQ( inUdpFlagsNormalize( row.flags ), row.udp );
-        EXPECT_EQ( inTcpFlagsNormalize( row.flags ), row.tcp );
-        EXPECT_EQ( take( inUdpFlagsToString( row.flags ) ), row.udpText );
-        EXPECT_EQ( take( inTcpFlagsToString( row.flags ) ), row.tcpText );
-        EXPECT_EQ( inUdpFlagsFromString( str( row.udpText ).get() ), row.udp );
-        EXPECT_EQ( inTcpFlagsFromString( str( row.tcpText + std::string( "|x" ) ).get() ), row.tcp );
-    }
-}
-
 namespace {
 
 std::string payload( IN_UDP_PACKET *up )
