@@ -119,10 +119,6 @@ pb::Ref<CS_SORT_BACKEND> boxBackend()
         pb::Class<T>::sort(), createBox<T>, boxConfig, setBoxConfig, normalizeBox, boxStatus, linkBox ) );
 }
 
-inline pb::Ref<PB_BUFFER> buffer( std::string_view bytes )
-{
-    return pb::adopt( pbBufferCreateFromBytesCopy( bytes.data(), PB_INT_FROM( bytes.size() ) ) );
-}
 inline Config config( std::string_view json )
 {
     pb::Ref<PB_STRING> error;
@@ -132,20 +128,16 @@ inline Config config( std::string_view json )
 }
 inline std::string encoded( CS_CONFIG *config )
 {
-    pb::Ref<PB_BUFFER> json = pb::adopt( csConfigEncode( config ) );
-    return { reinterpret_cast<const char *>( pbBufferBacking( json.get() ) ),
-        static_cast<std::size_t>( pbBufferLength( json.get() ) ) };
+    return takeBytes( csConfigEncode( config ) );
 }
 /** The objects of a configuration: "name SORT {...}", joined by semicolons. */
 inline std::string objects( CS_CONFIG *config )
 {
     std::string text;
-    pb::Ref<PB_VECTOR> names = pb::adopt( csConfigNames( config ) );
-    for ( PB_INT i = 0; i < pbVectorLength( names.get() ); ++i ) {
-        pb::Ref<PB_STRING> name = pb::adoptAs<PB_STRING>( pbVectorObjAt( names.get(), i ) );
+    for ( auto &name : takeAll<PB_STRING>( csConfigNames( config ) ) ) {
         Store stored = pb::adopt( csConfigObjectConfig( config, name.get() ) );
-        text += ( i ? "; " : "" ) + pb::text( name.get() ) + " " + take( csConfigObjectSort( config, name.get() ) ) +
-                " " + ( stored ? textOf( stored.get() ) : "-" );
+        text += ( text.empty() ? "" : "; " ) + pb::text( name.get() ) + " " +
+                take( csConfigObjectSort( config, name.get() ) ) + " " + ( stored ? textOf( stored.get() ) : "-" );
     }
     return text;
 }
@@ -181,29 +173,6 @@ protected:
         pb::Ref<PB_STRING> error;
         EXPECT_TRUE( csStoreTrySetConfig( pb::adopt( csConfigCreate() ).get(), error.handle() ) );
     }
-};
-
-/** Counts how often it was fired. */
-class Waiter {
-public:
-    PB_SIGNALABLE *get() { return signalable.get(); }
-    /** Whether it was fired since the last call, once. */
-    bool fired() { return pbBarrierPassTimed( barrier.get(), 0 ) && rearm(); }
-    /** Waits until it is fired. */
-    void wait()
-    {
-        pbBarrierPass( barrier.get() );
-        rearm();
-    }
-
-private:
-    bool rearm()
-    {
-        pbBarrierBlock( barrier.get() );
-        return true;
-    }
-    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
-    pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
 };
 
 } // namespace test

@@ -24,32 +24,32 @@ bool holdsObject( const std::string &path, const char *name )
 
 TEST_F( FaultConfig, LoadsOrSaysWhyNot )
 {
-    put( path( "config" ), stored );
+    write( "config", stored );
     fault::ladder( { "loaded", "refused" }, [&] {
         fault::Armed armed;
         pb::Ref<PB_STRING> error;
         pb::Ref<CS_CONFIG> config =
-            pb::adopt( csConfigTryLoad( pb::string( path( "config" ) ).get(), error.handle() ) );
+            pb::adopt( csConfigTryLoad( pb::string( file( "config" ) ).get(), error.handle() ) );
         if ( config )
             return csConfigHasObject( config.get(), pb::string( "stored" ).get() ) ? "loaded" : "cut short";
-        return error && pb::text( error.get() ).starts_with( path( "config" ) ) ? "refused" : "no reason";
+        return error && pb::text( error.get() ).starts_with( file( "config" ) ) ? "refused" : "no reason";
     } );
 }
 
 TEST_F( FaultConfig, SavesWholeOrLeavesTheOldOne )
 {
     fault::ladder( { "saved", "refused" }, [&] {
-        put( path( "config" ), stored );
+        write( "config", stored );
         pb::Ref<CS_CONFIG> config = pb::adopt( csConfigCreate() );
         csConfigSetObject( config.handle(), pb::string( "new" ).get(), pb::string( "UNKNOWN" ).get(), nullptr );
         pb::Ref<PB_STRING> error;
         bool saved;
         {
             fault::Armed armed;
-            saved = csConfigTrySave( config.get(), pb::string( path( "config" ) ).get(), error.handle() );
+            saved = csConfigTrySave( config.get(), pb::string( file( "config" ) ).get(), error.handle() );
         }
-        EXPECT_TRUE( holdsObject( path( "config" ), saved ? "new" : "stored" ) ) << "after " << fault::failedCall();
-        EXPECT_EQ( entries(), 1 ) << "another file is left after " << fault::failedCall();
+        EXPECT_TRUE( holdsObject( file( "config" ), saved ? "new" : "stored" ) ) << "after " << fault::failedCall();
+        EXPECT_EQ( names(), "config " ) << "another file is left after " << fault::failedCall();
         return saved ? "saved" : error ? "refused" : "no reason";
     } );
 }

@@ -10,12 +10,12 @@ const std::string longText( 200000, 'x' );
 
 TEST_F( FaultFiles, ReadsWholeOrNot )
 {
-    put( path( "file" ), longText );
+    write( "file", longText );
     fault::ladder( { "whole", "null" }, [&] {
         pb::Ref<PB_BUFFER> buf;
         {
             fault::Armed armed;
-            buf = pb::adopt( pbFileReadBufferCstr( path( "file" ).c_str(), -1 ) );
+            buf = pb::adopt( pbFileReadBufferCstr( file( "file" ).c_str(), -1 ) );
         }
         if ( !buf )
             return "null";
@@ -26,20 +26,20 @@ TEST_F( FaultFiles, ReadsWholeOrNot )
 TEST_F( FaultFiles, ReplacesWholeWhereALinkLeadsOrNot )
 {
     fault::ladder( { "new", "old" }, [&]() -> std::string {
-        put( path( "file" ), "old" );
-        std::filesystem::permissions( path( "file" ), std::filesystem::perms( 0640 ) );
-        std::filesystem::remove( path( "link" ) );
-        std::filesystem::create_symlink( "file", path( "link" ) );
+        write( "file", "old" );
+        std::filesystem::permissions( file( "file" ), std::filesystem::perms( 0640 ) );
+        std::filesystem::remove( file( "link" ) );
+        std::filesystem::create_symlink( "file", file( "link" ) );
         pb::Ref<PB_BUFFER> buf = pb::adopt( pbStringToUtf8( pb::string( longText ).get() ) );
         bool replaced;
         {
             fault::Armed armed;
-            replaced = pbFileTryReplace( pb::string( path( "link" ) ).get(), buf.get() );
+            replaced = pbFileTryReplace( pb::string( file( "link" ) ).get(), buf.get() );
         }
-        EXPECT_EQ( content( path( "file" ) ), replaced ? longText : "old" );
-        EXPECT_EQ( std::filesystem::status( path( "file" ) ).permissions(), std::filesystem::perms( 0640 ) );
-        EXPECT_TRUE( std::filesystem::is_symlink( path( "link" ) ) ) << "after " << fault::failedCall();
-        EXPECT_EQ( entries(), 2 ) << "another file is left after " << fault::failedCall();
+        EXPECT_EQ( read( "file" ), replaced ? longText : "old" );
+        EXPECT_EQ( std::filesystem::status( file( "file" ) ).permissions(), std::filesystem::perms( 0640 ) );
+        EXPECT_TRUE( std::filesystem::is_symlink( file( "link" ) ) ) << "after " << fault::failedCall();
+        EXPECT_EQ( names(), "file link " ) << "another file is left after " << fault::failedCall();
         return replaced ? "new" : "old";
     } );
 }
@@ -48,7 +48,7 @@ TEST_F( FaultFiles, SinkTellsWhatItCouldNotWrite )
 {
     auto writeLines = [this] {
         fault::Armed armed;
-        pb::Ref<PB_BYTE_SINK> sink = pb::adopt( pbByteSinkTryCreateFile( pb::string( path( "sink" ) ).get() ) );
+        pb::Ref<PB_BYTE_SINK> sink = pb::adopt( pbByteSinkTryCreateFile( pb::string( file( "sink" ) ).get() ) );
         for ( int i = 0; sink && i < 3; ++i )
             pbByteSinkWriteBytes( sink.get(), "line\n", 5 );
         return sink;
@@ -59,17 +59,17 @@ TEST_F( FaultFiles, SinkTellsWhatItCouldNotWrite )
             return "null";
         if ( pbByteSinkError( sink.get() ) )
             return "error";
-        return content( path( "sink" ) ) == "line\nline\nline\n" ? "written" : "lost";
+        return read( "sink" ) == "line\nline\nline\n" ? "written" : "lost";
     } );
 }
 
 TEST_F( FaultFiles, LinesEndEarlyAtMost )
 {
-    put( path( "lines" ), "one\ntwo\nthree" );
+    write( "lines", "one\ntwo\nthree" );
     auto isStart = []( const std::string &lines ) { return std::string_view( "one,two,three," ).starts_with( lines ); };
     fault::ladder( { "all", "some", "null" }, [&] {
         fault::Armed armed;
-        pb::Ref<PB_LINE_SOURCE> source = pb::adopt( pbLineSourceTryCreateFromFileCstr( path( "lines" ).c_str(), -1 ) );
+        pb::Ref<PB_LINE_SOURCE> source = pb::adopt( pbLineSourceTryCreateFromFileCstr( file( "lines" ).c_str(), -1 ) );
         if ( !source )
             return "null";
         std::string lines;

@@ -34,11 +34,11 @@ TEST_F( FaultTrace, WritesWholeLinesAndCountsTheRest )
 {
     PB_INT records = 0; // how many lines the file has when nothing fails
     fault::ladder( { "complete", "counted", "null" }, [&] {
-        std::filesystem::remove( path( "trace" ) );
-        pb::Ref<TR_SINK> sink = trace( path( "trace" ) );
+        std::filesystem::remove( file( "trace" ) );
+        pb::Ref<TR_SINK> sink = trace( file( "trace" ) );
         if ( !sink )
             return "null";
-        std::string text = content( path( "trace" ) );
+        std::string text = read( "trace" );
         PB_INT lines = std::count( text.begin(), text.end(), '\n' );
         PB_INT dropped = trSinkDropped( sink.get() );
         records = std::max( records, lines );

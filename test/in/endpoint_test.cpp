@@ -175,38 +175,17 @@ TEST( PortRange, UdpAndTcp )
         inTcpPortRangeSetFirstPort, inTcpPortRangeSetCount, inTcpPortRangeStore, inTcpPortRangeTryRestore } );
 }
 
-TEST( Flags, OfTransports )
-{
-    struct {
-        PB_INT flags, udp, tcp;
-        const char *udpText, *tcpText;
-    } const rows[] = { { 0, 0, 0, "", "" }, { 1, 1, 1, "IN_UDP_FLAG_NO_RECEIVE", "IN_TCP_FLAG_NO_DELAY" },
-        { 7, 1, 3, "IN_UDP_FLAG_NO_RECEIVE", "IN_TCP_FLAG_NO_DELAY|IN_TCP_FLAG_KEEP_ALIVE" },
-        { -2, 0, 2, "", "IN_TCP_FLAG_KEEP_ALIVE" } };
-    for ( const auto &row : rows ) {
-        EXPECT_EQ( inUdpFlagsNormalize( row.flags ), row.udp );
-        EXPECT_EQ( inTcpFlagsNormalize( row.flags ), row.tcp );
-        EXPECT_EQ( take( inUdpFlagsToString( row.flags ) ), row.udpText );
-        EXPECT_EQ( take( inTcpFlagsToString( row.flags ) ), row.tcpText );
-        EXPECT_EQ( inUdpFlagsFromString( str( row.udpText ).get() ), row.udp );
-        EXPECT_EQ( inTcpFlagsFromString( str( row.tcpText + std::string( "|x" ) ).get() ), row.tcp );
-    }
-}
-
 namespace {
 
 std::string payload( IN_UDP_PACKET *up )
 {
-    pb::Ref<PB_BUFFER> buf = pb::adopt( inUdpPacketPayload( up ) );
-    EXPECT_EQ( pbBufferLength( buf.get() ), inUdpPacketPayloadLength( up ) );
-    return {
-        reinterpret_cast<const char *>( pbBufferBacking( buf.get() ) ), std::size_t( pbBufferLength( buf.get() ) ) };
+    return test::takeBytes( inUdpPacketPayload( up ) );
 }
 
 class UdpPacket : public testing::Test {
 protected:
     pb::Ref<IN_UDP_ADDRESS> remote = pb::adopt( inUdpAddressCreate( address( "192.0.2.1" ).get(), 5060 ) );
-    pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreateFromBytesCopy( "hello, world", 12 ) );
+    pb::Ref<PB_BUFFER> text = test::buffer( "hello, world" );
     pb::Ref<IN_UDP_PACKET> up = pb::adopt( inUdpPacketCreateWithPayload( remote.get(), text.get() ) );
 };
 

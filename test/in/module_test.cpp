@@ -67,6 +67,10 @@ TEST( Vocabularies, Texts )
     EXPECT_FALSE( IN_ADDRESS_VERSION_OK( inAddressVersionFromString( test::str( "in_address_version_4" ).get() ) ) );
     EXPECT_DEATH( inAddressVersionToString( 2 ), "in_address_version.cpp:.*: IN_ADDRESS_VERSION_OK\\( version \\)" );
     EXPECT_EQ( inFlagsNormalize( -2 ), 0 );
+    EXPECT_EQ( inUdpFlagsNormalize( -1 ), 1 );
+    EXPECT_EQ( test::take( inUdpFlagsToString( -1 ) ), "IN_UDP_FLAG_NO_RECEIVE" );
+    EXPECT_EQ( test::take( inTcpFlagsToString( -1 ) ), "IN_TCP_FLAG_NO_DELAY|IN_TCP_FLAG_KEEP_ALIVE" );
+    EXPECT_EQ( inTcpFlagsFromString( test::str( "IN_TCP_FLAG_KEEP_ALIVE|x" ).get() ), 2 );
     EXPECT_EQ( test::take( inFlagsToString( 0xff ) ), "IN_FLAG_LOOPBACK_ONLY" );
     EXPECT_EQ( inFlagsFromString( test::str( "IN_FLAG_OTHER|IN_FLAG_LOOPBACK_ONLY" ).get() ), 1 );
     EXPECT_DEATH( PB_FLAGSET_ADD( &in___FlagsFlagset, IN_FLAG_LOOPBACK_ONLY ),

@@ -25,9 +25,8 @@ inline Store throughFile( PB_STORE *store )
 inline pb::Ref<CS_CONFIG> fileOf( const std::string &sort, const std::string &json )
 {
     std::string file = R"({"objects":{"o":{"sort":")" + sort + R"(","config":)" + json + "}}}";
-    pb::Ref<PB_BUFFER> bytes = pb::adopt( pbBufferCreateFromBytesCopy( file.data(), PB_INT_FROM( file.size() ) ) );
     pb::Ref<PB_STRING> error;
-    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigTryDecode( bytes.get(), error.handle() ) );
+    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigTryDecode( buffer( file ).get(), error.handle() ) );
     EXPECT_TRUE( config ) << json << pb::text( error.get() );
     return config;
 }

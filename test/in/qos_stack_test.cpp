@@ -26,25 +26,6 @@ std::string configuration( IN_QOS_STACK *stack )
     return textOf( pb::adopt( inQosOptionsStore( options.get(), false ) ).get() );
 }
 
-/** Says whether it was fired since the last question; registered by hand. */
-class Waiter {
-public:
-    PB_SIGNALABLE *get() { return signalable.get(); }
-    bool fired()
-    {
-        if ( !pbBarrierPassTimed( barrier.get(), 0 ) )
-            return false;
-        pbBarrierBlock( barrier.get() );
-        return true;
-    }
-    /** Waits for it; false when nothing comes. */
-    bool wait() { return pbBarrierPassTimed( barrier.get(), 20'000 ); }
-
-private:
-    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
-    pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
-};
-
 /** The configurations that were traced. */
 std::vector<std::string> configurations( test::Recording &recording )
 {
@@ -69,7 +50,7 @@ TEST( QosStack, OptionsAndSignal )
     pb::Ref<IN_QOS_OPTIONS> voice = options( VOICE );
     pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( voice.get(), nullptr ) );
     EXPECT_EQ( pb::adopt( in___QosStackConfiguration( stack.get() ) ).get(), voice.get() );
-    Waiter one, two;
+    test::Waiter one, two;
     in___QosStackConfigurationAddSignalable( stack.get(), one.get() );
     in___QosStackConfigurationAddSignalable( stack.get(), two.get() );
     in___QosStackConfigurationDelSignalable( stack.get(), two.get() );
@@ -163,7 +144,7 @@ TEST( QosStack, ManyThreads )
     };
     auto watch = [&] {
         do {
-            Waiter waiter;
+            test::Waiter waiter;
             in___QosStackConfigurationAddSignalable( stack.get(), waiter.get() );
             pb::Ref<IN_QOS_OPTIONS> before = pb::adopt( inQosStackOptions( stack.get() ) );
             EXPECT_TRUE( std::any_of(

@@ -1,14 +1,7 @@
 /* Buffers: every operation against plain bytes, alone and shared; the gap in front; bits. */
 #include "container_support.h"
 
-namespace {
-
-std::string bytesOf( PB_BUFFER *buf )
-{
-    return { reinterpret_cast<const char *>( pbBufferBacking( buf ) ), std::size_t( pbBufferLength( buf ) ) };
-}
-
-} // namespace
+using test::bytesOf;
 
 /** Random operations, a tenth of them on a shared buffer: the result is right, and the other holder's is untouched. */
 TEST( Buffer, BehavesAsBytes )

@@ -1,9 +1,5 @@
 /* Files, line sources and byte sinks, on real files in a folder of their own. */
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <set>
+#include <support/folder.hpp>
 #include <support/test_support.h>
 #include <sys/stat.h>
 
@@ -12,52 +8,14 @@ using test::str;
 
 namespace {
 
-class File : public testing::Test {
+class File : public testing::Test, public test::Folder {
 protected:
-    File()
-    {
-        std::string name = ( fs::temp_directory_path() / "pb-file-XXXXXX" ).string();
-        folder = mkdtemp( name.data() );
-    }
-    ~File() override { fs::remove_all( folder ); }
-
-    std::string write( const std::string &name, std::string_view content )
-    {
-        std::ofstream( folder / name, std::ios::binary ) << content;
-        return ( folder / name ).string();
-    }
-    std::string read( const std::string &name )
-    {
-        std::ifstream file( folder / name, std::ios::binary );
-        return { std::istreambuf_iterator<char>( file ), {} };
-    }
     bool replace( const std::string &name, std::string_view content )
     {
-        pb::Ref<PB_BUFFER> buf = pb::adopt( pbBufferCreateFromBytesCopy( content.data(), PB_INT( content.size() ) ) );
         errno = 0;
-        return pbFileTryReplace( str( ( folder / name ).string() ).get(), buf.get() );
+        return pbFileTryReplace( str( file( name ) ).get(), test::buffer( content ).get() );
     }
-    /** What stands in the folder, sorted and joined. */
-    std::string names()
-    {
-        std::set<std::string> sorted;
-        for ( const auto &entry : fs::directory_iterator( folder ) )
-            sorted.insert( entry.path().filename().string() );
-        std::string joined;
-        for ( const std::string &name : sorted )
-            joined += name + " ";
-        return joined;
-    }
-    fs::path folder;
 };
-
-std::string contentOf( PB_BUFFER *owned )
-{
-    pb::Ref<PB_BUFFER> buf = pb::adopt( owned );
-    return buf ? std::string( reinterpret_cast<const char *>( pbBufferBacking( buf.get() ) ),
-                     std::size_t( pbBufferLength( buf.get() ) ) )
-               : "(null)";
-}
 
 std::vector<std::string> linesOf( PB_LINE_SOURCE *owned )
 {
@@ -77,13 +35,13 @@ TEST_F( File, ReadsWholeFiles )
         std::string content( size, 'x' );
         for ( std::size_t i = 0; i < size; ++i )
             content[i] = static_cast<char>( i * 7 );
-        EXPECT_EQ( contentOf( pbFileReadBuffer( str( write( "file", content ) ).get() ) ), content );
+        EXPECT_EQ( test::takeBytes( pbFileReadBuffer( str( write( "file", content ) ).get() ) ), content );
     }
     errno = 0;
-    EXPECT_EQ( contentOf( pbFileReadBuffer( str( folder.string() ).get() ) ), "(null)" );
+    EXPECT_EQ( test::takeBytes( pbFileReadBuffer( str( path.string() ).get() ) ), "(null)" );
     EXPECT_EQ( errno, EISDIR );
     // The kernel gives no size for these, and only a piece with each read.
-    std::string mine = contentOf( pbFileReadBufferCstr( "/proc/self/limits", -1 ) );
+    std::string mine = test::takeBytes( pbFileReadBufferCstr( "/proc/self/limits", -1 ) );
     EXPECT_NE( mine.find( "Max open files" ), std::string::npos );
     EXPECT_EQ( mine.back(), '\n' );
 }
@@ -92,14 +50,14 @@ TEST_F( File, IsReplacedWhole )
 {
     mode_t mask = umask( 027 );
     EXPECT_TRUE( replace( "file", "first" ) );
-    std::ifstream reader( folder / "file" ); // who has the old file open goes on reading the old content
+    std::ifstream reader( path / "file" ); // who has the old file open goes on reading the old content
     umask( mask );
-    EXPECT_EQ( fs::status( folder / "file" ).permissions(), fs::perms( 0640 ) );
-    fs::permissions( folder / "file", fs::perms( 0666 ) );
+    EXPECT_EQ( fs::status( path / "file" ).permissions(), fs::perms( 0640 ) );
+    fs::permissions( path / "file", fs::perms( 0666 ) );
     EXPECT_TRUE( replace( "file", std::string( 300000, 'x' ) ) );
     EXPECT_EQ( read( "file" ), std::string( 300000, 'x' ) );
     EXPECT_EQ( std::string( std::istreambuf_iterator<char>( reader ), {} ), "first" );
-    EXPECT_EQ( fs::status( folder / "file" ).permissions(), fs::perms( 0666 ) );
+    EXPECT_EQ( fs::status( path / "file" ).permissions(), fs::perms( 0666 ) );
     std::string longest( 255, 'n' );
     EXPECT_TRUE( replace( longest, "" ) );
     EXPECT_EQ( names(), "file " + longest + " " );
@@ -107,26 +65,26 @@ TEST_F( File, IsReplacedWhole )
 
 TEST_F( File, IsReplacedBehindLinks )
 {
-    fs::create_directory( folder / "deep" );
+    fs::create_directory( path / "deep" );
     write( "deep/file", "old" );
-    fs::create_symlink( "deep/file", folder / "relative" );
-    fs::create_symlink( folder / "relative", folder / "absolute" );
-    fs::create_symlink( "deep/none-yet", folder / "dangling" );
+    fs::create_symlink( "deep/file", path / "relative" );
+    fs::create_symlink( path / "relative", path / "absolute" );
+    fs::create_symlink( "deep/none-yet", path / "dangling" );
     for ( const auto &[link, target] : { std::pair( "relative", "deep/file" ), std::pair( "absolute", "deep/file" ),
               std::pair( "dangling", "deep/none-yet" ) } ) {
         EXPECT_TRUE( replace( link, link ) );
         EXPECT_EQ( read( target ), link );
-        EXPECT_TRUE( fs::is_symlink( folder / link ) );
-        EXPECT_TRUE( fs::is_regular_file( fs::symlink_status( folder / target ) ) );
+        EXPECT_TRUE( fs::is_symlink( path / link ) );
+        EXPECT_TRUE( fs::is_regular_file( fs::symlink_status( path / target ) ) );
     }
     EXPECT_EQ( names(), "absolute dangling deep relative " );
 }
 
 TEST_F( File, CannotBeReplaced )
 {
-    fs::create_directory( folder / "folder" );
-    fs::create_symlink( "loop", folder / "loop" );
-    mkfifo( ( folder / "pipe" ).c_str(), 0600 );
+    fs::create_directory( path / "folder" );
+    fs::create_symlink( "loop", path / "loop" );
+    mkfifo( ( path / "pipe" ).c_str(), 0600 );
     write( "file", "old" );
     const std::vector<std::pair<std::string, int>> rows = { { "folder", EISDIR }, { "loop", ELOOP }, { "pipe", EINVAL },
         { "none/file", ENOENT }, { "file/beyond", ENOTDIR }, { std::string( "fi\0le", 5 ), EINVAL },
@@ -136,14 +94,14 @@ TEST_F( File, CannotBeReplaced )
         EXPECT_EQ( errno, reason ) << name;
     }
     EXPECT_EQ( names(), "file folder loop pipe " );
-    EXPECT_TRUE( fs::is_fifo( folder / "pipe" ) );
+    EXPECT_TRUE( fs::is_fifo( path / "pipe" ) );
 }
 
 TEST_F( File, Lines )
 {
-    EXPECT_EQ( pbLineSourceTryCreateFromFileCstr( ( folder / "nowhere" ).c_str(), -1 ), nullptr );
+    EXPECT_EQ( pbLineSourceTryCreateFromFileCstr( ( path / "nowhere" ).c_str(), -1 ), nullptr );
     EXPECT_EQ( pbLineSourceTryCreateFromFileCstr( "a\0b", 3 ), nullptr );
-    EXPECT_EQ( linesOf( pbLineSourceTryCreateFromFileCstr( folder.c_str(), -1 ) ), std::vector<std::string>() );
+    EXPECT_EQ( linesOf( pbLineSourceTryCreateFromFileCstr( path.c_str(), -1 ) ), std::vector<std::string>() );
     const std::string longLine( 1000000, 'y' );
     const std::vector<std::pair<std::string, std::vector<std::string>>> rows = { { "", {} }, { "\n", { "" } },
         { "a", { "a" } }, { "a\n", { "a" } }, { "a\nb", { "a", "b" } }, { "\n\na\n", { "", "", "a" } },
@@ -153,8 +111,7 @@ TEST_F( File, Lines )
         { std::string( 65536, 'x' ) + "\nz\n", { std::string( 65536, 'x' ), "z" } },
         { "a\n" + longLine + "\nb\n" + longLine, { "a", longLine, "b", longLine } } };
     for ( const auto &[text, lines] : rows ) {
-        pb::Ref<PB_BUFFER> buf = pb::adopt( pbBufferCreateFromBytesCopy( text.data(), PB_INT( text.size() ) ) );
-        EXPECT_EQ( linesOf( pbLineSourceCreateFromBuffer( buf.get() ) ), lines );
+        EXPECT_EQ( linesOf( pbLineSourceCreateFromBuffer( test::buffer( text ).get() ) ), lines );
         EXPECT_EQ( linesOf( pbLineSourceTryCreateFromFileCstr( write( "file", text ).c_str(), -1 ) ), lines );
     }
 }

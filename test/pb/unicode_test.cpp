@@ -29,8 +29,7 @@ std::u32string charsOf( PB_STRING *str )
 
 pb::Ref<PB_STRING> convert( PB_INT charset, const std::string &bytes, PB_INT flags )
 {
-    auto buf = pb::adopt( pbBufferCreateFromBytesCopy( bytes.data(), PB_INT_FROM( bytes.size() ) ) );
-    return pb::adopt( pbCharsetTryConvertBufferToStringWithFlags( charset, buf.get(), flags ) );
+    return pb::adopt( pbCharsetTryConvertBufferToStringWithFlags( charset, test::buffer( bytes ).get(), flags ) );
 }
 
 } // namespace

@@ -118,28 +118,3 @@ TEST( Timer, UnscheduleMeetsFiring )
     subject.end();
     marker.end();
 }
-
-TEST( Timer, ScheduleFromManyThreadsIsNotLost )
-{
-    Subject subject( nullptr );
-    std::vector<pb::Ref<PR_TIMER>> timers;
-    for ( int index = 0; index < 3; ++index )
-        timers.push_back( timerOf( subject ) );
-    test::onThreads( 8, [&]( int index ) {
-        for ( std::size_t round = 0; round < 500; ++round ) {
-            PR_TIMER *timer = timers[( round + static_cast<std::size_t>( index ) ) % timers.size()].get();
-            if ( round % 3 == 0 )
-                prTimerUnschedule( timer );
-            else
-                prTimerSchedule( timer, index == 0 ? hour : index % 3 );
-        }
-    } );
-    for ( auto &timer : timers )
-        prTimerUnschedule( timer.get() );
-    subject.schedule();
-    int before = subject.runs();
-    prTimerSchedule( timers[0].get(), 1 );
-    EXPECT_TRUE( subject.hasRun( before + 1 ) );
-    EXPECT_TRUE( test::eventually( [&] { return !prTimerScheduled( timers[0].get() ); } ) );
-    subject.end();
-}

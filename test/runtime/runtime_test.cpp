@@ -81,7 +81,6 @@ TEST_F( Runtime, TellsWhyAModuleDoesNotFit )
     } const rows[] = {
         { "absent", { "module \"absent\"", "libquelvaris-absent.so: cannot open shared object file" } },
         { "garbage", { "module \"garbage\" (" + folder + "garbage.so): ", "invalid ELF header" } },
-        { "unresolved", { "module \"unresolved\" (" + folder, "undefined symbol: nowhereDefined" } },
         { "bare", { "(" + folder + "bare.so): it has no module record" } },
         { "headless", { "(" + folder + "headless.so): it has no module descriptor" } },
         { "layout3", { "(" + folder + "layout3.so): its record has layout 3 instead of 2" } },
@@ -93,14 +92,9 @@ TEST_F( Runtime, TellsWhyAModuleDoesNotFit )
         { "strange_record", { "its descriptor belongs to another record" } },
         { "lacking", { "module \"absent\"", ", required by \"lacking\": ", "cannot open" } },
         { "ring_a", { "it requires itself: ring_a -> ring_b -> ring_a" } },
-        { "ring_b", { "it requires itself: ring_b -> ring_a -> ring_b" } },
-        { "selfish", { "it requires itself: selfish -> selfish" } },
         { "failing", { "(" + folder + "failing.so): its start-up failed" } },
         { "climbing", { "module \"../modules/ground\", required by \"climbing\": the name" } },
         { "../modules/ground", { "module \"../modules/ground\": the name" } },
-        { "", { "module \"\": the name" } },
-        { "Ground", { "the name" } },
-        { "ground ", { "the name" } },
         { std::string( "gro\0und\n", 8 ), { "module \"gro und \": the name" } },
     };
     for ( const auto &row : rows ) {

@@ -20,14 +20,7 @@ struct Recording {
     Recording &operator=( const Recording & ) = delete;
 
     /** The records since the last call. */
-    std::vector<pb::Ref<PB_STORE>> take()
-    {
-        pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( sink.get() ) );
-        std::vector<pb::Ref<PB_STORE>> stores;
-        for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i )
-            stores.push_back( pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) ) );
-        return stores;
-    }
+    std::vector<pb::Ref<PB_STORE>> take() { return takeAll<PB_STORE>( trSinkTakeRecords( sink.get() ) ); }
     /** The same as one text. */
     std::string text()
     {

@@ -31,6 +31,50 @@ std::string textOf( T *object )
     return take( pbObjToString( pb::obj( object ) ) );
 }
 
+inline pb::Ref<PB_BUFFER> buffer( std::string_view bytes )
+{
+    return pb::adopt( pbBufferCreateFromBytesCopy( bytes.data(), PB_INT_FROM( bytes.size() ) ) );
+}
+inline std::string bytesOf( PB_BUFFER *buf )
+{
+    return { reinterpret_cast<const char *>( pbBufferBacking( buf ) ), std::size_t( pbBufferLength( buf ) ) };
+}
+/** The bytes of a buffer, or "(null)", and the objects of a vector; both are released. */
+inline std::string takeBytes( PB_BUFFER *owned )
+{
+    pb::Ref<PB_BUFFER> held = pb::adopt( owned );
+    return held ? bytesOf( held.get() ) : "(null)";
+}
+template <class T>
+std::vector<pb::Ref<T>> takeAll( PB_VECTOR *owned )
+{
+    pb::Ref<PB_VECTOR> held = pb::adopt( owned );
+    std::vector<pb::Ref<T>> objects;
+    for ( PB_INT i = 0; i < pbVectorLength( held.get() ); ++i )
+        objects.push_back( pb::adoptAs<T>( pbVectorObjAt( held.get(), i ) ) );
+    return objects;
+}
+
+/** Tells whether it was fired, to be registered by hand. */
+class Waiter {
+public:
+    PB_SIGNALABLE *get() { return signalable.get(); }
+    /** Whether it was fired since the last call. */
+    bool fired() { return wait( 0 ); }
+    /** Waits until it is fired; false when nothing comes. */
+    bool wait( PB_INT milliseconds = 60'000 )
+    {
+        bool passed = pbBarrierPassTimed( barrier.get(), milliseconds );
+        if ( passed )
+            pbBarrierBlock( barrier.get() );
+        return passed;
+    }
+
+private:
+    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
+    pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
+};
+
 /** Started by main before the first test and stopped after the last: the modules that a test program needs. */
 struct Fixture {
     std::function<void()> start;

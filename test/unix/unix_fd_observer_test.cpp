@@ -197,22 +197,6 @@ TEST( UnixFdObserver, RemovingWaitsForTheOpenReport )
     }
 }
 
-/** Another descriptor takes the place of the epoll set: from then on the observer is in error, and tells so. */
-TEST( UnixFdObserver, ErrorIsFinal )
-{
-    int lowest = counter( 0 ).get();
-    Observer observer;
-    EXPECT_FALSE( observer.set( lowest + 100, R ) ) << "is not open";
-    EXPECT_FALSE( unixFdObserverError( observer.held.get() ) );
-    pb::Fd ready = counter( 1 );
-    ASSERT_TRUE( observer.set( ready.get(), R ) );
-    ASSERT_EQ( dup3( ready.get(), lowest, O_CLOEXEC ), lowest );
-    EXPECT_FALSE( observer.wait() );
-    EXPECT_TRUE( unixFdObserverError( observer.held.get() ) );
-    EXPECT_FALSE( observer.wait() );
-    EXPECT_FALSE( observer.set( ready.get(), 0 ) );
-}
-
 TEST( UnixFdObserverDeathTest, WhoHasTheOpenReportMustCloseItFirst )
 {
     Observer observer;

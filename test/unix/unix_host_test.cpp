@@ -24,11 +24,7 @@ std::string run( const std::vector<std::string> &arguments, PB_INT byteLimit = 1
     pb::Ref<PB_VECTOR> vector = pb::adopt( pbVectorCreate() );
     for ( const std::string &argument : arguments )
         pbVectorAppend( vector.handle(), pb::obj( test::str( argument ).get() ) );
-    pb::Ref<PB_BUFFER> output = pb::adopt( unixCommandTryRun( vector.get(), byteLimit ) );
-    if ( !output )
-        return "(null)";
-    return { reinterpret_cast<const char *>( pbBufferBacking( output.get() ) ),
-        std::size_t( pbBufferLength( output.get() ) ) };
+    return test::takeBytes( unixCommandTryRun( vector.get(), byteLimit ) );
 }
 
 TEST( UnixCommand, EachArgumentArrivesAsOne )

@@ -14,15 +14,8 @@
 PB_API void runtimeTestTell( const char *name, const char *what );
 PB_API PB_MODULE *unitModule( void );
 
-#ifdef UNIT_CALLS
-PB_API void UNIT_CALLS( void );
-#endif
-
 static bool startup()
 {
-#ifdef UNIT_CALLS
-    UNIT_CALLS();
-#endif
 #ifdef UNIT_MEDDLES
     (void)pbRuntimeTryStart( "ground", -1 );
 #endif
