@@ -3,6 +3,7 @@
  * only. Exit codes: 0, 1 when the command found something wrong, 2 when the command line is.
  */
 #include <in/in.h>
+#include <optional>
 #include <tool/tool.hpp>
 
 namespace {
@@ -32,25 +33,86 @@ int complain( const std::string &text, int exitCode )
     return exitCode;
 }
 
+/** Help without the types, needs and exclusions that each option would be followed by: the words say what is meant. */
+class Help : public CLI::Formatter {
+    std::string make_option_opts( const CLI::Option *option ) const override
+    {
+        std::string type = option->get_type_name();
+        std::string value = option->get_default_str().empty() ? "" : " (" + option->get_default_str() + ")";
+        return ( type.empty() ? "" : " " + type ) + value;
+    }
+};
+
+/** The command that the command line got to. */
+const CLI::App *deepest( const CLI::App *app )
+{
+    while ( !app->get_subcommands().empty() )
+        app = app->get_subcommands().front();
+    return app;
+}
+
+std::string namesOfCommands( const CLI::App *app )
+{
+    std::string names;
+    for ( const CLI::App *command : app->get_subcommands( {} ) )
+        names += ( names.empty() ? "" : ", " ) + command->get_name();
+    return names;
+}
+
+/** What is wrong with the command line, in one line. */
+std::string problem( const CLI::App &app, const CLI::ParseError &error )
+{
+    const CLI::App *last = deepest( &app );
+    std::vector<std::string> unknown = app.remaining( true );
+    if ( !unknown.empty() && last->get_require_subcommand_min() > 0 )
+        return fmt::format( "unknown command '{}'; there are {}", unknown.front(), namesOfCommands( last ) );
+    if ( !unknown.empty() )
+        return fmt::format( "'{}' is not expected", unknown.front() );
+    if ( last->get_require_subcommand_min() > 0 )
+        return fmt::format( "a command is missing; there are {}", namesOfCommands( last ) );
+    return error.what();
+}
+
+std::string helpOf( const CLI::App &app )
+{
+    std::string path = "--help";
+    for ( const CLI::App *one = deepest( &app ); one; one = one->get_parent() )
+        path = one->get_name() + " " + path;
+    return path;
+}
+
+void addCommands( CLI::App &app, tool::Output &output )
+{
+    tool::addInterfacesCommand( app, output );
+    tool::addStackCommand( app, output );
+    tool::addUdpCommands( app, output );
+    tool::addMulticastCommands( app, output );
+    tool::addValueCommands( app, output );
+    tool::addHostCommands( app, output );
+    tool::addConfigCommands( app, output );
+}
+
 int run( int argc, char **argv )
 {
     CLI::App app{ "Looks at what the IP networking layer sees and does.", "quelvaris-in" };
     tool::Output output;
+    std::optional<Runtime> runtime;
+    app.formatter( std::make_shared<Help>() ); // which the commands inherit
     app.set_version_flag( "--version", versionText() );
     app.add_flag( "--json", output.json, "Print results as JSON" );
     app.fallthrough();
     app.require_subcommand( 1 );
-    tool::addValueCommands( app, output );
-    tool::addHostCommands( app, output );
-    tool::addConfigCommands( app, output );
+    app.parse_complete_callback( [&] { runtime.emplace(); } ); // the command line is good, the command runs next
+    addCommands( app, output );
     try {
-        Runtime runtime;
         app.parse( argc, argv );
         return 0;
     } catch ( const CLI::ParseError &error ) {
         if ( error.get_exit_code() == 0 )
             return app.exit( error );
-        return complain( fmt::format( "{} (see quelvaris-in --help)", error.what() ), 2 );
+        return complain( fmt::format( "{} (see {})", problem( app, error ), helpOf( app ) ), 2 );
+    } catch ( const tool::Misuse &misuse ) {
+        return complain( fmt::format( "{} (see {})", misuse.what(), helpOf( app ) ), 2 );
     }
 }
 

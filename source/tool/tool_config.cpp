@@ -1,23 +1,10 @@
 /* The commands on configuration files: config check, config normalise, config show. */
-#include <cs/cs.h>
 #include <tool/tool.hpp>
 
 namespace {
 
 using tool::Json;
 using tool::take;
-
-/** Loads a file and brings it to the current form; its own text tells what is wrong, with line and column. */
-pb::Ref<CS_CONFIG> load( const std::string &file )
-{
-    pb::Ref<PB_STRING> error;
-    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigTryLoad( pb::string( file ).get(), error.handle() ) );
-    if ( !config )
-        tool::fail( "{}", pb::text( error.get() ) );
-    if ( !csConfigTryUpdate( config.handle(), error.handle() ) )
-        tool::fail( "{}: {}", file, pb::text( error.get() ) );
-    return config;
-}
 
 /** Describes each object of a configuration. */
 template <class Describe>
@@ -35,22 +22,12 @@ Json objects( CS_CONFIG *config, Describe describe )
     return results;
 }
 
-/** What the loaded modules would pass over in an object's configuration: "udpOptions.portRange: wrong type". */
-Json ignored( CS_CONFIG *config, PB_STRING *name )
-{
-    Json lines = Json::array();
-    pb::Ref<PB_STORE> report = pb::adopt( csConfigCheckObject( config, name ) );
-    for ( PB_INT i = 0; report && i < pbStoreLength( report.get() ); ++i )
-        lines.push_back( take( pbStoreKeyAt( report.get(), i ) ) + ": " + take( pbStoreValueAt( report.get(), i ) ) );
-    return lines;
-}
-
 Json check( CS_CONFIG *config )
 {
     return objects( config, [&]( Json &item, PB_STRING *name, PB_STRING *sort ) {
         if ( !csSortRegistered( sort ) )
             item["result"] = "kept as it is: no loaded module knows this sort";
-        else if ( Json lines = ignored( config, name ); lines.empty() )
+        else if ( Json lines = tool::ignored( config, name ); lines.empty() )
             item["result"] = "ok";
         else
             item["ignored"] = lines;
@@ -80,6 +57,26 @@ void normalise( pb::Ref<CS_CONFIG> config, const std::string &file, bool full, b
 
 } // namespace
 
+pb::Ref<CS_CONFIG> tool::loadConfig( const std::string &file )
+{
+    pb::Ref<PB_STRING> error;
+    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigTryLoad( pb::string( file ).get(), error.handle() ) );
+    if ( !config )
+        fail( "{}", pb::text( error.get() ) );
+    if ( !csConfigTryUpdate( config.handle(), error.handle() ) )
+        fail( "{}: {}", file, pb::text( error.get() ) );
+    return config;
+}
+
+tool::Json tool::ignored( CS_CONFIG *config, PB_STRING *name )
+{
+    Json lines = Json::array();
+    pb::Ref<PB_STORE> report = pb::adopt( csConfigCheckObject( config, name ) );
+    for ( PB_INT i = 0; report && i < pbStoreLength( report.get() ); ++i )
+        lines.push_back( take( pbStoreKeyAt( report.get(), i ) ) + ": " + take( pbStoreValueAt( report.get(), i ) ) );
+    return lines;
+}
+
 void tool::addConfigCommands( CLI::App &app, Output &output )
 {
     static std::string file;
@@ -90,16 +87,16 @@ void tool::addConfigCommands( CLI::App &app, Output &output )
     config->require_subcommand( 1 );
     auto add = [&]( const char *name, const char *description ) {
         CLI::App *command = config->add_subcommand( name, description );
-        command->add_option( "FILE", file, "The configuration file (JSON)" )->required();
+        addText( *command, "FILE", file, "", "The configuration file (JSON)" )->required();
         return command;
     };
 
     add( "check", "Parse a file and tell what each object's configuration means to the loaded modules" )
-        ->callback( [&] { output.print( check( load( file ).get() ) ); } );
-    add( "show", "Show the objects of a file" )->callback( [&] { output.print( show( load( file ).get() ) ); } );
+        ->callback( [&] { output.print( check( loadConfig( file ).get() ) ); } );
+    add( "show", "Show the objects of a file" )->callback( [&] { output.print( show( loadConfig( file ).get() ) ); } );
 
     CLI::App *command = add( "normalise", "Print a file in its current, normalised form (JSON)" );
     command->add_flag( "--full", full, "Write defaulted values too" );
     command->add_flag( "--write", write, "Replace the file instead of printing" );
-    command->callback( [&] { normalise( load( file ), file, full, write ); } );
+    command->callback( [&] { normalise( loadConfig( file ), file, full, write ); } );
 }

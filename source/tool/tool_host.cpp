@@ -66,8 +66,8 @@ void tool::addHostCommands( CLI::App &app, Output &output )
     static std::string interface;
 
     CLI::App *look = app.add_subcommand( "neighbour", "Look up the hardware address of a neighbour" );
-    look->add_option( "ADDRESS", address, "Its IPv4 or IPv6 address" )->required();
-    look->add_option( "--interface", interface, "The interface to look on (default: any)" );
+    addText( *look, "ADDRESS", address, "", "Its IPv4 or IPv6 address" )->required();
+    addText( *look, "--interface", interface, "NAME", "The interface to look on (default: any)" );
     look->callback( [&] { output.print( neighbour( address, interface ) ); } );
 
     CLI::App *servers = app.add_subcommand( "nameservers", "Show the host's name servers" );

@@ -72,6 +72,39 @@ void tool::Output::print( const Json &results ) const
     }
 }
 
+void tool::Output::line( const Json &object, const std::string &text ) const
+{
+    fmt::print( "{}\n", json ? object.dump( -1, ' ', false, Json::error_handler_t::replace ) : text );
+    std::fflush( stdout );
+}
+
+void tool::Output::report( const Report &report ) const
+{
+    if ( json )
+        line( report.json, "" );
+    else
+        printItem( report.text );
+}
+
+void tool::Output::table( const Row &head, const std::vector<Row> &rows, const std::string &indent ) const
+{
+    std::vector<std::size_t> widths;
+    for ( const std::string &cell : head )
+        widths.push_back( cell.size() );
+    for ( const Row &row : rows )
+        for ( std::size_t i = 0; i < row.size(); ++i )
+            widths[i] = std::max( widths[i], row[i].size() );
+    auto aligned = [&]( const Row &row ) {
+        std::string line;
+        for ( std::size_t i = 0; i < row.size(); ++i )
+            line += fmt::format( "{:<{}}", row[i], widths[i] + 2 );
+        return line.erase( line.find_last_not_of( ' ' ) + 1 );
+    };
+    fmt::print( "{}{}\n", indent, bold( aligned( head ) ) );
+    for ( const Row &row : rows )
+        fmt::print( "{}{}\n", indent, aligned( row ) );
+}
+
 tool::Json tool::toJson( PB_STORE *store )
 {
     bool array = pbStoreIsArray( store );
@@ -85,4 +118,13 @@ tool::Json tool::toJson( PB_STORE *store )
             json[take( pbStoreKeyAt( store, i ) )] = entry;
     }
     return json;
+}
+
+std::vector<std::string> tool::texts( PB_VECTOR *owned )
+{
+    std::vector<std::string> all;
+    pb::Ref<PB_VECTOR> objects = pb::adopt( owned );
+    for ( PB_INT i = 0; i < pbVectorLength( objects.get() ); ++i )
+        all.push_back( take( pbObjToString( pb::adopt( pbVectorObjAt( objects.get(), i ) ).get() ) ) );
+    return all;
 }

@@ -113,19 +113,19 @@ void tool::addValueCommands( CLI::App &app, Output &output )
     static std::string contained;
 
     CLI::App *address = app.add_subcommand( "address", "Show the forms, the class and the bytes of IP addresses" );
-    address->add_option( "TEXT", texts, "IPv4 or IPv6 addresses" )->required();
+    addText( *address, "TEXT", texts, "", "IPv4 or IPv6 addresses" )->required();
     address->callback( [&] {
         output.print( describeAll<IN_ADDRESS>( texts, "IP address; write one like 192.0.2.1 or 2001:db8::1",
             inAddressTryCreateFromString, describeAddress ) );
     } );
 
     CLI::App *network = app.add_subcommand( "network", "Show IP networks, and whether they contain an address" );
-    network->add_option( "TEXT", texts, "Networks: an address, maybe a slash and a prefix length" )->required();
-    network->add_option( "--contains", contained, "Tell whether each network contains this address" );
+    addText( *network, "TEXT", texts, "", "Networks: an address, maybe a slash and a prefix length" )->required();
+    addText( *network, "--contains", contained, "ADDRESS", "Tell whether each network contains this address" );
     network->callback( [&] { output.print( networks( texts, contained ) ); } );
 
     CLI::App *mac = app.add_subcommand( "mac", "Show the forms and the class of hardware (EUI-48) addresses" );
-    mac->add_option( "TEXT", texts, "Addresses of twelve hexadecimal digits" )->required();
+    addText( *mac, "TEXT", texts, "", "Addresses of twelve hexadecimal digits" )->required();
     mac->callback( [&] {
         output.print( describeAll<IN_EUI48_ADDRESS>( texts, "hardware address; write one like 00:53:00:12:34:56",
             inEui48AddressTryCreateFromString, describeMac ) );

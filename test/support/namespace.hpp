@@ -78,11 +78,9 @@ public:
         run( "ip link set '" + there + "' up" );
     }
     /** Runs a shell command on the peer. */
-    void run( const std::string &command )
-    {
-        sh( "nsenter --target " + std::to_string( process ) + " --net sh -c \"" + command + "\"" );
-    }
-
+    void run( const std::string &command ) { sh( prefix() + "sh -c \"" + command + "\"" ); }
+    /** What a command line begins with that is to run there. */
+    std::string prefix() const { return "nsenter --target " + std::to_string( process ) + " --net "; }
     /** A socket on the peer, owned by the caller: the thread that opens it goes there for that. */
     int openSocket( int domain, int type, int protocol )
     {

@@ -1,0 +1,123 @@
+/* Listening and echoing. */
+#include <algorithm>
+#include <tool/tool_listening.hpp>
+
+namespace {
+
+using tool::Json;
+using tool::take;
+
+std::string remoteOf( IN_UDP_PACKET *pkt )
+{
+    return take( inUdpAddressToString( pb::adopt( inUdpPacketRemoteAddress( pkt ) ).get() ) );
+}
+
+/** The beginning of a payload: as text when it is plain text, else as hexadecimal digits. */
+std::pair<const char *, std::string> excerpt( PB_BUFFER *payload )
+{
+    constexpr std::size_t shown = 64;
+    const PB_BYTE *bytes = pbBufferBacking( payload );
+    std::string text( bytes, bytes + std::min( static_cast<std::size_t>( pbBufferLength( payload ) ), shown ) );
+    while ( !text.empty() && ( text.back() == '\n' || text.back() == '\r' ) )
+        text.pop_back();
+    if ( std::ranges::all_of( text, []( char ch ) { return ch >= ' ' && ch <= '~'; } ) )
+        return { "text", text };
+    std::string digits;
+    for ( char ch : text )
+        digits += fmt::format( "{:02x}", static_cast<uint8_t>( ch ) );
+    return { "hex", digits };
+}
+
+} // namespace
+
+void tool::Listening::noteStream( const Stamp &stamp, IN_UDP_PACKET *pkt, Time now )
+{
+    auto stream = streams.find( stamp.stream );
+    if ( stream == streams.end() ) {
+        if ( streams.size() >= STREAMS_MAX )
+            return;
+        stream = streams.emplace( stamp.stream, Stream{ remoteOf( pkt ), {}, {} } ).first;
+    }
+    if ( stream->second.sequence.add( stamp.number ) != Sequence::Arrival::duplicate )
+        stream->second.jitter.add( stamp.sentAt, now );
+}
+
+void tool::Listening::print( std::size_t lane, IN_UDP_PACKET *pkt, const std::optional<Stamp> &stamp ) const
+{
+    std::string from = remoteOf( pkt );
+    PB_INT length = inUdpPacketPayloadLength( pkt );
+    Json object{ { "event", "datagram" }, { "time", timeInFull() }, { "from", from }, { "bytes", length } };
+    std::string text = fmt::format( "{} {}  {} bytes", timeOfDay(), from, length );
+    if ( !lanes[lane].name.empty() ) {
+        object["lane"] = lanes[lane].name;
+        text += "  " + lanes[lane].name;
+    }
+    if ( stamp ) {
+        object["stream"] = stamp->stream;
+        object["number"] = stamp->number;
+        text += fmt::format( "  #{}", stamp->number );
+    } else {
+        auto [key, payload] = excerpt( pb::adopt( inUdpPacketPayload( pkt ) ).get() );
+        object[key] = payload;
+        text += "  " + ( key == std::string_view( "text" ) ? '"' + payload + '"' : payload );
+    }
+    output.line( object, text );
+}
+
+void tool::Listening::arrived( std::size_t lane, IN_UDP_PACKET *pkt )
+{
+    if ( does == Does::echo )
+        inUdpChannelSend( lanes[lane].channel.get(), pkt );
+    Time now = Clock::now();
+    meter.add( now, inUdpPacketPayloadLength( pkt ) );
+    std::optional<Stamp> stamp = Stamp::read( pb::adopt( inUdpPacketPayload( pkt ) ).get() );
+    if ( stamp )
+        noteStream( *stamp, pkt, now );
+    if ( does == Does::print )
+        print( lane, pkt, stamp );
+}
+
+std::string tool::Listening::progress() const
+{
+    uint64_t missing = 0;
+    for ( const auto &[number, stream] : streams )
+        missing += stream.sequence.missing();
+    return fmt::format( "received {}, missing {}", meter.text(), missing );
+}
+
+tool::Report tool::Listening::report( double seconds ) const
+{
+    Report report;
+    report.json = { { "event", "summary" }, { "seconds", seconds }, { "received", meter.count },
+        { "bytes", meter.bytes }, { "perSecond", meter.perSecond() }, { "bitsPerSecond", meter.bitsPerSecond() },
+        { "streams", Json::array() } };
+    report.text = { { "received", meter.text() } };
+    for ( const auto &[number, stream] : streams ) {
+        const Sequence &seen = stream.sequence;
+        report.json["streams"].push_back( { { "stream", number }, { "from", stream.from },
+            { "received", seen.received() }, { "missing", seen.missing() }, { "duplicates", seen.duplicates() },
+            { "outOfOrder", seen.outOfOrder() }, { "jitterMilliseconds", stream.jitter.seconds() * 1e3 } } );
+        report.text[fmt::format( "stream {:08x}", number )] = fmt::format(
+            "from {}: {} received, {} missing, {} duplicates, {} out of order, jitter {:.3f} ms", stream.from,
+            seen.received(), seen.missing(), seen.duplicates(), seen.outOfOrder(), stream.jitter.seconds() * 1e3 );
+    }
+    return report;
+}
+
+void tool::listen( const Output &output, const Lanes &lanes, const RunOptions &options, bool echoes )
+{
+    Listening::Does does = echoes          ? Listening::Does::echo
+                           : options.quiet ? Listening::Does::count
+                                           : Listening::Does::print;
+    Listening listening( output, lanes, does, options.count );
+    Session session( lanes, listening, options );
+    Json local = Json::array();
+    std::string text;
+    for ( const Lane &lane : lanes ) {
+        local.push_back( lane.localAddress() );
+        text += ( text.empty() ? "listening on " : " and " ) + lane.localAddress();
+    }
+    output.line( { { "event", "open" }, { "local", local } }, text );
+    session.run( 0, does == Listening::Does::print );
+    output.report( listening.report( session.seconds() ) );
+}

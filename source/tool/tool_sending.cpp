@@ -1,0 +1,180 @@
+/* Sending and pinging. */
+#include <tool/tool_sending.hpp>
+
+namespace {
+
+using tool::Json;
+using tool::take;
+
+int64_t nanoseconds( tool::Time time )
+{
+    return std::chrono::nanoseconds( time.time_since_epoch() ).count();
+}
+
+} // namespace
+
+void tool::SendOptions::addOptions( CLI::App &command, const char *addressName, bool pings )
+{
+    addText( command, addressName, address, "", "The address to send to" )->required();
+    addNumber( command, "PORT", port, "", "The port to send to", 1, 65535 )->required();
+    addNumber( command, "--rate", rate, "PER_SECOND", "Datagrams a second, up to 1000000", 0.001, 1e6 )
+        ->capture_default_str();
+    addNumber( command, "--size", size, "BYTES", "Bytes of each datagram, 24 to 65507", Stamp::SIZE, 65507 )
+        ->capture_default_str();
+    run.addOptions( command );
+    if ( !pings )
+        return;
+    addNumber( command, "--wait", patience, "SECONDS", "How long to wait for the last echoes", 0, 3600 )
+        ->capture_default_str();
+    run.addQuiet( command );
+}
+
+pb::Ref<IN_ADDRESS> tool::SendOptions::target() const
+{
+    return parse( address, inAddressTryCreateFromString, "IP address; write one like 192.0.2.1 or 2001:db8::1" );
+}
+
+tool::Sending::Sending( const Lanes &lanes, const SendOptions &itsOptions )
+    : options( itsOptions ), bytes( static_cast<std::size_t>( itsOptions.size ) )
+{
+    pb::Ref<IN_ADDRESS> address = options.target();
+    for ( const Lane &lane : lanes ) {
+        PB_INT port = options.port + static_cast<PB_INT>( streams.size() );
+        auto number = static_cast<uint32_t>( pbRandomNonNegativeIntRange( 0, UINT32_MAX ) );
+        streams.push_back( { lane, pb::adopt( inUdpAddressCreate( address.get(), port ) ), number } );
+    }
+}
+
+/** Of a pair the second lane, that of RTCP, gets one datagram in twenty (RFC 3550 section 6.2: a twentieth of the load). */
+tool::Sending::Stream &tool::Sending::nextStream()
+{
+    return streams.size() > 1 && sent.count % 20 == 19 ? streams[1] : streams[0];
+}
+
+void tool::Sending::sendNext()
+{
+    Stream &stream = nextStream();
+    Time now = Clock::now();
+    Stamp{ stream.number, stream.sent++, nanoseconds( now ) }.write( bytes );
+    inUdpChannelSendBytes( stream.lane.channel.get(), stream.target.get(), bytes.data(), options.size );
+    sent.add( now, options.size );
+}
+
+tool::Report tool::Sending::report( double seconds ) const
+{
+    Report report;
+    std::string target = take( inUdpAddressToString( streams.front().target.get() ) );
+    report.json = { { "event", "summary" }, { "target", target }, { "seconds", seconds }, { "sent", sent.count },
+        { "bytes", sent.bytes }, { "sentPerSecond", sent.perSecond() }, { "bitsPerSecond", sent.bitsPerSecond() } };
+    report.text = { { "target", target }, { "sent", sent.text() } };
+    return report;
+}
+
+tool::Pinging::Pinging( const Lanes &lanes, const SendOptions &itsOptions, const Output &printsTo )
+    : Sending( lanes, itsOptions ), output( printsTo )
+{
+    for ( const Stream &stream : streams )
+        inUdpMatchSet( targets.handle(), stream.target.get() );
+}
+
+bool tool::Pinging::isEcho( const Stream &stream, IN_UDP_PACKET *pkt, const std::optional<Stamp> &stamp ) const
+{
+    return stamp && stamp->stream == stream.number && stamp->number < stream.sent &&
+           inUdpMatchMatchPacket( targets.get(), pkt );
+}
+
+void tool::Pinging::print( const Stamp &stamp, IN_UDP_PACKET *pkt, double milliseconds ) const
+{
+    std::string from = take( inUdpAddressToString( pb::adopt( inUdpPacketRemoteAddress( pkt ) ).get() ) );
+    output.line( { { "event", "echo" }, { "time", timeInFull() }, { "from", from }, { "number", stamp.number },
+                     { "milliseconds", milliseconds } },
+        fmt::format( "{} {}  #{}  {:.3f} ms", timeOfDay(), from, stamp.number, milliseconds ) );
+}
+
+void tool::Pinging::arrived( std::size_t lane, IN_UDP_PACKET *pkt )
+{
+    Time now = Clock::now();
+    std::optional<Stamp> stamp = Stamp::read( pb::adopt( inUdpPacketPayload( pkt ) ).get() );
+    if ( !isEcho( streams[lane], pkt, stamp ) ) {
+        ++others;
+        return;
+    }
+    if ( streams[lane].echoes.add( stamp->number ) == Sequence::Arrival::duplicate )
+        return;
+    received.add( now, inUdpPacketPayloadLength( pkt ) );
+    int64_t roundTrip = nanoseconds( now ) - stamp->sentAt;
+    roundTrips.add( roundTrip );
+    if ( printsEchoes() )
+        print( *stamp, pkt, double( roundTrip ) / 1e6 );
+}
+
+std::string tool::Pinging::progress() const
+{
+    return fmt::format( "sent {}, {} back, {} not yet, p50 {:.3f} ms, p99 {:.3f} ms", sent.text(), received.count,
+        lost(), roundTrips.percentile( 0.5 ), roundTrips.percentile( 0.99 ) );
+}
+
+uint64_t tool::Pinging::sum( uint64_t ( Sequence::*count )() const ) const
+{
+    uint64_t all = 0;
+    for ( const Stream &stream : streams )
+        all += ( stream.echoes.*count )();
+    return all;
+}
+
+tool::Json tool::Pinging::lanesJson() const
+{
+    Json lanes = Json::array();
+    for ( const Stream &stream : streams )
+        lanes.push_back( { { "lane", stream.lane.name }, { "sent", stream.sent },
+            { "lost", stream.sent - stream.echoes.received() } } );
+    return lanes;
+}
+
+tool::Json tool::Pinging::roundTripJson() const
+{
+    return { { "min", roundTrips.lowest() }, { "avg", roundTrips.average() }, { "p50", roundTrips.percentile( 0.5 ) },
+        { "p90", roundTrips.percentile( 0.9 ) }, { "p99", roundTrips.percentile( 0.99 ) },
+        { "max", roundTrips.highest() } };
+}
+
+tool::Report tool::Pinging::report( double seconds ) const
+{
+    Report report = Sending::report( seconds );
+    uint64_t duplicates = sum( &Sequence::duplicates );
+    uint64_t outOfOrder = sum( &Sequence::outOfOrder );
+    report.json.update( { { "received", received.count }, { "receivedPerSecond", received.perSecond() },
+        { "lost", lost() }, { "lostPercent", lostPercent() }, { "duplicates", duplicates },
+        { "outOfOrder", outOfOrder }, { "others", others }, { "roundTripMilliseconds", roundTripJson() } } );
+    if ( streams.size() > 1 )
+        report.json["lanes"] = lanesJson();
+
+    report.text.update(
+        { { "received", received.text() }, { "lost", fmt::format( "{} ({:.3g} %)", lost(), lostPercent() ) },
+            { "duplicates", std::to_string( duplicates ) }, { "out of order", std::to_string( outOfOrder ) } } );
+    if ( others > 0 )
+        report.text["no echoes"] = std::to_string( others );
+    std::string times;
+    for ( const auto &[name, value] : report.json["roundTripMilliseconds"].items() )
+        times += fmt::format( "{}{} {:.3f}", times.empty() ? "" : ", ", name, value.get<double>() );
+    report.text["round trip"] = received.count ? times + " ms" : "none";
+    return report;
+}
+
+void tool::send( const Output &output, const Lanes &lanes, const SendOptions &options )
+{
+    Sending sending( lanes, options );
+    Session session( lanes, sending, options.run );
+    session.run( options.rate, false );
+    output.report( sending.report( session.seconds() ) );
+}
+
+void tool::ping( const Output &output, const Lanes &lanes, const SendOptions &options )
+{
+    Pinging pinging( lanes, options, output );
+    Session session( lanes, pinging, options.run );
+    session.run( options.rate, pinging.printsEchoes() );
+    output.report( pinging.report( session.seconds() ) );
+    if ( pinging.lost() > 0 )
+        fail( "{} datagrams were lost", pinging.lost() );
+}

@@ -1,0 +1,30 @@
+/* Times: of the monotonic clock, which everything is measured and paced by, and of the day, for people and records. */
+#ifndef TOOL_TIME_HPP
+#define TOOL_TIME_HPP
+
+#include <chrono>
+#include <string>
+
+namespace tool {
+
+using Clock = std::chrono::steady_clock;
+using Time = Clock::time_point;
+
+inline double secondsBetween( Time from, Time to )
+{
+    return std::chrono::duration<double>( to - from ).count();
+}
+/** A time that many seconds later; Time::max() when that is past the clock's end. */
+inline Time later( Time from, double seconds )
+{
+    std::chrono::duration<double> step( seconds );
+    return step < Time::max() - from ? from + std::chrono::duration_cast<Clock::duration>( step ) : Time::max();
+}
+
+/** The time of day here, "23:59:59.123", and the time in full, UTC, "2026-02-28T23:59:59.123Z". */
+std::string timeOfDay();
+std::string timeInFull();
+
+} // namespace tool
+
+#endif

@@ -1,0 +1,347 @@
+/*
+ * The built program, run as people and scripts run it: its output, its errors, its exit codes. What needs hosts runs in
+ * namespaces: this process's is one host, a peer across a veth pair the other.
+ */
+#include <arpa/inet.h>
+#include <set>
+#include <support/program.hpp>
+#include <sys/socket.h>
+
+namespace {
+
+/** A new namespace has its loopback interface down. */
+void loopbackUp()
+{
+    if ( std::getenv( "TEST_NAMESPACE" ) )
+        test::sh( "ip link set lo up" );
+}
+const int fixture = test::addFixture( 0, { loopbackUp, [] {} } );
+
+using Json = nlohmann::json;
+using test::Program;
+using test::sh;
+
+/** This host and a peer: 10.9.0.1 and fd00:9::1 on v0, 10.9.0.2 and fd00:9::2 on w0. */
+class Tool : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        NEEDS_NAMESPACE();
+        peer.emplace();
+        peer->join( "v0", "w0" );
+        sh( "ip address add 10.9.0.1/24 dev v0 && ip -6 address add fd00:9::1/64 dev v0 nodad" );
+        peer->run( "ip link set lo up && ip address add 10.9.0.2/24 dev w0" );
+        peer->run( "ip -6 address add fd00:9::2/64 dev w0 nodad" );
+    }
+    void TearDown() override
+    {
+        if ( peer )
+            sh( "ip link delete v0" ); // now; with the peer it would go some time later
+    }
+    /** The program here, or on the peer. */
+    Program here( const std::string &arguments ) { return Program( TOOL " " + arguments ); }
+    Program there( const std::string &arguments ) { return Program( peer->prefix() + TOOL " " + arguments ); }
+
+    std::optional<test::Peer> peer;
+};
+
+/** What a program prints as one JSON value, when it has ended. */
+Json json( Program program )
+{
+    std::string text = program.rest();
+    EXPECT_EQ( program.exitCode(), 0 ) << program.errors();
+    return Json::parse( text, nullptr, false );
+}
+
+/** The last line of a program that prints lines of JSON. */
+Json summary( Program &program )
+{
+    std::string text = program.rest();
+    std::size_t begin = text.find_last_of( '\n', text.size() - 2 );
+    return Json::parse( text.substr( begin == text.npos ? 0 : begin + 1 ), nullptr, false );
+}
+
+} // namespace
+
+TEST( CommandLine, IsAnsweredInOneLine )
+{
+    struct Case {
+        const char *arguments;
+        int exitCode;
+        const char *error; // what the only line on standard error holds
+    };
+    const Case cases[] = {
+        { "", 2, "a command is missing; there are interfaces, stack, udp" },
+        { "interface", 2, "unknown command 'interface'; there are interfaces" },
+        { "udp", 2, "a command is missing; there are listen, send, echo, ping (see quelvaris-in udp --help)" },
+        { "udp pong", 2, "unknown command 'pong'" },
+        { "interfaces --wach", 2, "'--wach' is not expected" },
+        { "udp ping", 2, "ADDRESS is required" },
+        { "udp ping localhost 7", 2, "'localhost' is no IP address; write one like" },
+        { "udp ping 127.0.0.1 65536", 2, "PORT: Value 65536 not in range 1 to 65535" },
+        { "udp ping 127.0.0.1 7 --size 23", 2, "--size" },
+        { "udp ping 127.0.0.1 7 --rate 0", 2, "--rate" },
+        { "udp ping 127.0.0.1 7 --rtp", 2, "port 7 is odd" },
+        { "udp ping 127.0.0.1 7 --loopback --filter 10.0.0.0/33", 2, "no network; give --filter one like" },
+        { "udp ping 127.0.0.1 7 --loopback --filter 10.0.0.0/8 --filter ::1", 1,
+            "the filter does not permit 127.0.0.1" },
+        { "udp listen --port 7 --port-range 7-8", 2, "--port" },
+        { "udp listen --loopback --port-range 9-8", 2, "'9-8' is no range of ports" },
+        { "udp listen --loopback --port-range 1-65536", 2, "is no range of ports" },
+        { "udp listen --loopback --rtp --port 7007", 2, "7007 is odd" },
+        { "udp listen --qos loud", 2, "--qos: loud not in" },
+        { "udp listen --address 10", 2, "'10' is no IP address" },
+        { "udp listen --interface nosuch", 1, "no address; 'quelvaris-in stack --interface nosuch' tells why" },
+        { "udp listen --config " HOST_JSON, 2, "choose one with --stack: host, loopback" },
+        { "stack --name host", 2, "--name requires --config" },
+        { "stack --config /nonexistent.json", 1, "/nonexistent.json" },
+        { "stack --config " HOST_JSON " --name voice", 1, "has no stack 'voice'; it has host, loopback" },
+        { "multicast listen 10.9.0.1 7000", 2, "10.9.0.1 is no multicast group" },
+        { "multicast send 10.9.0.1 7000", 2, "10.9.0.1 is no multicast group" },
+        { "multicast listen 239.1.2.3 7000 --interface nosuch", 1, "could not be joined on nosuch" },
+    };
+    for ( const Case &row : cases ) {
+        Program program( std::string( TOOL " " ) + row.arguments );
+        EXPECT_EQ( program.rest(), "" ) << row.arguments;
+        EXPECT_EQ( program.exitCode(), row.exitCode ) << row.arguments;
+        std::string error = program.errors();
+        EXPECT_EQ( error.find( "quelvaris-in: " ), 0U ) << row.arguments << ": " << error;
+        EXPECT_NE( error.find( row.error ), error.npos ) << row.arguments << ": " << error;
+        EXPECT_EQ( std::ranges::count( error, '\n' ), 1 ) << row.arguments << ": " << error;
+    }
+}
+
+TEST( Configuration, OfTheExampleIsKnownWhole )
+{
+    Json objects = json( Program( TOOL " --json config check " HOST_JSON ) );
+    ASSERT_EQ( objects.size(), 4U );
+    for ( const Json &object : objects )
+        EXPECT_EQ( object["result"], "ok" ) << object;
+}
+
+TEST_F( Tool, InterfacesAreThoseThatTheSystemShows )
+{
+    sh( "ip link add unused type veth peer name idle && ip link set v0 mtu 1400" );
+    std::map<std::string, Json> seen;
+    for ( const Json &interface : json( here( "--json interfaces" ) ) )
+        seen[interface["name"]] = interface;
+    Json host = json( Program( "ip -j address" ) );
+    ASSERT_EQ( seen.size(), host.size() );
+    for ( const Json &link : host ) {
+        Json interface = seen[link["ifname"]];
+        bool up = std::ranges::count( link["flags"], "UP" ) > 0;
+        EXPECT_EQ( interface["status"], up ? "IN_NW_INTERFACE_STATUS_UP" : "IN_NW_INTERFACE_STATUS_DOWN" ) << link;
+        EXPECT_EQ( interface["layer2Mtu"], link["mtu"] ) << link;
+        bool ether = link["link_type"] == "ether";
+        EXPECT_EQ( ether ? test::lower( interface["layer2Addresses"][0]["mac"] ) : "", ether ? link["address"] : "" );
+        std::set<std::string> addresses;
+        for ( const Json &address : link["addr_info"] )
+            addresses.insert( address["local"] );
+        std::set<std::string> seenAddresses;
+        for ( const Json &address : interface["layer3UnicastAddresses"] )
+            seenAddresses.insert( test::lower( address ) );
+        EXPECT_EQ( seenAddresses, addresses ) << link;
+    }
+}
+
+TEST_F( Tool, StackTellsWhatItChoseAndWhy )
+{
+    Json stack = json( here( "--json stack --interface v0" ) )[0];
+    EXPECT_EQ( stack["up"], true );
+    EXPECT_EQ( stack["address"], "10.9.0.1" );
+    EXPECT_EQ( stack["primaryInterface"], "v0" );
+    std::map<std::string, std::string> candidates;
+    for ( const Json &candidate : stack["candidates"] )
+        candidates[candidate["address"]] =
+            candidate.contains( "droppedBy" ) ? candidate["droppedBy"].get<std::string>() : candidate["score"].dump();
+    EXPECT_EQ( candidates["10.9.0.1"], "9" );
+    EXPECT_EQ( candidates["FD00:9::1"], "8" );
+    EXPECT_EQ( candidates["127.0.0.1"], "interface" );
+
+    Json stacks = json( here( "--json stack --config " HOST_JSON ) );
+    ASSERT_EQ( stacks.size(), 2U );
+    EXPECT_EQ( stacks[0]["address"], "10.9.0.1" );
+    EXPECT_EQ( stacks[1]["address"], "127.0.0.1" );
+}
+
+TEST_F( Tool, WatchingSeesWhatComesAndGoes )
+{
+    Program interfaces = here( "interfaces --watch" );
+    Program stack = here( "--json stack --interface v0 --watch" );
+    interfaces.until( "v0" );
+    stack.until( "present" );
+    sh( "ip address add 10.9.1.1/24 dev v0 && ip link add later type veth peer name latest" );
+    EXPECT_NE( interfaces.until( "+ 10.9.1.1" ), "" );
+    EXPECT_NE( interfaces.until( "later: appeared" ), "" );
+    sh( "ip address delete 10.9.0.1/24 dev v0 && ip link delete later" );
+    EXPECT_NE( interfaces.until( "v0: - 10.9.0.1" ), "" );
+    EXPECT_NE( interfaces.until( "later: gone" ), "" );
+    Json change = Json::parse( stack.until( "chosen address" ), nullptr, false );
+    EXPECT_EQ( change["from"], "10.9.0.1" );
+    EXPECT_EQ( change["to"], "10.9.1.1" );
+    sh( "ip link set v0 down" );
+    EXPECT_NE( interfaces.until( "v0: status up -> down" ), "" );
+    for ( Program *program : { &interfaces, &stack } ) {
+        program->signal( SIGINT );
+        program->rest();
+        EXPECT_EQ( program->exitCode(), 0 ) << program->errors();
+    }
+}
+
+TEST_F( Tool, PingsThroughAFilterInPairs )
+{
+    for ( const char *address : { "10.9.0.2", "fd00:9::2" } ) {
+        Program echo = there( "--json udp echo --address " + std::string( address ) +
+                              " --rtp --port 7000 --qos signaling --filter 10.9.0.1 --filter fd00:9::/64" );
+        echo.until( "open" );
+        Program ping = here( std::string( "--json udp ping " ) + address +
+                             " 7000 --interface v0 --rtp --rate 2000 --count 2000 --filter " + address );
+        Json result = json( std::move( ping ) );
+        EXPECT_EQ( result["sent"], 2000 );
+        EXPECT_EQ( result["received"], 2000 );
+        EXPECT_EQ( result["lost"], 0 );
+        EXPECT_NEAR( result["sentPerSecond"].get<double>(), 2000, 20 );
+        EXPECT_EQ( result["lanes"][1]["lane"], "rtcp" );
+        EXPECT_EQ( result["lanes"][1]["sent"], 100 );
+        EXPECT_GT( result["roundTripMilliseconds"]["min"], 0 );
+        EXPECT_GE( result["roundTripMilliseconds"]["p99"], result["roundTripMilliseconds"]["p50"] );
+        echo.signal( SIGTERM );
+        Json echoed = summary( echo );
+        EXPECT_EQ( echo.exitCode(), 0 ) << echo.errors();
+        EXPECT_EQ( echoed["received"], 2000 );
+        EXPECT_EQ( echoed["streams"].size(), 2U );
+    }
+}
+
+TEST_F( Tool, FilterKeepsStrangersOut )
+{
+    Program echo = there( "udp echo --port 7000 --address 10.9.0.2 --filter 10.9.0.3/32" );
+    echo.until( "listening" );
+    Program ping = here( "--json udp ping 10.9.0.2 7000 --rate 100 --count 5 --wait 0.3" );
+    EXPECT_EQ( summary( ping )["lost"], 5 );
+    EXPECT_EQ( ping.exitCode(), 1 );
+    EXPECT_EQ( ping.errors(), "quelvaris-in: 5 datagrams were lost\n" );
+    echo.signal( SIGINT );
+    EXPECT_EQ( echo.rest(), "received  0 (0 bytes)\n" );
+}
+
+/** An echo of the test's own that loses the datagram 3, sends 5 twice and 8 before 7. */
+static void echoBadly( int fd, int count )
+{
+    char kept[2048];
+    ssize_t keptLength = 0;
+    for ( int i = 0; i < count; ++i ) {
+        char bytes[2048];
+        sockaddr_in from;
+        socklen_t length = sizeof from;
+        ssize_t received = recvfrom( fd, bytes, sizeof bytes, 0, reinterpret_cast<sockaddr *>( &from ), &length );
+        auto answer = [&]( const char *data, ssize_t size ) {
+            sendto( fd, data, static_cast<std::size_t>( size ), 0, reinterpret_cast<sockaddr *>( &from ), length );
+        };
+        if ( i == 7 )
+            std::memcpy( kept, bytes, static_cast<std::size_t>( keptLength = received ) );
+        else if ( i != 3 )
+            answer( bytes, received );
+        if ( i == 5 )
+            answer( bytes, received );
+        if ( i == 8 )
+            answer( kept, keptLength );
+        if ( i == 9 )
+            answer( "stranger", 8 );
+    }
+}
+
+TEST( Ping, TellsWhatABadEchoDoes )
+{
+    pb::Fd fd( socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) );
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
+    socklen_t length = sizeof address;
+    ASSERT_EQ( bind( fd.get(), reinterpret_cast<sockaddr *>( &address ), length ), 0 );
+    ASSERT_EQ( getsockname( fd.get(), reinterpret_cast<sockaddr *>( &address ), &length ), 0 );
+    Program ping( TOOL " --json udp ping 127.0.0.1 " + std::to_string( ntohs( address.sin_port ) ) +
+                  " --loopback --rate 200 --count 20 --wait 0.3" );
+    echoBadly( fd.get(), 20 );
+    Json result = summary( ping );
+    EXPECT_EQ( ping.exitCode(), 1 );
+    EXPECT_EQ( result["sent"], 20 );
+    EXPECT_EQ( result["lost"], 1 );
+    EXPECT_EQ( result["duplicates"], 1 );
+    EXPECT_EQ( result["outOfOrder"], 1 );
+    EXPECT_EQ( result["others"], 1 );
+}
+
+TEST_F( Tool, SpeaksWithPeersOfOthers )
+{
+    Program listener = there( "udp listen --address 10.9.0.2 --port 7000 --count 2" );
+    listener.until( "listening" );
+    sh( "printf 'good morning\\n' | socat - UDP:10.9.0.2:7000" );
+    sh( "printf '\\000\\377' | socat - UDP:10.9.0.2:7000" );
+    EXPECT_NE( listener.until( "13 bytes  \"good morning\"" ), "" );
+    EXPECT_NE( listener.until( "2 bytes  00ff" ), "" );
+    listener.rest();
+    EXPECT_EQ( listener.exitCode(), 0 );
+
+    Program echo = there( "udp echo --address fd00:9::2 --port 7001 --count 1" );
+    echo.until( "listening" );
+    Program socat( "sh -c \"printf 'and back\\n' | socat -t 1 - UDP:[fd00:9::2]:7001,shut-none\"" );
+    EXPECT_EQ( socat.until( "and back" ), "and back" );
+    echo.rest();
+    EXPECT_EQ( echo.exitCode(), 0 );
+
+    Program marks( peer->prefix() + "socat -u UDP4-RECVFROM:7002,ip-recvtos SYSTEM:'echo TOS $SOCAT_IP_TOS >&2'" );
+    sh( "while ! " + peer->prefix() + "ss -Hlun sport = :7002 | grep -q 7002; do sleep 0.01; done" );
+    json( here( "--json udp send 10.9.0.2 7002 --count 1 --qos voice" ) );
+    marks.rest();
+    EXPECT_NE( marks.errors().find( "TOS 184" ), std::string::npos ) << marks.errors();
+}
+
+TEST_F( Tool, MulticastReachesEveryReceiver )
+{
+    std::vector<Program> receivers;
+    for ( int i = 0; i < 2; ++i ) {
+        receivers.push_back( there( "--json multicast listen 239.1.2.3 7000 --interface w0 --count 50" ) );
+        receivers.back().until( "open" );
+    }
+    json( here( "--json multicast send 239.1.2.3 7000 --interface v0 --rate 1000 --count 50" ) );
+    for ( Program &receiver : receivers ) {
+        Json stream = summary( receiver )["streams"][0];
+        EXPECT_EQ( stream["received"], 50 );
+        EXPECT_EQ( stream["missing"], 0 );
+        EXPECT_EQ( stream["from"].get<std::string>().find( "10.9.0.1:" ), 0U );
+    }
+}
+
+TEST_F( Tool, SignalsEndWhatIsRunning )
+{
+    struct Case {
+        const char *arguments;
+        const char *begins;
+        const char *ends; // what the last line holds
+    };
+    const Case cases[] = {
+        { "interfaces --watch --json", "present", "present" },
+        { "stack --watch", "CANDIDATE", "score" },
+        { "udp listen --loopback", "listening", "received  0" },
+        { "udp echo --loopback --rtp", "listening", "received  0" },
+        { "udp ping 127.0.0.1 7003 --loopback --wait 5", "#0", "round trip" },
+        { "multicast listen 239.1.2.3 7000 --interface v0", "listening", "received  0" },
+    };
+    Program echo = here( "udp echo --loopback --port 7003" );
+    echo.until( "listening" );
+    for ( const Case &row : cases )
+        for ( int signal : { SIGINT, SIGTERM } ) {
+            Program program = here( row.arguments );
+            EXPECT_NE( program.until( row.begins ), "" ) << row.arguments << ": " << program.errors();
+            program.signal( signal );
+            std::string end = program.rest();
+            EXPECT_EQ( program.exitCode(), 0 ) << row.arguments << ": " << program.errors();
+            EXPECT_NE( end.find( row.ends ), end.npos ) << row.arguments << ": " << end;
+        }
+    Program twice = here( "udp ping 10.9.0.2 9 --wait 3600 --count 1 --quiet --progress 2>&1" );
+    EXPECT_NE( twice.until( "sent 1" ), "" );
+    twice.signal( SIGINT ); // now it would wait for the echo
+    twice.signal( SIGTERM );
+    EXPECT_EQ( twice.exitCode(), 128 + SIGTERM ) << "the second signal ends it at once";
+}
