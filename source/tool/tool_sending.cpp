@@ -133,6 +133,8 @@ tool::Json tool::Pinging::lanesJson() const
 
 tool::Json tool::Pinging::roundTripJson() const
 {
+    if ( received.count == 0 )
+        return nullptr;
     return { { "min", roundTrips.lowest() }, { "avg", roundTrips.average() }, { "p50", roundTrips.percentile( 0.5 ) },
         { "p90", roundTrips.percentile( 0.9 ) }, { "p99", roundTrips.percentile( 0.99 ) },
         { "max", roundTrips.highest() } };

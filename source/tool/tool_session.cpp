@@ -66,12 +66,14 @@ void tool::Progress::show( Time now, const Activity &activity )
 {
     if ( now < next )
         return;
+    while ( next <= now )
+        next += std::chrono::seconds( 1 );
+    if ( overwrites && tcgetpgrp( STDERR_FILENO ) != getpgrp() )
+        return; // in the background the terminal is somebody else's
     fmt::print( stderr, "{}{:.0f} s: {}{}", overwrites ? "\r\033[K" : "", secondsBetween( start, now ),
         activity.progress(), overwrites ? "" : "\n" );
     std::fflush( stderr );
     shown = true;
-    while ( next <= now )
-        next += std::chrono::seconds( 1 );
 }
 
 tool::Session::Session( const Lanes &openLanes, Activity &itsActivity, const RunOptions &itsOptions )
@@ -104,7 +106,8 @@ bool tool::Session::takeArrived()
 /** Sends what is due, and takes what arrives meanwhile, so that it does not wait for the end of the burst. */
 void tool::Session::sendDue()
 {
-    for ( uint64_t left = pace->take( Clock::now() ); left > 0 && !activity.complete(); --left ) {
+    Time now = std::min( Clock::now(), end - Clock::duration( 1 ) ); // none is due at the very end
+    for ( uint64_t left = pace->take( now ); left > 0 && !activity.complete(); --left ) {
         activity.sendNext();
         takeArrived();
     }
@@ -115,6 +118,8 @@ bool tool::Session::over( Time now )
 {
     if ( !ending && ( interrupt.came() || now >= end || activity.complete() ) ) {
         ending = true;
+        if ( interrupt.came() && isatty( STDOUT_FILENO ) && isatty( STDIN_FILENO ) )
+            fmt::print( "\n" ); // after the ^C that the terminal shows
         end = later( now, activity.patience() );
     }
     return ending && ( now >= end || activity.allThere() );

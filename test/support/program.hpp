@@ -59,6 +59,17 @@ public:
                 return line;
         }
     }
+    /** Reads until each text has been seen, in any order; those that were not. */
+    std::vector<std::string> untilAll( std::vector<std::string> texts )
+    {
+        while ( !texts.empty() ) {
+            std::string line = until( "" );
+            if ( line.empty() )
+                break;
+            std::erase_if( texts, [&]( const std::string &text ) { return line.find( text ) != line.npos; } );
+        }
+        return texts;
+    }
     /** What is still to be read, up to the end of the output. */
     std::string rest()
     {
