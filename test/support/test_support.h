@@ -59,6 +59,7 @@ std::vector<pb::Ref<T>> takeAll( PB_VECTOR *owned )
 class Waiter {
 public:
     PB_SIGNALABLE *get() { return signalable.get(); }
+    PB_ALERTABLE *alert() { return alertable.get(); }
     /** Whether it was fired since the last call. */
     bool fired() { return wait( 0 ); }
     /** Waits until it is fired; false when nothing comes. */
@@ -73,6 +74,7 @@ public:
 private:
     pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
     pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
+    pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableCreateBarrier( barrier.get() ) );
 };
 
 /** Started by main before the first test and stopped after the last: the modules that a test program needs. */
