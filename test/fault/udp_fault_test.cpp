@@ -77,11 +77,11 @@ TEST( FaultUdp, SendsAndReceivesOrTells )
 TEST( FaultUdp, JoinsOrRefuses )
 {
     pb::Ref<IN_ADDRESS> group = address( "239.192.7.8" );
-    pb::Ref<PB_STRING> loopback = pb::string( "lo" );
+    pb::Ref<PB_STRING> interfaceName = pb::string( "lo" );
     fault::ladder( { "joined", "refused", "failed" }, [&]() -> std::string {
         Engine engine;
         fault::Armed armed;
-        PB_INT chan = in___ImpUdpChannelTryCreate( group.get(), 35'008, nullptr, 0, nullptr, loopback.get() );
+        PB_INT chan = in___ImpUdpChannelTryCreate( group.get(), 35'008, nullptr, 0, nullptr, interfaceName.get() );
         if ( chan < 0 )
             return "refused";
         bool failed = in___ImpUdpChannelError( chan );
