@@ -46,7 +46,9 @@ int nextError( const char *name, std::initializer_list<int> errors )
 {
     if ( !fault::plan.armed || ++fault::plan.count != fault::plan.target )
         return 0;
-    auto index = static_cast<size_t>( fault::plan.error.load() );
+    // Threads may make their calls in another order than last time: what was the turn of one is that of another then.
+    size_t index = static_cast<size_t>( fault::plan.error.load() );
+    index = index < errors.size() ? index : errors.size() - 1;
     fault::plan.name = name;
     fault::plan.lastError = index + 1 == errors.size();
     fault::plan.injected = errors.begin()[index];
