@@ -31,6 +31,8 @@ PB_API void trStreamSetPropertyCstr( TR_STREAM *stream, const char *key, PB_INT 
 PB_API void trStreamSetPropertyIntCstr( TR_STREAM *stream, const char *key, PB_INT length, PB_INT value );
 PB_API void trStreamSetPropertyBoolCstr( TR_STREAM *stream, const char *key, PB_INT length, PB_BOOL value );
 PB_API void trStreamSetPropertyStoreCstr( TR_STREAM *stream, const char *key, PB_INT length, PB_STORE *value );
+/** The text of an object, made when somebody reads it: for values that do not change, since the stream keeps the object. */
+PB_API void trStreamSetPropertyObjCstr( TR_STREAM *stream, const char *key, PB_INT length, PB_OBJ *value );
 PB_API void trStreamDelPropertyCstr( TR_STREAM *stream, const char *key, PB_INT length );
 /** All properties of the stream, a new store. */
 PB_API PB_STORE *trStreamProperties( TR_STREAM *stream );

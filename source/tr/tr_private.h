@@ -10,7 +10,7 @@
 
 namespace tr {
 
-/** A key and its latest value: a string, which stands in JSON as it is when `bare`, or a store. */
+/** A key and its latest value: an object whose text counts, which stands in JSON as it is when `bare`, or a store. */
 struct Property {
     std::string key;
     pb::Ref<PB_OBJ> value;

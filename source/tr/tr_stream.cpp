@@ -103,7 +103,7 @@ static void writeValue( const tr::Property &property, PB_STORE **store, std::str
     auto length = static_cast<PB_INT>( key.size() );
     if ( property.value->sort == pbStoreSort() )
         return pbStoreSetStoreCstr( store, key.data(), length, pbStoreFrom( property.value.get() ) );
-    pbStoreSetValueCstr( store, key.data(), length, pbStringFrom( property.value.get() ) );
+    pbStoreSetValueCstr( store, key.data(), length, pb::adopt( pbObjToString( property.value.get() ) ).get() );
     pbStoreSetBareAt( store, pbStoreLength( *store ) - 1, property.bare ); // the keys are new each time: it is the last
 }
 
@@ -116,6 +116,8 @@ static auto findPropertyLocked( TR_STREAM &stream, std::string_view key ) PB_REQ
 static void setProperty( TR_STREAM &stream, std::string_view key, pb::Ref<PB_OBJ> value, bool bare = false )
 {
     pb::Lock lock( stream.monitor );
+    if ( stream.properties.empty() )
+        stream.properties.reserve( 2 ); // what services have
     auto property = findPropertyLocked( stream, key );
     if ( property == stream.properties.end() )
         property = stream.properties.insert( property, { std::string( key ), {}, false } );
@@ -156,6 +158,14 @@ void trStreamSetPropertyStoreCstr( TR_STREAM *stream, const char *key, PB_INT le
     PB_ASSERT( key );
     PB_ASSERT( value );
     setProperty( *stream, pb::view( key, length ), pb::share( pbStoreObj( value ) ) );
+}
+
+void trStreamSetPropertyObjCstr( TR_STREAM *stream, const char *key, PB_INT length, PB_OBJ *value )
+{
+    PB_ASSERT( stream );
+    PB_ASSERT( key );
+    PB_ASSERT( value );
+    setProperty( *stream, pb::view( key, length ), pb::share( value ) );
 }
 
 void trStreamDelPropertyCstr( TR_STREAM *stream, const char *key, PB_INT length )

@@ -22,11 +22,11 @@ struct IN_UDP_CHANNEL : PB_OBJ {
 
 namespace {
 
-/** Links the channel's stream to that of what it uses, where there is something. */
+/** Links the channel's stream to that of what it uses, where there is something, and somebody reads it. */
 template <class T>
 void traceUse( IN_UDP_CHANNEL *chan, PB_INT kind, const pb::Ref<T> &used, void ( *completeAnchor )( T *, TR_ANCHOR * ) )
 {
-    if ( used )
+    if ( used && trSystemActive() )
         completeAnchor( used.get(), pb::adopt( trAnchorCreate( chan->stream.get(), kind ) ).get() );
 }
 
@@ -86,15 +86,13 @@ bool openOnStack( IN_UDP_CHANNEL *chan, PB_INT optionalLocalPort, PB_INT flags )
 void traceLocalAddress( IN_UDP_CHANNEL *chan )
 {
     pb::Ref<IN_UDP_ADDRESS> localAddress = pb::adopt( inUdpChannelLocalAddress( chan ) );
-    trStreamSetPropertyCstr(
-        chan->stream.get(), "inLocalUdpAddress", -1, pb::adopt( inUdpAddressToString( localAddress.get() ) ).get() );
+    trStreamSetPropertyObjCstr( chan->stream.get(), "inLocalUdpAddress", -1, pb::obj( localAddress.get() ) );
 }
 
 void traceFiltered( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, const char *text )
 {
     trStreamTextCstr( chan->stream.get(), text, -1 );
-    trStreamSetPropertyCstr(
-        chan->stream.get(), "inFilteredUdpAddress", -1, pb::adopt( inUdpAddressToString( remoteAddress ) ).get() );
+    trStreamSetPropertyObjCstr( chan->stream.get(), "inFilteredUdpAddress", -1, pb::obj( remoteAddress ) );
 }
 
 /** Forwards an operation: to the mapped channel where there is one, else to the backend. */

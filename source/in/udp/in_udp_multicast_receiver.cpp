@@ -29,8 +29,7 @@ static void traceProperties(
     TR_STREAM *stream, IN_ADDRESS *multicastAddress, PB_STRING *optionalInterface, PB_INT optionalLocalPort )
 {
     trStreamSetPayloadTypeCstr( stream, "PB_BUFFER", -1 );
-    trStreamSetPropertyCstr(
-        stream, "inMulticastAddress", -1, pb::adopt( inAddressToString( multicastAddress ) ).get() );
+    trStreamSetPropertyObjCstr( stream, "inMulticastAddress", -1, pb::obj( multicastAddress ) );
     if ( optionalLocalPort != IN_UDP_PORT_INVALID )
         trStreamSetPropertyIntCstr( stream, "inMulticastPort", -1, optionalLocalPort );
     if ( optionalInterface )
