@@ -23,17 +23,31 @@ public:
     bool has( IN_ADDRESS *ina, PB_INT port ) const
     {
         auto ports = byAddress.find( ina );
-        return ports != byAddress.end() && ports->second[static_cast<std::size_t>( port )];
+        return ports != byAddress.end() && ports->second.taken[static_cast<std::size_t>( port )];
     }
-    void add( IN_ADDRESS *ina, PB_INT port ) { byAddress[pb::share( ina )].set( static_cast<std::size_t>( port ) ); }
+    void add( IN_ADDRESS *ina, PB_INT port ) { byAddress[pb::share( ina )].set( port, true ); }
     void remove( IN_ADDRESS *ina, PB_INT port )
     {
         auto ports = byAddress.find( ina );
-        if ( ports != byAddress.end() && ports->second.reset( static_cast<std::size_t>( port ) ).none() )
+        if ( ports == byAddress.end() )
+            return;
+        ports->second.set( port, false );
+        if ( ports->second.count == 0 )
             byAddress.erase( ports );
     }
 
 private:
+    struct Taken {
+        std::bitset<PORT_MAX + 1> taken;
+        PB_INT count = 0;
+
+        void set( PB_INT port, bool value )
+        {
+            auto bit = taken[static_cast<std::size_t>( port )];
+            count += PB_INT( value ) - PB_INT( bool( bit ) );
+            bit = value;
+        }
+    };
     struct Order {
         using is_transparent = void;
         static IN_ADDRESS *object( IN_ADDRESS *lent ) { return lent; }
@@ -43,7 +57,7 @@ private:
             return inAddressCompare( object( a ), object( b ) ) < 0;
         }
     };
-    std::map<pb::Ref<IN_ADDRESS>, std::bitset<PORT_MAX + 1>, Order> byAddress;
+    std::map<pb::Ref<IN_ADDRESS>, Taken, Order> byAddress;
 };
 
 /** A port range as its class tells it. `firstPort` may be 0, for a range that was changed so; that is no port. */
