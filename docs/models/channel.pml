@@ -45,6 +45,24 @@ inline updateObserver( c )
     od
 }
 
+/* Queues what is held, and lets reading go on when nothing is. */
+inline resumeQueue( c )
+{
+    do
+    :: record[c].paused && record[c].queued <= RESUME && len( held[c] ) > 0 ->
+#ifdef HELD_STAYS
+        break
+#else
+        held[c] ? value;
+        incoming[c] ! value;
+        value = 0;
+        record[c].queued++
+#endif
+    :: record[c].paused && record[c].queued <= RESUME && len( held[c] ) == 0 -> record[c].paused = false
+    :: else -> break
+    od
+}
+
 inline updateAlert( c )
 {
     fires = fires || ( record[c].listening && !record[c].alert && record[c].queued > 0 );
@@ -137,7 +155,7 @@ inline receive( c )
             :: left == 0 || ( left <= RESUME && record[c].paused ) ->
                 enter( c );
 #ifndef STAYS_PAUSED
-                record[c].paused = record[c].paused && record[c].queued > RESUME;
+                resumeQueue( c );
 #endif
                 updateObserver( c );
 #ifndef NO_ALERT_UPDATE
@@ -163,6 +181,7 @@ inline forget( c )
         :: len( socket[f] ) > 0 -> socket[f] ? _
         :: len( incoming[c] ) > 0 -> incoming[c] ? _
         :: len( outgoing[c] ) > 0 -> outgoing[c] ? _
+        :: len( held[c] ) > 0 -> held[c] ? _
         :: else -> break
         od;
         owner[f] = NONE;

@@ -56,6 +56,7 @@ typedef Record {
 Record record[CHANNELS];
 chan incoming[CHANNELS] = [BOUND] of { byte };
 chan outgoing[CHANNELS] = [BOUND] of { byte };
+chan held[CHANNELS] = [SOCKET] of { byte }; /* read, and too much for the queue */
 byte map[DESCRIPTORS] = NONE;
 bool tableMonitor;
 
@@ -77,9 +78,9 @@ bool turn; /* changes when a datagram of channel 0 is taken */
 
 active proctype Engine()
 {
-    byte c, conds, value;
+    byte c, conds, value, space, limit;
     bool fires, fails;
-    chan batch = [BOUND] of { byte };
+    chan batch = [SOCKET] of { byte };
 
 waiting:
     atomic {
@@ -137,46 +138,28 @@ report:
     atomic { closeReport() };
 #endif
     if
-    :: conds & READABLE ->
+    :: conds & READABLE && !record[c].paused -> /* a train may bring more than there is space for */
         d_step {
             touch( c );
-            assert( owner[record[c].fd] == c && record[c].queued <= BOUND );
-            value = BOUND - record[c].queued;
+            assert( owner[record[c].fd] == c && record[c].queued < BOUND );
+            space = BOUND - record[c].queued
+        };
+        if
+        :: d_step { limit = space }
+        :: d_step { limit = SOCKET }
+        fi;
+        d_step {
             do
-            :: len( batch ) < value && len( socket[record[c].fd] ) > 0 ->
-                socket[record[c].fd] ? conds;
-                batch ! conds
+            :: len( batch ) < limit && len( socket[record[c].fd] ) > 0 ->
+                socket[record[c].fd] ? value;
+                batch ! value
             :: else -> break
             od;
-            conds = READABLE;
+            limit = 0;
             value = 0
-        };
-        atomic {
-            if
-            :: len( batch ) > 0 ->
-                enter( c );
-                do
-                :: len( batch ) > 0 ->
-                    batch ? value;
-                    if
-                    :: record[c].error
-                    :: else -> incoming[c] ! value; record[c].queued++
-                    fi
-                :: else -> break
-                od;
-                value = 0;
-                if
-#ifndef NEVER_PAUSED
-                :: record[c].queued == BOUND -> goto marking
-#endif
-                :: else -> updateAlert( c ); leave( c )
-                fi
-            :: else
-            fi
         }
     :: else
     fi;
-updating:
     atomic {
         enter( c );
         if
@@ -184,6 +167,29 @@ updating:
         :: else
         fi;
         conds = 0;
+        do
+        :: len( batch ) > 0 ->
+            batch ? value;
+            if
+            :: record[c].error
+            :: !record[c].error && space > 0 -> incoming[c] ! value; record[c].queued++; space--
+            :: !record[c].error && space == 0 -> held[c] ! value
+            fi
+        :: else -> break
+        od;
+        value = 0;
+        space = 0;
+        if
+#ifndef NEVER_PAUSED
+        :: !record[c].error && ( record[c].queued == BOUND || len( held[c] ) > 0 ) -> skip
+#endif
+        :: else -> goto updating
+        fi
+    };
+    record[c].paused = true;
+updating:
+    atomic {
+        resumeQueue( c );
         updateObserver( c );
         updateAlert( c );
         leave( c )
@@ -206,15 +212,6 @@ updating:
         c = 0
     };
     goto waiting;
-
-marking:
-    record[c].paused = true;
-    atomic {
-        record[c].paused = record[c].queued > RESUME;
-        updateAlert( c );
-        leave( c );
-        goto updating
-    };
 
 failing:
 #ifdef NO_FAIL_ALL
@@ -321,7 +318,8 @@ active proctype Stop()
 
 #ifdef ENDLESS
 /* Channel 0 has failed: it is released. Datagrams wait in its socket or its queue: one is taken, or it fails. */
-#define WAITS ( record[0].alive && !record[0].error && ( record[0].queued > 0 || len( socket[record[0].fd] ) > 0 ) )
+#define WAITS ( record[0].alive && !record[0].error && \
+    ( record[0].queued > 0 || len( held[0] ) > 0 || len( socket[record[0].fd] ) > 0 ) )
 ltl goes_on {
     [] ( ( record[0].error -> <> !record[0].alive ) && ( ( WAITS && turn ) -> <> ( !WAITS || !turn ) ) &&
          ( ( WAITS && !turn ) -> <> ( !WAITS || turn ) ) )

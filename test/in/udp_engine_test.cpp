@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <in/imp/in_imp_udp_private.h>
+#include <netinet/udp.h>
 #include <numeric>
 #include <random>
 #include <sstream>
@@ -210,6 +211,48 @@ TEST( UdpEngine, ASlowConsumerBoundsTheQueue )
     EXPECT_TRUE( eventually( [&] { return bytesInSocket( chan.port() ) == 0; } ) ) << "256 are, so reading goes on";
     while ( next < 600 )
         take();
+    EXPECT_FALSE( receive( chan ) );
+}
+
+// The kernel hands a busy channel datagrams in trains; users see them one by one, as they were sent.
+TEST( UdpEngine, TrainsAreTakenApart )
+{
+    Handle chan = open();
+    BareSocket peer;
+    constexpr int SIZE = 100;
+    ASSERT_EQ( setsockopt( peer.fd.get(), SOL_UDP, UDP_SEGMENT, &SIZE, sizeof SIZE ), 0 );
+    auto datagram = []( int number, bool isLast ) {
+        std::string bytes = std::to_string( number );
+        return isLast ? bytes : bytes.append( SIZE - bytes.size(), '.' );
+    };
+    auto isLastOfTrain = []( int number ) { return number % 50 == 49; };
+    int sent = 0;
+    int taken = 0;
+    auto send = [&]( int trains ) {
+        for ( ; trains > 0; --trains ) {
+            std::string train;
+            do
+                train += datagram( sent, isLastOfTrain( sent ) );
+            while ( !isLastOfTrain( sent++ ) );
+            peer.send( chan.port(), train );
+        }
+    };
+    auto take = [&]( int end ) {
+        for ( ; taken < end; ++taken ) {
+            pb::Ref<IN_UDP_PACKET> pkt;
+            ASSERT_TRUE( eventually( [&] { return bool( pkt = receive( chan ) ); } ) ) << taken;
+            ASSERT_EQ( test::payloadOf( pkt.get() ), datagram( taken, isLastOfTrain( taken ) ) );
+        }
+    };
+    while ( sent < 600 ) { // more than is queued: the rest is read at once later, and the channel is busy then
+        send( 1 );
+        EXPECT_TRUE( sent > 500 || eventually( [&] { return bytesInSocket( chan.port() ) == 0; } ) );
+    }
+    take( sent );
+    send( 20 ); // more than queue and socket have room for when each stands alone
+    take( 300 );
+    send( 4 );
+    take( sent );
     EXPECT_FALSE( receive( chan ) );
 }
 

@@ -10,6 +10,9 @@
  * empty unsets the alert too: while somebody else has taken a datagram and not counted it yet, the alert would be set over
  * nothing, and the next datagram would fire nobody.
  *
+ * A channel that is busy gets trains of datagrams, so a read may bring more than the queue has room for. The rest is held
+ * back, as if it were in the socket still; while it is there, the queue counts as full and nothing is read.
+ *
  * Locks: takeMonitor, then the channel's monitor. Unchanging members and the atomics are read without.
  */
 #include <in/imp/in_imp_datagrams_private.hpp>
@@ -25,6 +28,7 @@ namespace {
 
 constexpr PB_INT QUEUE_MAX = 512;    // datagrams; reading stops here
 constexpr PB_INT QUEUE_RESUME = 256; // and goes on when no more than these are left
+constexpr PB_INT BUSY = 32;          // who gets as many in one read is given trains from then on
 
 /** What a socket is opened with. */
 struct UdpPlan {
@@ -74,6 +78,10 @@ struct UdpChannel final : in::Slot {
     pb::Ref<PB_SIGNAL> errorSignal = pb::adopt( pbSignalCreate() );
     pb::Ref<PB_ALERT> receiveAlert = pb::adopt( pbAlertCreate() );
     std::list<in::DatagramBatch> incoming PB_GUARDED_BY( monitor );
+    std::list<in::DatagramBatch> held PB_GUARDED_BY( monitor ); // comes after all that is queued
+
+    PB_INT longestTrain = 1; // of the last read; the thread's own, as the next one
+    bool trains = false;     // asked for
 
     pb::Monitor takeMonitor;
     std::list<in::DatagramBatch> outgoing PB_GUARDED_BY( takeMonitor );
@@ -95,7 +103,10 @@ struct UdpChannel final : in::Slot {
 
     void updateLocked( in::Wakes &wakes ) PB_REQUIRES( monitor );
     void fail( in::Wakes &wakes ) PB_EXCLUDES( monitor );
-    void receive( in::Wakes &wakes ) PB_EXCLUDES( monitor );
+    std::list<in::DatagramBatch> receive();
+    std::list<in::DatagramBatch> read( PB_INT space );
+    void queueLocked( std::list<in::DatagramBatch> &batches ) PB_REQUIRES( monitor );
+    void resumeLocked() PB_REQUIRES( monitor );
     pb::Ref<IN_UDP_PACKET> take() PB_EXCLUDES( takeMonitor, monitor );
     bool fetchLocked() PB_REQUIRES( takeMonitor ) PB_EXCLUDES( monitor );
     void taken() PB_EXCLUDES( monitor );
@@ -130,58 +141,96 @@ void UdpChannel::fail( in::Wakes &wakes )
     updateLocked( wakes );
 }
 
-/** Whether a datagram has a sender that can be answered: of a known family, and not from port 0. */
-bool usable( const in::Datagram &datagram )
+/** Whether datagrams have a sender that can be answered: of a known family, and not from port 0. */
+bool usable( const in::DatagramTrain &train )
 {
-    return in___ImpSockaddrIsUdpAddress( datagram.sender.data(), datagram.senderLength );
+    return in___ImpSockaddrIsUdpAddress( train.sender.data(), train.senderLength );
 }
 
-/** What was read last, as a batch; without what is not usable. */
-std::list<in::DatagramBatch> batchOf( const in::DatagramReader &reader, std::size_t count, PB_INT &kept )
+/** Appends a train to the last batch, and what does not fit to new ones that can be queued when reading goes on. */
+void append( std::list<in::DatagramBatch> &batches, PB_INT space, in::DatagramTrain train )
 {
-    std::size_t size = 0;
-    for ( std::size_t i = 0; i < count; ++i )
-        size += in::DatagramBatch::sizeFor( reader.at( i ).byteCount );
-    std::list<in::DatagramBatch> made;
-    made.emplace_back( size );
-    for ( std::size_t i = 0; i < count; ++i ) {
-        in::Datagram datagram = reader.at( i );
-        if ( !usable( datagram ) )
-            continue;
-        made.back().append( datagram );
-        ++kept;
+    for ( PB_INT left = train.count(); left > 0; ) {
+        PB_INT room = ( batches.size() == 1 ? space : QUEUE_MAX - QUEUE_RESUME ) - batches.back().count();
+        PB_INT fitting = std::min( left, room );
+        if ( fitting > 0 )
+            batches.back().append( train.take( fitting ) );
+        left -= fitting;
+        if ( left > 0 )
+            batches.emplace_back( in::DatagramBatch::sizeFor( train ) );
     }
-    return made;
+}
+
+/** One read, without what is not usable: a batch for the space that there is, and behind it what was too much. */
+std::list<in::DatagramBatch> UdpChannel::read( PB_INT space )
+{
+    in::DatagramReader &reader = engine->reader;
+    PB_INT limit = std::max<PB_INT>( 1, space / longestTrain );
+    std::size_t count = reader.read( fd.get(), static_cast<std::size_t>( limit ) );
+    std::list<in::DatagramBatch> batches;
+    if ( count == 0 )
+        return batches;
+    std::size_t size = 0;
+    longestTrain = 1;
+    for ( std::size_t i = 0; i < count; ++i ) {
+        in::DatagramTrain train = reader.at( i );
+        size += in::DatagramBatch::sizeFor( train );
+        longestTrain = std::max( longestTrain, train.count() );
+    }
+    batches.emplace_back( size );
+    for ( std::size_t i = 0; i < count; ++i )
+        if ( in::DatagramTrain train = reader.at( i ); usable( train ) )
+            append( batches, space, train );
+    if ( batches.front().count() == 0 )
+        batches.clear();
+    return batches;
+}
+
+/** Queues the first batch and holds back the others. */
+void UdpChannel::queueLocked( std::list<in::DatagramBatch> &batches )
+{
+    queued += batches.front().count();
+    incoming.splice( incoming.end(), batches, batches.begin() );
+    held.splice( held.end(), batches );
+    receiveQueueFull = queued >= QUEUE_MAX || !held.empty();
+    resumeLocked(); // users may have taken them before the mark could be seen
+}
+
+/** Queues what is held back and lets reading go on, when enough has been taken. */
+void UdpChannel::resumeLocked()
+{
+    while ( receiveQueueFull && queued <= QUEUE_RESUME ) {
+        receiveQueueFull = !held.empty();
+        if ( held.empty() )
+            return;
+        queued += held.front().count();
+        incoming.splice( incoming.end(), held, held.begin() );
+    }
 }
 
 /** One batch. What is left in the socket is reported again, after the other channels had their turn. */
-void UdpChannel::receive( in::Wakes &wakes )
+std::list<in::DatagramBatch> UdpChannel::receive()
 {
-    PB_INT space = QUEUE_MAX - queued; // others only make more
-    std::size_t count = space > 0 ? engine->reader.read( fd.get(), static_cast<std::size_t>( space ) ) : 0;
-    if ( count == 0 )
-        return;
-    PB_INT kept = 0;
-    std::list<in::DatagramBatch> batch = batchOf( engine->reader, count, kept );
-    pb::Lock lock( monitor );
-    if ( kept == 0 || failed )
-        return;
-    incoming.splice( incoming.end(), batch );
-    if ( ( queued += kept ) >= QUEUE_MAX ) {
-        receiveQueueFull = true;
-        if ( queued <= QUEUE_RESUME ) // taken before the mark could be seen
-            receiveQueueFull = false;
+    if ( receiveQueueFull )
+        return {};
+    std::list<in::DatagramBatch> batches = read( QUEUE_MAX - queued ); // others only make more space
+    if ( !trains && !batches.empty() && batches.front().count() >= BUSY ) {
+        in::askForTrains( fd.get() );
+        trains = true;
     }
-    wakes.level( receiveAlert.get(), true );
+    return batches;
 }
 
 void UdpChannel::serve( PB_INT conds, in::Wakes &wakes )
 {
+    std::list<in::DatagramBatch> batches;
     if ( conds & UNIX_FD_READABLE )
-        receive( wakes );
+        batches = receive();
     pb::Lock lock( monitor );
     if ( conds & UNIX_FD_ERROR )
         failLocked( wakes );
+    if ( !failed && !batches.empty() )
+        queueLocked( batches );
     updateLocked( wakes );
 }
 
@@ -202,12 +251,12 @@ pb::Ref<IN_UDP_PACKET> UdpChannel::take()
     pb::Lock lock( takeMonitor );
     if ( failed || !fetchLocked() )
         return {};
-    in::Datagram datagram = outgoing.front().take();
+    in::DatagramTrain datagram = outgoing.front().take();
     in___ImpSockaddrUpdateUdpAddress( datagram.sender.data(), datagram.senderLength, remoteAddress.handle() );
     pb::Ref<IN_UDP_PACKET> pkt =
         pb::adopt( inUdpPacketCreateWithPayloadBytes( remoteAddress.get(), datagram.bytes, datagram.byteCount ) );
     PB_ASSERT( pkt );
-    if ( outgoing.front().empty() )
+    if ( outgoing.front().count() == 0 )
         outgoing.pop_front();
     return pkt;
 }
@@ -220,8 +269,7 @@ void UdpChannel::taken()
         return;
     in::Wakes wakes;
     pb::Lock lock( monitor );
-    if ( queued <= QUEUE_RESUME )
-        receiveQueueFull = false;
+    resumeLocked();
     updateLocked( wakes );
 }
 
