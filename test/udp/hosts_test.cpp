@@ -257,11 +257,28 @@ TEST_F( UdpHosts, AGroupOnAChosenInterface )
         EXPECT_EQ( test::payloadOf( pkt.get() ), "all" );
         EXPECT_EQ( textOf( pb::adopt( inUdpPacketRemoteAddress( pkt.get() ) ).get() ), "10.9.0.2:5001" );
     }
-    one = nullptr;
-    other = nullptr;
     one = join( "lo" );
     ASSERT_TRUE( one );
-    sendTo( bare, "nobody", "239.192.7.9", 5'009 );
-    pbSleep( 50 );
-    EXPECT_FALSE( pb::adopt( inUdpMulticastReceiverReceive( one.get() ) ) ) << "joined elsewhere";
+    sendTo( bare, "one", "239.192.7.9", 5'009 );
+    EXPECT_TRUE( pb::adopt( inUdpMulticastReceiverBlockReceive( other.get(), nullptr ) ) );
+    EXPECT_FALSE( pb::adopt( inUdpMulticastReceiverReceive( one.get() ) ) ) << "who joined elsewhere hears nothing";
+}
+
+TEST_F( UdpHosts, ALinkLocalGroup )
+{
+    pb::Ref<IN_ADDRESS> group = test::address( "FF02::7:9" );
+    pb::Ref<IN_UDP_MULTICAST_RECEIVER> recv =
+        pb::adopt( inUdpMulticastReceiverTryCreate( group.get(), str( "v0" ).get(), 5'009, nullptr ) );
+    ASSERT_TRUE( recv );
+    pb::Fd bare( peer->openSocket( AF_INET6, SOCK_DGRAM, 0 ) );
+    sockaddr_in6 to{};
+    to.sin6_family = AF_INET6;
+    to.sin6_port = htons( 5'009 );
+    inet_pton( AF_INET6, "ff02::7:9", &to.sin6_addr );
+    ASSERT_EQ( setsockopt( bare.get(), SOL_SOCKET, SO_BINDTODEVICE, "w0", 3 ), 0 );
+    // it is sent when the peer's own address has been found to be free
+    ASSERT_TRUE( eventually(
+        [&] { return sendto( bare.get(), "all", 3, 0, reinterpret_cast<sockaddr *>( &to ), sizeof to ) == 3; } ) );
+    pb::Ref<IN_UDP_PACKET> pkt = pb::adopt( inUdpMulticastReceiverBlockReceive( recv.get(), nullptr ) );
+    EXPECT_EQ( test::payloadOf( pkt.get() ), "all" );
 }

@@ -36,6 +36,7 @@ struct UdpPlan {
     PB_INT flags;
     pb::Ref<IN_QOS_OPTIONS> qosOptions; // null for no marks
     bool isMulticast;
+    bool namesInterface;
 
     bool noReceive() const { return flags & IN_UDP_FLAG_NO_RECEIVE; }
 };
@@ -63,6 +64,11 @@ constexpr Step steps[] = {
         } },
     // Several receivers may share a group and port.
     { Need::required, SOL_SOCKET, SO_REUSEADDR, []( Plan plan ) { return when( plan.isMulticast, 1 ); } },
+    // Who names an interface is not to hear what other sockets have joined elsewhere (ip(7)).
+    { Need::bestEffort, IPPROTO_IP, IP_MULTICAST_ALL,
+        []( Plan plan ) { return when( plan.namesInterface && inAddressIsV4( plan.localAddress ), 0 ); } },
+    { Need::bestEffort, IPPROTO_IPV6, IPV6_MULTICAST_ALL,
+        []( Plan plan ) { return when( plan.namesInterface && inAddressIsV6( plan.localAddress ), 0 ); } },
 };
 
 struct UdpChannel final : in::Slot {
@@ -278,20 +284,32 @@ void in___ImpUdpUnixChannelThreadFunc( PB_OBJ * )
     engine->run();
 }
 
-/** Binds to the group and joins it on the interface; errno tells why not. */
-bool joinGroup( const UdpChannel &channel, IN_ADDRESS *group, const void *record, PB_INT sockaddrLength )
+/** The number of the interface that is named, 0 when none is; nothing when there is no such interface. */
+std::optional<unsigned> interfaceIndex( PB_STRING *optionalInterface )
+{
+    if ( !optionalInterface )
+        return 0;
+    pb::Ref<PB_BUFFER> name = pb::adopt( pbStringTryToCstr( optionalInterface ) );
+    unsigned index = name ? if_nametoindex( reinterpret_cast<const char *>( pbBufferBacking( name.get() ) ) ) : 0;
+    return index == 0 ? std::nullopt : std::optional( index );
+}
+
+/** Link-local groups are bound with the number of their interface (RFC 4007 section 6); for others the kernel ignores it. */
+void setScope( void *record, unsigned index )
+{
+    if ( auto *sa = static_cast<sockaddr_in6 *>( record ); sa->sin6_family == AF_INET6 )
+        sa->sin6_scope_id = index;
+}
+
+/** Joins the group on the interface; errno tells why not. */
+bool joinGroup( int fd, IN_ADDRESS *group, unsigned index, const void *record, PB_INT sockaddrLength )
 {
     group_req req{};
-    if ( channel.interfaceName ) {
-        pb::Ref<PB_BUFFER> name = pb::adopt( pbStringTryToCstr( channel.interfaceName.get() ) );
-        req.gr_interface = name ? if_nametoindex( reinterpret_cast<const char *>( pbBufferBacking( name.get() ) ) ) : 0;
-        if ( req.gr_interface == 0 )
-            return false;
-    }
+    req.gr_interface = index;
     PB_ASSERT( ( (unsigned int)sockaddrLength ) <= sizeof( req.gr_group ) );
     std::memcpy( &req.gr_group, record, static_cast<std::size_t>( sockaddrLength ) );
     int level = inAddressIsV6( group ) ? IPPROTO_IPV6 : IPPROTO_IP;
-    return setsockopt( channel.fd.get(), level, MCAST_JOIN_GROUP, &req, sizeof req ) == 0;
+    return setsockopt( fd, level, MCAST_JOIN_GROUP, &req, sizeof req ) == 0;
 }
 
 /** Reads back what the socket got; where that is the address asked for, the channel shares that object. */
@@ -308,7 +326,8 @@ bool readLocalAddress( UdpChannel &channel, IN_ADDRESS *localAddress )
 bool openChannel( UdpChannel &channel, IN_ADDRESS *localAddress, PB_INT optionalLocalPort )
 {
     UdpPlan plan{ localAddress, channel.flags,
-        pb::adopt( channel.qosStack ? inQosStackOptions( channel.qosStack.get() ) : nullptr ), channel.isMulticast };
+        pb::adopt( channel.qosStack ? inQosStackOptions( channel.qosStack.get() ) : nullptr ), channel.isMulticast,
+        channel.isMulticast && channel.interfaceName };
     std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
     PB_INT length = 0;
     if ( optionalLocalPort == IN_UDP_PORT_INVALID )
@@ -318,13 +337,17 @@ bool openChannel( UdpChannel &channel, IN_ADDRESS *localAddress, PB_INT optional
 
     if ( channel.isMulticast && optionalLocalPort == IN_UDP_PORT_INVALID )
         return false;
+    std::optional<unsigned> index = interfaceIndex( plan.namesInterface ? channel.interfaceName.get() : nullptr );
+    if ( !index )
+        return false;
+    setScope( record.data(), *index );
     channel.fd = in::openSocket( localAddress, SOCK_DGRAM, IPPROTO_UDP );
     if ( !channel.fd || !in::applySteps( channel.fd.get(), steps, plan ) )
         return false;
     if ( bind( channel.fd.get(), reinterpret_cast<sockaddr *>( record.data() ), static_cast<socklen_t>( length ) ) !=
          0 )
         return false;
-    if ( channel.isMulticast && !joinGroup( channel, localAddress, record.data(), length ) )
+    if ( channel.isMulticast && !joinGroup( channel.fd.get(), localAddress, *index, record.data(), length ) )
         return false;
     return readLocalAddress( channel, localAddress );
 }

@@ -75,7 +75,8 @@ PB_API void inUdpChannelSendBufferOuter(
 
 /**
  * The oldest datagram that waits and passes the filter, a new reference, or null when there is none or the channel has
- * failed. Never blocks. At most 512 datagrams wait in the library, further ones in the socket until the system drops them.
+ * failed. Never blocks. At most 512 datagrams wait in the queue, further ones in the socket's buffer or what was read of
+ * it; when that is full, the system drops what comes.
  */
 PB_API IN_UDP_PACKET *inUdpChannelReceive( IN_UDP_CHANNEL *chan );
 /** The alertables are fired when datagrams begin to wait, and at once while some do. */

@@ -13,9 +13,10 @@
 PB_CLASS( IN_UDP_MULTICAST_RECEIVER, inUdpMulticastReceiver )
 
 /**
- * Joins the group, on the interface of that name (null: the one the system chooses), and receives on the port. Null when
- * that fails, as it always does without a port (-1); the reason is in the trace stream "IN_UDP_MULTICAST_RECEIVER", with
- * which the anchor is completed. Aborts on an address that is not multicast, and on a port outside 1..65535 other than -1.
+ * Joins the group, on the interface of that name (null: the one the system chooses), and receives on the port. With a name
+ * it hears what arrives there and nothing else; a link-local IPv6 group needs one. Null when that fails, as it always does
+ * without a port (-1); the reason is in the trace stream "IN_UDP_MULTICAST_RECEIVER", with which the anchor is completed.
+ * Aborts on an address that is not multicast, and on a port outside 1..65535 other than -1.
  */
 PB_API IN_UDP_MULTICAST_RECEIVER *inUdpMulticastReceiverTryCreate( IN_ADDRESS *multicastAddress,
     PB_STRING *optionalInterface, PB_INT optionalLocalPort, TR_ANCHOR *optionalTraceAnchor );
