@@ -5,10 +5,12 @@
 #include <random>
 #include <support/misuse.h>
 #include <support/processes.hpp>
+#include <support/recording.hpp>
 #include <thread>
 
 namespace {
 
+using test::eventually;
 using test::str;
 using test::textOf;
 
@@ -35,18 +37,9 @@ bool permits( const pb::Ref<IN_FILTER> &subject, const std::string &text )
     return inFilterCheck( subject.get(), address( text ).get() );
 }
 
-/** Waits for what another thread brings about. */
-template <class Condition>
-bool soon( Condition condition )
-{
-    for ( PB_INT end = pbTimestamp() + 20'000; pbTimestamp() < end; pbSleep( 1 ) )
-        if ( condition() )
-            return true;
-    return false;
-}
 bool soonPermits( const pb::Ref<IN_FILTER> &subject, const std::string &text, bool permitted = true )
 {
-    return soon( [&] { return permits( subject, text ) == permitted; } );
+    return eventually( [&] { return permits( subject, text ) == permitted; } );
 }
 
 /** An entry for a literal address; options of such entries. */
@@ -63,40 +56,7 @@ std::string entries( const std::string &list )
     return R"({"entries":[)" + list + "]}";
 }
 
-class Recording {
-public:
-    Recording() { trSystemAddSink( sink.get() ); }
-    ~Recording() { trSystemDelSink( sink.get() ); }
-
-    /** Whether the text comes up in what was traced since the last question. */
-    bool brings( const std::string &text )
-    {
-        std::string all;
-        return soon( [&] {
-            all += textOf( pb::adopt( trSinkTakeRecords( sink.get() ) ).get() );
-            return all.find( text ) != all.npos;
-        } );
-    }
-
-private:
-    pb::Ref<TR_SINK> sink = pb::adopt( trSinkCreateRecorder( false ) );
-};
-
-/** Leaves the live store empty, as it was. */
-class FilterStore : public testing::Test {
-protected:
-    static void SetUpTestSuite() { empty(); }
-    void TearDown() override { empty(); }
-    static void empty()
-    {
-        pb::Ref<PB_STRING> error;
-        EXPECT_TRUE( csStoreTrySetConfig( pb::adopt( csConfigCreate() ).get(), error.handle() ) );
-    }
-    static void set( const char *name, const char *sort, const std::string &json )
-    {
-        EXPECT_TRUE( csStoreTrySetObject( str( name ).get(), str( sort ).get(), test::storeOf( json ).get() ) );
-    }
-};
+class FilterStore : public test::LiveStore {};
 
 } // namespace
 
@@ -271,7 +231,7 @@ TEST( FilterTable, PermitsWhatARowDoes )
 
 TEST( Filter, TracesAndRebuilds )
 {
-    Recording recording;
+    test::Recording recording;
     auto subject =
         filter( options( R"({"rebuildInterval":1,)" +
                          entries( literal( "10.0.0.1", bits( 8 ) ) + "," + literal( "::1" ) ).substr( 1 ) ) );
@@ -294,7 +254,7 @@ TEST_F( FilterStore, FollowsItsStack )
 {
     const std::string loopback = R"({"flags":"IN_FLAG_LOOPBACK_ONLY","addressVersion":"IN_ADDRESS_VERSION_4"})";
     const std::string byName = R"({"stackName":"s"})";
-    Recording recording;
+    test::Recording recording;
     set( "f", "IN_FILTER", byName );
     auto subject = pb::adopt( inFilterFrom( csStoreObject( str( "f" ).get() ) ) );
     EXPECT_FALSE( permits( subject, "127.0.0.1" ) );
@@ -339,7 +299,7 @@ TEST( Filter, ReconfiguredWhileItIsChecked )
             }
         } );
     std::size_t changes = 0;
-    EXPECT_TRUE( soon( [&] {
+    EXPECT_TRUE( eventually( [&] {
         inFilterSetOptions( subject.get(), both[++changes % 2].get() );
         return changes > 100 && seen[0] > 100 && seen[1] > 100;
     } ) );

@@ -36,6 +36,22 @@ inline Store storeOf( const std::string &json )
     return pb::adopt( csConfigObjectConfig( fileOf( "SORT", json ).get(), str( "o" ).get() ) );
 }
 
+/** Leaves the live store empty, as it was: the first configuration brings the versions of the modules, which stay. */
+class LiveStore : public testing::Test {
+protected:
+    static void SetUpTestSuite() { empty(); }
+    void TearDown() override { empty(); }
+    static void empty()
+    {
+        pb::Ref<PB_STRING> error;
+        EXPECT_TRUE( csStoreTrySetConfig( pb::adopt( csConfigCreate() ).get(), error.handle() ) );
+    }
+    static void set( const char *name, const char *sort, const std::string &json )
+    {
+        EXPECT_TRUE( csStoreTrySetObject( str( name ).get(), str( sort ).get(), storeOf( json ).get() ) );
+    }
+};
+
 } // namespace test
 
 #endif

@@ -35,13 +35,6 @@ std::vector<std::string> configurations( test::Recording &recording )
             texts.push_back( textOf( value.get() ) );
     return texts;
 }
-std::string text( test::Recording &recording )
-{
-    std::string all;
-    for ( auto &record : recording.take() )
-        all += textOf( record.get() ) + "\n";
-    return all;
-}
 
 } // namespace
 
@@ -73,33 +66,19 @@ TEST( QosStack, TracesItsConfiguration )
     pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( parent.get(), TR_ANCHOR_KIND_PARENT ) );
     test::Recording recording;
     pb::Ref<IN_QOS_STACK> stack = pb::adopt( inQosStackCreate( options( VOICE ).get(), anchor.get() ) );
-    std::string created = text( recording );
+    std::string created = recording.text();
     for ( const char *part : { "\"IN_QOS_STACK\"", VOICE, "\"to\":" } )
         EXPECT_NE( created.find( part ), std::string::npos ) << part << " is not in " << created;
     inQosStackSetOptions( stack.get(), options( VOICE ).get() );
-    EXPECT_EQ( text( recording ), "" );
+    EXPECT_EQ( recording.text(), "" );
     inQosStackSetOptions( stack.get(), options( IPC ).get() );
     EXPECT_EQ( configurations( recording ), std::vector<std::string>{ IPC } );
 }
 
 namespace {
 
-/** Leaves the live store empty, as it was: the first configuration brings the versions of the modules, which stay. */
-class QosStore : public testing::Test {
+class QosStore : public test::LiveStore {
 protected:
-    static void SetUpTestSuite() { empty(); }
-    void TearDown() override { empty(); }
-
-    static void empty()
-    {
-        pb::Ref<PB_STRING> error;
-        EXPECT_TRUE( csStoreTrySetConfig( pb::adopt( csConfigCreate() ).get(), error.handle() ) );
-    }
-    static bool set( const char *name, const char *optionalJson )
-    {
-        pb::Ref<PB_STORE> config = optionalJson ? test::storeOf( optionalJson ) : pb::Ref<PB_STORE>();
-        return csStoreTrySetObject( str( name ).get(), str( "IN_QOS_STACK" ).get(), config.get() );
-    }
     static pb::Ref<IN_QOS_STACK> live( const char *name )
     {
         return pb::adopt( inQosStackFrom( csStoreObject( str( name ).get() ) ) );
@@ -115,12 +94,12 @@ protected:
 
 TEST_F( QosStore, CreatesAndReconfigures )
 {
-    ASSERT_TRUE( set( "a", nullptr ) );
-    ASSERT_TRUE( set( "b", R"({"layer3Tos":"0x2E","bogus":1,"defaults":"IN_QOS_DEFAULTS_VOICE"})" ) );
+    ASSERT_TRUE( csStoreTrySetObject( str( "a" ).get(), str( "IN_QOS_STACK" ).get(), nullptr ) );
+    set( "b", "IN_QOS_STACK", R"({"layer3Tos":"0x2E","bogus":1,"defaults":"IN_QOS_DEFAULTS_VOICE"})" );
     pb::Ref<IN_QOS_STACK> a = live( "a" ), b = live( "b" );
     EXPECT_EQ( configuration( a.get() ), NONE );
     EXPECT_EQ( configuration( b.get() ), R"({"defaults":"IN_QOS_DEFAULTS_VOICE","layer3Tos":"0x2e"})" );
-    ASSERT_TRUE( set( "a", IPC ) );
+    set( "a", "IN_QOS_STACK", IPC );
     EXPECT_EQ( live( "a" ).get(), a.get() ) << "reconfigured while it lives";
     EXPECT_EQ( configuration( a.get() ), IPC );
     // what the object says of itself is what the store keeps

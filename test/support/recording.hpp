@@ -3,6 +3,7 @@
 #define TEST_RECORDING_HPP
 
 #include <support/test_support.h>
+#include <support/waiting.hpp>
 #include <tr/tr.h>
 #include <vector>
 
@@ -28,6 +29,12 @@ struct Recording {
         for ( auto &record : take() )
             all += textOf( record.get() ) + "\n";
         return all;
+    }
+    /** Whether the text comes up in what is traced from the last call on. */
+    bool brings( const std::string &wanted )
+    {
+        std::string all;
+        return eventually( [&] { return ( all += text() ).find( wanted ) != all.npos; } );
     }
 };
 
