@@ -586,6 +586,8 @@ double sendAsio()
 
 constexpr int CHANNELS = 16'000;
 
+/** Bare; with options, all that a channel's socket is opened with. */
+template <bool Options>
 double openBare()
 {
     int64_t start = processorTime();
@@ -593,7 +595,16 @@ double openBare()
     for ( int i = 0; i < CHANNELS; ++i ) {
         int fd = socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
         sockaddr_in address = loopback( 0 );
-        check( fd >= 0 && bind( fd, reinterpret_cast<sockaddr *>( &address ), sizeof address ) == 0, "bind" );
+        socklen_t length = sizeof address;
+        int on = 1;
+        int off = 0;
+        if ( Options )
+            check( setsockopt( fd, SOL_SOCKET, SO_BROADCAST, &on, sizeof on ) == 0 &&
+                       setsockopt( fd, SOL_SOCKET, SO_REUSEADDR, &off, sizeof off ) == 0,
+                "setsockopt" );
+        check( fd >= 0 && bind( fd, reinterpret_cast<sockaddr *>( &address ), length ) == 0, "bind" );
+        if ( Options )
+            check( getsockname( fd, reinterpret_cast<sockaddr *>( &address ), &length ) == 0, "getsockname" );
         epoll_event event{ EPOLLIN, { .fd = fd } };
         check( epoll_ctl( set, EPOLL_CTL_ADD, fd, &event ) == 0, "epoll_ctl" );
     }
@@ -628,7 +639,7 @@ struct Local {
 };
 
 const std::vector<Local> senders{ { "bare", sendBare }, { "in", sendIn }, { "asio", sendAsio } };
-const std::vector<Local> openers{ { "bare", openBare }, { "in", openIn } };
+const std::vector<Local> openers{ { "bare", openBare<false> }, { "bare, options", openBare<true> }, { "in", openIn } };
 
 double measureLocal( const Local &subject )
 {
