@@ -20,29 +20,33 @@ union Sockaddr {
 };
 static_assert( sizeof( Sockaddr ) == 28 && sizeof( sockaddr_in ) == 16 );
 
+/** Hands a record out where it is wanted; by its own size, which is known here: this runs for each datagram. */
+template <class SockaddrOfFamily>
+PB_BOOL put( void *optionalSa, PB_INT *optionalLength, const SockaddrOfFamily &record )
+{
+    if ( optionalSa )
+        std::memcpy( optionalSa, &record, sizeof record );
+    if ( optionalLength )
+        *optionalLength = sizeof record;
+    return true;
+}
+
 PB_BOOL write( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT port )
 {
     PB_ASSERT( ina );
     PB_ASSERT( PB___INT_TO_UNSIGNED_TYPE_CONV_OK( port, in_port_t ) );
     Sockaddr lsa = {};
-    std::size_t length;
     if ( inAddressIsV4( ina ) ) {
         lsa.in4.sin_family = AF_INET;
         lsa.in4.sin_port = htons( static_cast<in_port_t>( port ) );
         std::memcpy( &lsa.in4.sin_addr, inAddressBacking( ina ), sizeof lsa.in4.sin_addr );
-        length = sizeof lsa.in4;
-    } else {
-        PB_ASSERT( PB_SIZEOF_ARRAY( lsa.in6.sin6_addr.s6_addr ) == inAddressLength( ina ) );
-        lsa.in6.sin6_family = AF_INET6;
-        lsa.in6.sin6_port = htons( static_cast<in_port_t>( port ) );
-        std::memcpy( &lsa.in6.sin6_addr, inAddressBacking( ina ), sizeof lsa.in6.sin6_addr );
-        length = sizeof lsa.in6;
+        return put( optionalSa, optionalLength, lsa.in4 );
     }
-    if ( optionalSa )
-        std::memcpy( optionalSa, &lsa, length );
-    if ( optionalLength )
-        *optionalLength = static_cast<PB_INT>( length );
-    return true;
+    PB_ASSERT( PB_SIZEOF_ARRAY( lsa.in6.sin6_addr.s6_addr ) == inAddressLength( ina ) );
+    lsa.in6.sin6_family = AF_INET6;
+    lsa.in6.sin6_port = htons( static_cast<in_port_t>( port ) );
+    std::memcpy( &lsa.in6.sin6_addr, inAddressBacking( ina ), sizeof lsa.in6.sin6_addr );
+    return put( optionalSa, optionalLength, lsa.in6 );
 }
 
 /** What a record says; no bytes when it says nothing. */
