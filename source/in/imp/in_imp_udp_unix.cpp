@@ -328,7 +328,7 @@ bool openChannel( UdpChannel &channel, IN_ADDRESS *localAddress, PB_INT optional
     UdpPlan plan{ localAddress, channel.flags,
         pb::adopt( channel.qosStack ? inQosStackOptions( channel.qosStack.get() ) : nullptr ), channel.isMulticast,
         channel.isMulticast && channel.interfaceName };
-    std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
+    alignas( sockaddr_in6 ) std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
     PB_INT length = 0;
     if ( optionalLocalPort == IN_UDP_PORT_INVALID )
         in___ImpSockaddrFromAddress( record.data(), &length, localAddress );
