@@ -289,7 +289,7 @@ TEST( UdpChannel, TellsWhyNot )
         EXPECT_NE( text.find( why ), std::string::npos ) << text;
 }
 
-// Thousands of users do as they please with channels of their own, on one stack.
+// Each thread opens, uses and releases channels of its own, all on one stack.
 TEST( UdpRaces, ChannelsOfManyThreads )
 {
     pb::Ref<IN_STACK> stack = test::loopbackStack();
