@@ -105,8 +105,9 @@ typedef void PB_THREAD_FUNC( PB_OBJ *argument );
 #define PB_THREAD_OPTION_NORMAL 2
 
 /**
- * Starts a thread that runs `func` with all signals blocked; `optionalArgument` is retained until it ends. The name may
- * be longer than what the kernel keeps (15 bytes; the beginning). Null when the system refuses.
+ * Starts a thread that runs `func`; `optionalArgument` is retained until it ends. All signals are blocked in it, except
+ * those that a thread causes itself (SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS) and SIGPROF, so that a
+ * crash reporter and a profiler of the host see it. The name may be longer than what the kernel keeps (15 bytes; the beginning). Null when the system refuses.
  * The thread must be joined before the last reference goes (aborts otherwise).
  */
 PB_API PB_THREAD *pbThreadTrySpawnCstr(

@@ -31,14 +31,22 @@ struct Start {
 /** The thread that runs, to find out who joins itself; never followed. */
 constinit thread_local const PB_THREAD *ownThread = nullptr;
 
-/** Signals are blocked while this lives, for threads that are started meanwhile: they inherit it. */
+/**
+ * Signals that a thread of the library takes like any other: those that it causes itself, which the host's crash reporter
+ * handles, and the profiler's.
+ */
+constexpr int openSignals[] = { SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPROF };
+
+/** All other signals are blocked while this lives, for threads that are started meanwhile: they inherit it. */
 class SignalsBlocked {
 public:
     SignalsBlocked()
     {
-        sigset_t all;
-        sigfillset( &all );
-        pthread_sigmask( SIG_SETMASK, &all, &before );
+        sigset_t blocked;
+        sigfillset( &blocked );
+        for ( int open : openSignals )
+            sigdelset( &blocked, open );
+        pthread_sigmask( SIG_SETMASK, &blocked, &before );
     }
     ~SignalsBlocked() { pthread_sigmask( SIG_SETMASK, &before, nullptr ); }
     SignalsBlocked( const SignalsBlocked & ) = delete;

@@ -37,6 +37,8 @@ TEST( Thread, NameIsCutAndSignalsAreBlocked )
     EXPECT_STREQ( finding.name, "in___ImpTcpUnix" );
     for ( int number : { SIGHUP, SIGPIPE, SIGTERM, SIGCHLD, SIGRTMAX } )
         EXPECT_TRUE( sigismember( &finding.blocked, number ) ) << number;
+    for ( int number : { SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGPROF } )
+        EXPECT_FALSE( sigismember( &finding.blocked, number ) ) << number;
     sigset_t own;
     pthread_sigmask( SIG_BLOCK, nullptr, &own );
     EXPECT_FALSE( sigismember( &own, SIGUSR1 ) );
