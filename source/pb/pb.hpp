@@ -12,8 +12,7 @@
 #include <cstdint>
 #include <new>
 #include <pb/pb.h>
-#include <pb/pb_annotations.hpp>
-#include <pthread.h>
+#include <pb/pb_lock.hpp>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -28,10 +27,36 @@ struct PB_SORT {
     PB_STRING *( *toStringFunc )( PB_OBJ *obj );
 };
 
+namespace pb {
+
+/**
+ * How many hold an object. The count belongs to the object and not to its value: a copy of the object begins at 1, and
+ * making it does not read the count, which other threads may be changing.
+ */
+class RefCount {
+public:
+    constexpr RefCount() noexcept = default;
+    constexpr RefCount( const RefCount & ) noexcept {}
+    RefCount &operator=( const RefCount & ) noexcept { return *this; }
+
+    void add() noexcept { count.fetch_add( 1, std::memory_order_relaxed ); }
+    /** Whether that was the last. A sole holder needs no locked instruction: nobody else is there to change the count. */
+    bool drop() noexcept
+    {
+        return count.load( std::memory_order_acquire ) == 1 || count.fetch_sub( 1, std::memory_order_acq_rel ) == 1;
+    }
+    int64_t value() const noexcept { return count.load( std::memory_order_acquire ); }
+
+private:
+    std::atomic<int64_t> count{ 1 };
+};
+
+} // namespace pb
+
 /** The header that every object begins with. Classes derive from it and add their fields. */
 struct PB_OBJ {
     const PB_SORT *sort = nullptr;
-    alignas( std::atomic_ref<int64_t>::required_alignment ) int64_t refs = 1;
+    pb::RefCount refs;
 };
 
 namespace pb {
@@ -39,21 +64,20 @@ namespace pb {
 /** Adds a reference. */
 inline void retain( PB_OBJ *obj ) noexcept
 {
-    std::atomic_ref( obj->refs ).fetch_add( 1, std::memory_order_relaxed );
+    obj->refs.add();
 }
 
-/** Drops a reference. A sole holder needs no locked instruction: nobody else is there to change the count. */
+/** Drops a reference; the last one frees the object. */
 inline void release( PB_OBJ *obj ) noexcept
 {
-    std::atomic_ref refs( obj->refs );
-    if ( refs.load( std::memory_order_acquire ) == 1 || refs.fetch_sub( 1, std::memory_order_acq_rel ) == 1 )
+    if ( obj->refs.drop() )
         pb___ObjFree( obj );
 }
 
 /** Whether anybody else holds the object too. */
 inline bool shared( const PB_OBJ *obj ) noexcept
 {
-    return std::atomic_ref( const_cast<int64_t &>( obj->refs ) ).load( std::memory_order_acquire ) > 1;
+    return obj->refs.value() > 1;
 }
 
 /** What a released member or global holds: not null, so that a use after release faults. */
@@ -203,9 +227,7 @@ template <class T, class... Arguments>
 template <class T>
 [[nodiscard]] T *copy( const T &source )
 {
-    T *object = ::new ( static_cast<void *>( pb___ObjCreate( sizeof( T ), source.sort ) ) ) T( source );
-    object->refs = 1; // the count was copied too
-    return object;
+    return ::new ( static_cast<void *>( pb___ObjCreate( sizeof( T ), source.sort ) ) ) T( source );
 }
 
 /** The free function of a class whose members look after themselves: its destructor. */
@@ -360,82 +382,6 @@ public:
 
 private:
     int descriptor = -1;
-};
-
-/** The lock behind PB_MONITOR, to stand in an object as a member. Not recursive: its holder aborts on entering again. */
-class PB_CAPABILITY( "monitor" ) Monitor {
-public:
-    constexpr Monitor() noexcept = default;
-    Monitor( const Monitor & ) = delete;
-    Monitor &operator=( const Monitor & ) = delete;
-    // no destructor: Linux needs none, and a namespace-scope monitor must outlive threads that run to the end
-
-    void enter() PB_ACQUIRE() { check( pthread_mutex_lock( &mutex ), "enter" ); }
-    void leave() PB_RELEASE() { check( pthread_mutex_unlock( &mutex ), "leave" ); }
-    pthread_mutex_t *native() { return &mutex; }
-
-private:
-    static void check( int error, const char *what )
-    {
-        if ( error ) [[unlikely]]
-            pb___Abort( "monitor", __FILE__, __LINE__, what );
-    }
-    pthread_mutex_t mutex = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
-};
-
-/** Holds a monitor to the end of the scope. */
-class PB_SCOPED_CAPABILITY Lock {
-public:
-    explicit Lock( Monitor &monitor ) PB_ACQUIRE( monitor ) : held( monitor ) { held.enter(); }
-    ~Lock() PB_RELEASE() { held.leave(); }
-    Lock( const Lock & ) = delete;
-    Lock &operator=( const Lock & ) = delete;
-
-private:
-    Monitor &held;
-};
-
-/** The lock behind PB_REGION. */
-class PB_CAPABILITY( "region" ) Region {
-public:
-    constexpr Region() noexcept = default;
-    Region( const Region & ) = delete;
-    Region &operator=( const Region & ) = delete;
-
-    void enterShared() PB_ACQUIRE_SHARED() { check( pthread_rwlock_rdlock( &lock ), "enterShared" ); }
-    void leaveShared() PB_RELEASE_SHARED() { check( pthread_rwlock_unlock( &lock ), "leaveShared" ); }
-    void enterExclusive() PB_ACQUIRE() { check( pthread_rwlock_wrlock( &lock ), "enterExclusive" ); }
-    void leaveExclusive() PB_RELEASE() { check( pthread_rwlock_unlock( &lock ), "leaveExclusive" ); }
-
-private:
-    static void check( int error, const char *what )
-    {
-        if ( error ) [[unlikely]]
-            pb___Abort( "region", __FILE__, __LINE__, what );
-    }
-    pthread_rwlock_t lock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
-};
-
-/** Holds a region shared, or exclusively, to the end of the scope. */
-class PB_SCOPED_CAPABILITY SharedLock {
-public:
-    explicit SharedLock( Region &region ) PB_ACQUIRE_SHARED( region ) : held( region ) { held.enterShared(); }
-    ~SharedLock() PB_RELEASE() { held.leaveShared(); }
-    SharedLock( const SharedLock & ) = delete;
-    SharedLock &operator=( const SharedLock & ) = delete;
-
-private:
-    Region &held;
-};
-class PB_SCOPED_CAPABILITY ExclusiveLock {
-public:
-    explicit ExclusiveLock( Region &region ) PB_ACQUIRE( region ) : held( region ) { held.enterExclusive(); }
-    ~ExclusiveLock() PB_RELEASE() { held.leaveExclusive(); }
-    ExclusiveLock( const ExclusiveLock & ) = delete;
-    ExclusiveLock &operator=( const ExclusiveLock & ) = delete;
-
-private:
-    Region &held;
 };
 
 } // namespace pb

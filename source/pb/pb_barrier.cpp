@@ -9,15 +9,13 @@
  * it is about to remove is there, whoever waits holds the barrier. With the reference in hand it can wake the others
  * after it has left the monitor, so that they do not wake up only to wait for the monitor.
  */
-#include <ctime>
 #include <pb/pb.hpp>
 
 struct PB_BARRIER : PB_OBJ {
     explicit PB_BARRIER( PB_INT initialBlockers ) : blockers( initialBlockers ) {}
-    ~PB_BARRIER() { pthread_cond_destroy( &opened ); }
 
     pb::Monitor monitor;
-    pthread_cond_t opened = PTHREAD_COND_INITIALIZER;
+    pb::Condition opened;
     PB_INT blockers PB_GUARDED_BY( monitor );
     uint64_t openings PB_GUARDED_BY( monitor ) = 0;
 };
@@ -39,17 +37,16 @@ static bool pb___BarrierTakeBlocker( PB_BARRIER &barrier )
     return true;
 }
 
-static timespec pb___BarrierTimeAfter( PB_INT milliseconds )
+/** Waits for an opening, at most until that time; whether there was one. */
+static bool pb___BarrierPassUntil( PB_BARRIER &barrier, PB_INT time )
 {
-    timespec time;
-    clock_gettime( CLOCK_MONOTONIC, &time );
-    time.tv_sec += milliseconds / 1000;
-    time.tv_nsec += milliseconds % 1000 * 1000000;
-    if ( time.tv_nsec >= 1000000000 ) {
-        ++time.tv_sec;
-        time.tv_nsec -= 1000000000;
-    }
-    return time;
+    pb::Lock lock( barrier.monitor );
+    if ( barrier.blockers == 0 )
+        return true;
+    uint64_t before = barrier.openings;
+    while ( barrier.openings == before && ( time == pb::NEVER || pb::now() < time ) )
+        barrier.opened.waitUntil( barrier.monitor, time );
+    return barrier.openings != before;
 }
 
 PB_BARRIER *pbBarrierCreate( PB_INT blockers )
@@ -70,7 +67,7 @@ void pbBarrierUnblock( PB_BARRIER *barrier )
     PB_ASSERT( barrier );
     pb::Ref<PB_BARRIER> held = pb::share( barrier );
     if ( pb___BarrierTakeBlocker( *held ) )
-        pthread_cond_broadcast( &held->opened );
+        held->opened.wakeAll();
 }
 
 PB_BOOL pbBarrierBlocked( PB_BARRIER *barrier )
@@ -83,24 +80,11 @@ PB_BOOL pbBarrierBlocked( PB_BARRIER *barrier )
 void pbBarrierPass( PB_BARRIER *barrier )
 {
     PB_ASSERT( barrier );
-    pb::Lock lock( barrier->monitor );
-    if ( barrier->blockers == 0 )
-        return;
-    uint64_t before = barrier->openings;
-    while ( barrier->openings == before )
-        pthread_cond_wait( &barrier->opened, barrier->monitor.native() );
+    pb___BarrierPassUntil( *barrier, pb::NEVER );
 }
 
 PB_BOOL pbBarrierPassTimed( PB_BARRIER *barrier, PB_INT milliseconds )
 {
     PB_ASSERT( barrier );
-    timespec until = pb___BarrierTimeAfter( milliseconds > 0 ? milliseconds : 0 );
-    pb::Lock lock( barrier->monitor );
-    if ( barrier->blockers == 0 )
-        return true;
-    uint64_t before = barrier->openings;
-    int error = 0;
-    while ( barrier->openings == before && error != ETIMEDOUT )
-        error = pthread_cond_clockwait( &barrier->opened, barrier->monitor.native(), CLOCK_MONOTONIC, &until );
-    return barrier->openings != before;
+    return pb___BarrierPassUntil( *barrier, pb::timeAfter( milliseconds > 0 ? milliseconds : 0 ) );
 }

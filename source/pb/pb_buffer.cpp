@@ -50,7 +50,7 @@ PB_BUFFER *newBuffer( PB_INT size )
 {
     PB_ASSERT( PB_INT_ADD_OK( size, PB_INT_FROM( sizeof( PB_BUFFER ) ) ) );
     PB_OBJ *memory = pb___ObjCreate( PB_INT_FROM( sizeof( PB_BUFFER ) ) + size, pbBufferSort() );
-    return ::new ( memory ) PB_BUFFER{ { pbBufferSort(), 1 }, 0, 0, size, size };
+    return ::new ( memory ) PB_BUFFER{ { pbBufferSort(), {} }, 0, 0, size, size };
 }
 
 PB_BUFFER *newBuffer( Part content, PB_INT size )

@@ -98,7 +98,7 @@ PB_OBJ *pb___ObjCreate( PB_INT size, const PB_SORT *sort )
     void *memory = std::malloc( static_cast<std::size_t>( size ) );
     PB_ASSERT( memory );
     countLive( 1 );
-    return ::new ( memory ) PB_OBJ{ sort, 1 };
+    return ::new ( memory ) PB_OBJ{ sort, {} };
 }
 
 void pb___ObjFree( PB_OBJ *obj )

@@ -43,7 +43,7 @@ PB_STRING *newString( PB_INT capacity )
     PB_ASSERT( capacity <= ( PB_INT_MAX - PB_INT_FROM( sizeof( PB_STRING ) ) ) / PB_INT_FROM( sizeof( PB_CHAR ) ) );
     PB_INT size = PB_INT_FROM( sizeof( PB_STRING ) ) + capacity * PB_INT_FROM( sizeof( PB_CHAR ) );
     PB_OBJ *memory = pb___ObjCreate( size, pbStringSort() );
-    return ::new ( memory ) PB_STRING{ { pbStringSort(), 1 }, 0, capacity };
+    return ::new ( memory ) PB_STRING{ { pbStringSort(), {} }, 0, capacity };
 }
 
 /** Writes code points at the end, where there is room. */

@@ -1,4 +1,4 @@
-/* Clocks, civil time and random numbers, all asked of the kernel anew each time: nothing is kept, any thread may call. */
+/* Civil time and random numbers, all asked of the kernel anew each time: nothing is kept, any thread may call. */
 #include <cerrno>
 #include <chrono>
 #include <ctime>
@@ -63,23 +63,17 @@ PB_INT pbTimeSecondsBetween( PB_TIME *from, PB_TIME *to )
 
 PB_INT pbTimestamp( void )
 {
-    timespec now;
-    clock_gettime( CLOCK_MONOTONIC, &now );
-    return PB_INT( now.tv_sec ) * 1000 + now.tv_nsec / 1000000;
+    return pb::now() / pb::NANOSECONDS_PER_MILLISECOND;
 }
 
 void pbSleep( PB_INT milliseconds )
 {
     PB_ASSERT( milliseconds >= 0 );
-    timespec until;
-    clock_gettime( CLOCK_MONOTONIC, &until );
-    until.tv_sec += milliseconds / 1000;
-    until.tv_nsec += milliseconds % 1000 * 1000000;
-    until.tv_sec += until.tv_nsec / 1000000000;
-    until.tv_nsec %= 1000000000;
     // The end is a point in time, so a sleep that signals interrupt over and over does not become longer.
-    while ( clock_nanosleep( CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr ) == EINTR )
-        ;
+    PB_INT until = pb::timeAfter( milliseconds );
+    std::atomic<uint32_t> nobodyChangesIt{ 0 };
+    for ( ; pb::now() < until; )
+        pb___FutexWait( &nobodyChangesIt, 0, until );
 }
 
 /** 64 bits from the kernel: ports and identifiers that are drawn must not be foreseeable, in a forked child either. */

@@ -9,7 +9,6 @@
 #define PR_PRIVATE_HPP
 
 #include <cstdint>
-#include <ctime>
 #include <pb/pb.hpp>
 #include <pr/pr.h>
 #include <tr/tr.h>
@@ -20,28 +19,6 @@ PB_CLASS( PR___PROCESS_CORE, pr___ProcessCore )
 PB_CLASS( PR___TIMER_QUEUE, pr___TimerQueue )
 
 namespace pr {
-
-/** A condition variable. Waiting may end without a reason, so it stands in a loop. */
-class Condition {
-public:
-    Condition() noexcept = default;
-    Condition( const Condition & ) = delete;
-    Condition &operator=( const Condition & ) = delete;
-    ~Condition() { pthread_cond_destroy( &condition ); }
-
-    void wait( pb::Monitor &monitor ) PB_REQUIRES( monitor ) { pthread_cond_wait( &condition, monitor.native() ); }
-    /** Waits at most until that time of the monotonic clock, in nanoseconds. */
-    void waitUntil( pb::Monitor &monitor, int64_t time ) PB_REQUIRES( monitor )
-    {
-        timespec until = { time / 1'000'000'000, time % 1'000'000'000 };
-        pthread_cond_clockwait( &condition, monitor.native(), CLOCK_MONOTONIC, &until );
-    }
-    void wakeOne() { pthread_cond_signal( &condition ); }
-    void wakeAll() { pthread_cond_broadcast( &condition ); }
-
-private:
-    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
-};
 
 enum class State {
     idle,
@@ -72,8 +49,8 @@ struct PR___POOL : PB_OBJ {
     const pb::Ref<TR_STREAM> traceStream;
 
     pb::Monitor monitor;
-    pr::Condition due;                                             // workers sleep on it
-    pr::Condition processEnded;                                    // prProcessHaltWait
+    pb::Condition due;                                             // workers sleep on it
+    pb::Condition processEnded;                                    // prProcessHaltWait
     std::vector<pr::ProcessQueue> queues PB_GUARDED_BY( monitor ); // by priority
     std::size_t queued PB_GUARDED_BY( monitor ) = 0;               // processes in them
     std::size_t processes PB_GUARDED_BY( monitor ) = 0;            // processes that are not halted

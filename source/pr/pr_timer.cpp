@@ -14,30 +14,11 @@
 
 namespace {
 
-constexpr int64_t never = INT64_MAX;
-constexpr int64_t nanosecondsPerMillisecond = 1'000'000;
-
-int64_t now()
-{
-    timespec time;
-    clock_gettime( CLOCK_MONOTONIC, &time );
-    return time.tv_sec * 1'000'000'000 + time.tv_nsec;
-}
-
-/** The time that many milliseconds from now; what is beyond the clock is never. */
-int64_t timeAfter( PB_INT milliseconds )
-{
-    int64_t duration;
-    if ( __builtin_mul_overflow( milliseconds, nanosecondsPerMillisecond, &duration ) )
-        return never;
-    return pbIntAddSaturating( now(), duration );
-}
-
 /** The scheduled timers, the next to fire first; those with the same time in the order they were scheduled. */
 class TimerHeap {
 public:
     bool empty() const { return entries.empty(); }
-    int64_t firstDue() const { return entries.empty() ? never : entries.front().due; }
+    int64_t firstDue() const { return entries.empty() ? pb::NEVER : entries.front().due; }
     PR_TIMER &first() const { return *entries.front().timer; }
     /** Puts a timer in, or moves it. */
     void set( PR_TIMER &timer, int64_t due );
@@ -67,7 +48,7 @@ constexpr std::size_t noPlace = SIZE_MAX;
 
 struct PR___TIMER_QUEUE : PB_OBJ {
     pb::Monitor monitor;
-    pr::Condition changed; // the thread sleeps on it
+    pb::Condition changed; // the thread sleeps on it
     TimerHeap heap PB_GUARDED_BY( monitor );
     /** Until when the thread sleeps; while it is awake the beginning of time, so that nobody wakes it. */
     int64_t sleepsUntil PB_GUARDED_BY( monitor ) = INT64_MIN;
@@ -128,10 +109,7 @@ void TimerHeap::remove( PR_TIMER &timer )
 static void pr___TimerQueueSleepLocked( PR___TIMER_QUEUE &queue ) PB_REQUIRES( queue.monitor )
 {
     queue.sleepsUntil = queue.heap.firstDue();
-    if ( queue.sleepsUntil == never )
-        queue.changed.wait( queue.monitor );
-    else
-        queue.changed.waitUntil( queue.monitor, queue.sleepsUntil );
+    queue.changed.waitUntil( queue.monitor, queue.sleepsUntil );
     queue.sleepsUntil = INT64_MIN;
 }
 
@@ -141,7 +119,7 @@ static bool pr___TimerQueueServe( PR___TIMER_QUEUE &queue )
     pb::Lock lock( queue.monitor );
     if ( queue.ending )
         return false;
-    if ( queue.heap.empty() || queue.heap.firstDue() > now() ) {
+    if ( queue.heap.empty() || queue.heap.firstDue() > pb::now() ) {
         pr___TimerQueueSleepLocked( queue );
         return true;
     }
@@ -212,7 +190,7 @@ void prTimerSchedule( PR_TIMER *timer, PB_INT milliseconds )
 {
     PB_ASSERT( timer );
     PB_ASSERT( milliseconds >= 0 );
-    if ( pr___TimerEnter( *timer, timeAfter( milliseconds ) ) )
+    if ( pr___TimerEnter( *timer, pb::timeAfter( milliseconds ) ) )
         timer->queue->changed.wakeOne();
 }
 

@@ -21,8 +21,8 @@ constinit PB_MODULE_RECORD depotRecord = {
     PB_MODULE_RECORD_LAYOUT, "", "", 0, 0, 0, "", "", "", "depot", "", "17.1", "", "" };
 constinit PB_MODULE_RECORD yardRecord = {
     PB_MODULE_RECORD_LAYOUT, "", "", 0, 0, 0, "", "", "", "yard", "", "3.0", "", "" };
-constinit PB_MODULE depot = { { &pb___sort_PB_MODULE, 1 }, nullptr, nullptr, nullptr, nullptr, &depotRecord };
-constinit PB_MODULE yard = { { &pb___sort_PB_MODULE, 1 }, nullptr, nullptr, nullptr, nullptr, &yardRecord };
+constinit PB_MODULE depot = { { &pb___sort_PB_MODULE, {} }, nullptr, nullptr, nullptr, nullptr, &depotRecord };
+constinit PB_MODULE yard = { { &pb___sort_PB_MODULE, {} }, nullptr, nullptr, nullptr, nullptr, &yardRecord };
 
 struct Modules {
     pb::Ref<CS_MODULE_BACKEND> first = pb::adopt( csModuleBackendCreate( &depot, nullptr, nullptr ) );

@@ -1,6 +1,7 @@
 /* Monitors, regions, barriers, signals and alerts: what they do, and that nothing is lost when eight threads meet. */
 #include "race.h"
 #include <chrono>
+#include <support/clock.hpp>
 
 namespace {
 
@@ -63,6 +64,25 @@ TEST( Barrier, NobodyIsLeftBehind )
     };
     test::race(
         300, threadCount, [] {}, act, [&] { EXPECT_FALSE( pbBarrierBlocked( gate.get() ) ); } );
+}
+
+TEST( Barrier, TimeLimitGoesByTheClockThatATestMoves )
+{
+    constexpr PB_INT fiveMinutes = 300'000;
+    auto gate = barrier( 1 );
+    std::atomic<int> passed = 0, refused = 0;
+    test::MovedClock clock;
+    std::vector<std::thread> threads;
+    for ( PB_INT limit : { fiveMinutes, fiveMinutes + 1, fiveMinutes + 2 } )
+        threads.emplace_back( [&, limit] { ++( pbBarrierPassTimed( gate.get(), limit ) ? passed : refused ); } );
+    ASSERT_TRUE( clock.asleep( 3 ) );
+    clock.move( fiveMinutes - 1 );
+    clock.move( 1 ); // the first one's time has come, and nobody else's
+    EXPECT_TRUE( clock.asleep( 2 ) && test::eventually( [&] { return refused == 1; } ) );
+    pbBarrierUnblock( gate.get() );
+    for ( std::thread &thread : threads )
+        thread.join();
+    EXPECT_EQ( passed, 2 );
 }
 
 // Who opens it borrows the waiter's only reference, and the waiter lets go as soon as it wakes up.
@@ -206,3 +226,19 @@ TEST( Alert, ConsumerMissesNothing )
 }
 
 } // namespace
+
+// Copying an object does not read its count, which others change meanwhile.
+TEST( Object, IsCopiedWhileOthersRetainIt )
+{
+    struct Value : PB_OBJ {
+        pb::Ref<PB_OBJ> member;
+    } original{ {}, {} };
+    auto act = [&]( int index ) {
+        if ( index % 2 )
+            return original.refs.add();
+        EXPECT_EQ( Value( original ).refs.value(), 1 );
+    };
+    test::race(
+        300, threadCount, [] {}, act, [] {} );
+    EXPECT_EQ( original.refs.value(), 1 + 300 * threadCount / 2 );
+}

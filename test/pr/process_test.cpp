@@ -147,7 +147,7 @@ TEST( Process, HaltMeetsScheduleAndTimerAndWaiters )
     };
     auto after = [&] {
         prProcessHaltWait( subject->process.get() );
-        EXPECT_EQ( subject->body->refs, 1 );
+        EXPECT_EQ( subject->body->refs.value(), 1 );
         EXPECT_EQ( ends->fired, ++rounds );
         int runs = subject->runs();
         subject->schedule();

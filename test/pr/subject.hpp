@@ -6,18 +6,9 @@
 #include <pb/race.h>
 #include <support/misuse.h>
 #include <support/processes.hpp>
+#include <support/waiting.hpp>
 
 namespace test {
-
-/** Lets others run until the condition holds; false when it does not come true at all. */
-template <class Condition>
-bool eventually( Condition condition )
-{
-    for ( PB_INT end = pbTimestamp() + 20'000; !condition(); std::this_thread::yield() )
-        if ( pbTimestamp() > end )
-            return false;
-    return true;
-}
 
 inline pb::Ref<PR_DOMAIN> domainOf( PB_INT threads )
 {

@@ -1,5 +1,6 @@
 #include "subject.hpp"
 #include <random>
+#include <support/clock.hpp>
 
 using test::Gate;
 using test::Subject;
@@ -52,6 +53,26 @@ TEST( Timer, FireInTheOrderOfTheirTimes )
     for ( Subject &subject : subjects )
         subject.end();
     EXPECT_EQ( order, "bdcae" );
+}
+
+TEST( Timer, HoursPassInAMoment )
+{
+    Subject subject( nullptr );
+    auto timer = timerOf( subject );
+    subject.body->reaction = [&] { prTimerSchedule( timer.get(), hour ); };
+    test::MovedClock clock;
+    prTimerSchedule( timer.get(), hour );
+    for ( int times = 0; times < 100; ++times ) {
+        ASSERT_TRUE( clock.asleep( 1 ) );
+        clock.move( hour - 1 );
+        EXPECT_EQ( subject.runs(), times );
+        clock.move( 1 );
+        ASSERT_TRUE( subject.hasRun( times + 1 ) );
+    }
+    subject.end();
+    prTimerUnschedule( timer.get() );
+    clock.move( hour ); // lets the timer thread see that there is nothing left
+    EXPECT_TRUE( clock.asleep( 0 ) );
 }
 
 /** Many timers that are moved, taken out and let go at random places; exactly those that are left with a near time fire. */

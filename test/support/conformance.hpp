@@ -28,7 +28,7 @@ using Samples = std::vector<pb::Ref<T>>;
 
 inline int64_t references( PB_OBJ *obj )
 {
-    return std::atomic_ref( obj->refs ).load();
+    return obj->refs.value();
 }
 
 template <class T>
