@@ -71,6 +71,9 @@ const Row rows[] = {
         R"("layer3Tos":"0xB8","defaults":"IN_QOS_DEFAULTS_IPC"})",
         R"({"defaults":"IN_QOS_DEFAULTS_IPC","layer3Tos":"0xb8","layer2Pcp":"IN_QOS_LAYER2_PCP_BACKGROUND",)"
         R"("windowsTrafficType":"IN_QOS_WINDOWS_TRAFFIC_TYPE_CONTROL"})" },
+    // the short forms that begin or end with one zero group
+    { stack, R"({"network":"2001:db8:1:2:3:4:5:6/112","address":"0:2:3:4:5:6:7:8"})",
+        R"({"flags":"","network":"2001:DB8:1:2:3:4:5::/112","address":"::2:3:4:5:6:7:8"})" },
     // nothing chosen, and chosen though equal to the default
     { stack, "{}", R"({"flags":""})" },
     { qos, R"({"layer3Tos":0})", R"({"defaults":"IN_QOS_DEFAULTS_NONE","layer3Tos":"0x00"})" },

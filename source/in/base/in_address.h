@@ -33,9 +33,8 @@ PB_API IN_ADDRESS *inAddressCreateV6FromV4( IN_ADDRESS *ina );
  *
  * IPv4: four decimal numbers up to 255, joined by full stops. Leading zeros do not make a number octal.
  *
- * IPv6: RFC 4291 section 2.2, the last four bytes maybe in dotted form, of at most eight pieces between colons (an empty
- * one counts, so "::" at either end must stand for two groups at least). A group may have leading zeros beyond four digits.
- * No brackets, no zone.
+ * IPv6: RFC 4291 section 2.2, the last four bytes maybe in dotted form. "::" may stand for a single group, also at either
+ * end. A group may have leading zeros beyond four digits. No brackets, no zone.
  *
  * Numbers may carry a sign as long as they are not negative. The functions without a version take either.
  */

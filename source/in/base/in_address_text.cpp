@@ -35,12 +35,16 @@ struct Group {
     PB_INT value = -1;
 };
 
-/** The groups of an IPv6 text: eight pieces, one more when the last is the dotted form of two groups. */
+/** The groups of an IPv6 text: up to nine pieces, one more when the last is the dotted form of two groups. */
 struct Groups {
-    std::array<Group, 9> at{};
+    std::array<Group, 10> at{};
     std::size_t count = 0;
 
     void add( Group group ) { at[count++] = group; }
+    bool beginEmpty() const { return at[0].empty && at[1].empty; }
+    bool endEmpty() const { return at[count - 1].empty && at[count - 2].empty; }
+    /** Eight, and nine where "::" begins or ends the text, since there it is two empty pieces. */
+    std::size_t limit() const { return beginEmpty() || endEmpty() ? 9 : 8; }
     void remove( std::size_t first, std::size_t removed )
     {
         std::copy( at.begin() + first + removed, at.begin() + count, at.begin() + first );
@@ -56,7 +60,7 @@ struct Groups {
     }
 };
 
-Groups scanGroups( const pb::Pieces<8> &pieces )
+Groups scanGroups( const pb::Pieces<9> &pieces )
 {
     Groups groups;
     for ( std::size_t i = 0; i < pieces.count; ++i ) {
@@ -76,16 +80,15 @@ Groups scanGroups( const pb::Pieces<8> &pieces )
 /** Puts zero groups where "::" stands: at the beginning, else at the end, else at the first empty piece within. */
 void fillGap( Groups &groups )
 {
-    std::size_t last = groups.count - 1;
-    if ( groups.at[0].empty && groups.at[1].empty ) {
+    if ( groups.beginEmpty() ) {
         groups.remove( 0, 2 );
         return groups.fill( 0 );
     }
-    if ( groups.at[last].empty && groups.at[last - 1].empty ) {
-        groups.remove( last - 1, 2 );
+    if ( groups.endEmpty() ) {
+        groups.remove( groups.count - 2, 2 );
         return groups.fill( groups.count );
     }
-    for ( std::size_t i = 1; i < last; ++i ) {
+    for ( std::size_t i = 1; i + 1 < groups.count; ++i ) {
         if ( groups.at[i].empty ) {
             groups.remove( i, 1 );
             return groups.fill( i );
@@ -95,13 +98,13 @@ void fillGap( Groups &groups )
 
 IN_ADDRESS *tryCreateV6( pb::Chars text )
 {
-    auto pieces = pb::split<8>( pb::trim( text ), ':' );
+    auto pieces = pb::split<9>( pb::trim( text ), ':' );
     if ( pieces.count < 3 )
         return nullptr;
     if ( pieces.count == 3 && pieces.at[0].empty() && pieces.at[1].empty() && pieces.at[2].empty() )
         return inAddressCreate( IN_ADDRESS_VERSION_6 );
     Groups groups = scanGroups( pieces );
-    if ( groups.count > 8 )
+    if ( groups.count > groups.limit() )
         return nullptr;
     fillGap( groups );
     if ( groups.count != 8 )
