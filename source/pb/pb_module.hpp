@@ -23,7 +23,7 @@ PB_API const PB_SORT pb___sort_PB_MODULE;
     const char *const name##___module_version_string =                                                                \
         "###XZ_VERSION### " PB_MODULE_PRODUCT "-" PB_BUILD_VERSION " (" PB_BUILD_PLATFORM "), " #name " " version;    \
     constinit PB_MODULE name##___module = {                                                                           \
-        { &pb___sort_PB_MODULE, {} }, startup, nullptr, shutdown, shutdownWait, &name##___module_record };             \
+        { &pb___sort_PB_MODULE, {} }, startup, nullptr, shutdown, shutdownWait, &name##___module_record };            \
     PB_MODULE *function( void )                                                                                       \
     {                                                                                                                 \
         return &name##___module;                                                                                      \

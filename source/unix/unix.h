@@ -52,11 +52,16 @@ PB_API PB_BOOL unixFdObserverError( UNIX_FD_OBSERVER *observer );
 /**
  * Runs a command to its end and returns what it wrote to standard output, a new buffer. `arguments` is a vector of
  * strings, the first one the command, looked for along PATH; each reaches the command as exactly one argument, and no
- * shell is involved. Standard input and error are /dev/null; the locale is C. A command that does not exist, or fails,
- * has written what it has written. Null when no process could be started, or an argument holds U+0000. Blocks.
+ * shell is involved. Standard input and error are /dev/null, no other descriptor is inherited; signals are as in a new
+ * process; the locale is C. In a set-user-ID program the command is the system's own, whatever PATH says, and gets
+ * nothing else of the environment.
+ * A command that does not exist, or fails, has written what it has written. So has one that is not done, or whose output
+ * is still held open by a process that it started, after that many milliseconds (1 or more): its process group, which
+ * is its own, is killed then. Null when no process could be started, or an argument holds U+0000. Blocks that long; a
+ * second more when the command cannot be killed.
  * At most `byteLimit` bytes are kept, the rest is read and dropped.
  */
-PB_API PB_BUFFER *unixCommandTryRun( PB_VECTOR *arguments, PB_INT byteLimit );
+PB_API PB_BUFFER *unixCommandTryRun( PB_VECTOR *arguments, PB_INT byteLimit, PB_INT milliseconds );
 
 /** This library's own descriptor. */
 PB_API PB_MODULE *unixModule( void );

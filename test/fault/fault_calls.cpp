@@ -23,6 +23,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+extern "C" { // the header of glibc 2.36 forgets it
+#include <sys/pidfd.h>
+}
+
 constinit fault::Plan fault::plan;
 
 namespace {

@@ -57,7 +57,7 @@ TEST( FaultCommand, GivesItsOutputOrNull )
         pbVectorAppend( arguments.handle(), pb::obj( test::str( argument ).get() ) );
     fault::ladder( { "hello\n", "", "(null)" }, [&] {
         fault::Armed armed;
-        return test::takeBytes( unixCommandTryRun( arguments.get(), 1000 ) );
+        return test::takeBytes( unixCommandTryRun( arguments.get(), 1000, 60'000 ) );
     } );
 }
 

@@ -99,3 +99,25 @@ TEST( Neighbour, PollsWhileResolutionIsUnderWay )
     EXPECT_GE( pbTimestamp() - start, 400 );
     EXPECT_EQ( std::filesystem::file_size( ip.file( "ip.runs" ) ), 3U );
 }
+
+/** Commands that never end, and hold their output open through children, cost a few seconds and no more. */
+TEST( Neighbour, OutlastsCommandsThatHang )
+{
+    const std::string hang = "trap '' TERM\nsleep 1000 &\nsleep 1000";
+    const std::string entry = "echo 'fd00::2 dev e0 lladdr 02:53:00:00:00:01 ";
+    struct Row {
+        std::string ping, ip, result;
+        PB_INT least; // ms
+    };
+    const Row rows[] = { { hang, entry + "REACHABLE'", "02:53:00:00:00:01", 2'000 },
+        { "exit 0", entry + "REACHABLE'\n" + hang, "02:53:00:00:00:01", 3'000 },
+        { "exit 0", entry + "DELAY'\n" + hang, "null", 3'000 } };
+    for ( const Row &row : rows ) {
+        Command ping( "ping", row.ping );
+        Command ip( "ip", row.ip );
+        PB_INT start = pbTimestamp();
+        EXPECT_EQ( lookup( "fd00::2" ), row.result );
+        EXPECT_GE( pbTimestamp() - start, row.least );
+        EXPECT_LT( pbTimestamp() - start, row.least + 6'000 );
+    }
+}

@@ -1,7 +1,12 @@
 /* Error texts, and commands: what reaches them, what comes back, and what they must not inherit. */
 #include <csignal>
+#include <fcntl.h>
+#include <fstream>
 #include <pthread.h>
+#include <sstream>
 #include <support/test_support.h>
+#include <support/waiting.hpp>
+#include <sys/wait.h>
 #include <thread>
 #include <unix/unix.h>
 #include <vector>
@@ -19,12 +24,14 @@ TEST( UnixError, Texts )
     EXPECT_EQ( test::take( unixErrorGetaddrinfoToString( 77 ) ), "Unknown error 77" );
 }
 
-std::string run( const std::vector<std::string> &arguments, PB_INT byteLimit = 1'000'000 )
+constexpr PB_INT LONG = 60'000; // ms; not reached
+
+std::string run( const std::vector<std::string> &arguments, PB_INT byteLimit = 1'000'000, PB_INT milliseconds = LONG )
 {
     pb::Ref<PB_VECTOR> vector = pb::adopt( pbVectorCreate() );
     for ( const std::string &argument : arguments )
         pbVectorAppend( vector.handle(), pb::obj( test::str( argument ).get() ) );
-    return test::takeBytes( unixCommandTryRun( vector.get(), byteLimit ) );
+    return test::takeBytes( unixCommandTryRun( vector.get(), byteLimit, milliseconds ) );
 }
 
 TEST( UnixCommand, EachArgumentArrivesAsOne )
@@ -74,6 +81,108 @@ TEST( UnixCommand, SignalsAreAsInANewProcess )
     } );
     thread.join();
     sigaction( SIGPIPE, &before, nullptr );
+}
+
+/** What the program does with the ends of its children, and undoes again. */
+struct Children {
+    void ( *handler )( int );
+    int flags;
+};
+void waitForAll( int )
+{
+    int before = errno;
+    while ( waitpid( -1, nullptr, WNOHANG ) > 0 ) {
+    }
+    errno = before;
+}
+class Handling {
+public:
+    explicit Handling( Children children )
+    {
+        struct sigaction action {};
+        action.sa_handler = children.handler;
+        action.sa_flags = children.flags;
+        sigaction( SIGCHLD, &action, &before );
+    }
+    ~Handling() { sigaction( SIGCHLD, &before, nullptr ); }
+
+private:
+    struct sigaction before;
+};
+
+/** Whether the processes whose numbers stand in the text are gone, or zombies that their new parent has not noticed. */
+bool allGone( const std::string &numbers )
+{
+    std::istringstream stream( numbers );
+    for ( std::string number, text; stream >> number; ) {
+        std::ifstream status( "/proc/" + number + "/stat" );
+        std::getline( status, text );
+        if ( status && text.find( ") Z " ) == text.npos )
+            return false;
+    }
+    return true;
+}
+
+struct Late {
+    const char *script; // prints the numbers of the processes that must be gone
+    PB_INT limit = 300; // LONG when it ends by itself
+};
+
+void checkLate( const Late &row )
+{
+    PB_INT begin = pbTimestamp();
+    std::string numbers = run( { "sh", "-c", row.script }, 1000, row.limit );
+    PB_INT took = pbTimestamp() - begin;
+    EXPECT_NE( numbers, "" ) << row.script;
+    EXPECT_EQ( took >= row.limit, row.limit != LONG ) << row.script << ": " << took;
+    EXPECT_LT( took, 20'000 ) << row.script;
+    EXPECT_TRUE( test::eventually( [&] { return allGone( numbers ); } ) ) << row.script;
+}
+
+/** Commands that do not end, or leave something behind, side by side, whatever the program does with its children. */
+TEST( UnixCommand, EndsAtItsLimit )
+{
+    const Late rows[] = { { "echo $$; exec sleep 1000" }, { "trap '' TERM INT HUP; echo $$; while :; do :; done" },
+        { "echo $$; kill -STOP $$" }, { "echo $$; exec >&-; sleep 1000" }, { "echo $$; exec yes ''" },
+        { "sleep 1000 & echo $! $$; sleep 1000 & echo $!; wait" }, { "sleep 1000 & echo $!" },
+        { "(sleep 1000 & echo $!) &" }, { "sleep 0.1 & echo $!; exec >&-; wait", LONG },
+        { "(sleep 0.1; echo $$) &", LONG } };
+    const Children hosts[] = { { SIG_DFL, 0 }, { SIG_IGN, 0 }, { SIG_DFL, SA_NOCLDWAIT }, { waitForAll, 0 } };
+    for ( const Children &host : hosts ) {
+        Handling handling( host );
+        std::vector<std::thread> threads;
+        for ( const Late &row : rows )
+            threads.emplace_back( checkLate, row );
+        for ( std::thread &thread : threads )
+            thread.join();
+        EXPECT_EQ( waitpid( -1, nullptr, WNOHANG ), -1 ) << "a child is left";
+    }
+}
+
+/** What has left the group is not waited for, although it holds the output open. */
+TEST( UnixCommand, LeavesAloneWhatHasLeft )
+{
+    std::string number = run( { "setsid", "sh", "-c", "echo $$; exec sleep 1000" }, 1000, 300 );
+    EXPECT_FALSE( allGone( number ) );
+    kill( std::stoi( number ), SIGKILL );
+}
+
+TEST( UnixCommand, InheritsNoDescriptors )
+{
+    pb::Fd low( dup( STDERR_FILENO ) ), high( fcntl( low.get(), F_DUPFD, 300 ) );
+    EXPECT_EQ( run( { "ls", "/proc/self/fd" } ), "0\n1\n2\n3\n" ); // the last one is the folder that it reads
+}
+
+/** The status of a child of the program's own is left for whoever waits for it. */
+TEST( UnixCommand, TakesNoOtherStatus )
+{
+    pid_t own = fork();
+    if ( own == 0 )
+        _exit( 7 );
+    EXPECT_EQ( run( { "echo", "x" } ), "x\n" );
+    int status = 0;
+    EXPECT_EQ( waitpid( own, &status, 0 ), own );
+    EXPECT_EQ( WEXITSTATUS( status ), 7 );
 }
 
 /** With the lowest descriptors closed, the pipe's own get the numbers that the command's redirections use. */

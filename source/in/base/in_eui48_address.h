@@ -43,8 +43,9 @@ PB_API PB_STRING *inEui48AddressToStringExpand( IN_EUI48_ADDRESS *inea, PB_CHAR 
 /**
  * The hardware address of a neighbour, a new reference, or null when none is found; `optionalInterface` is the name of
  * the interface to look on, null for any. Sends one echo request with the host's `ping` and reads the kernel's neighbour
- * table. Blocks for up to a second, for IPv6 up to eleven. A name that no shell-safe interface could have (blanks,
- * quotes, a leading dash and the like) finds nothing, and nothing is run. Look-ups on several threads are independent.
+ * table. Blocks for up to a second, for IPv6 up to eleven; two and 17 seconds at most when the host's commands hang. A
+ * name that no shell-safe interface could have (blanks, quotes, a leading dash and the like) finds nothing, and nothing is
+ * run. Look-ups on several threads are independent.
  */
 PB_API IN_EUI48_ADDRESS *inEui48AddressTryLookup( IN_ADDRESS *ina, PB_STRING *optionalInterface );
 

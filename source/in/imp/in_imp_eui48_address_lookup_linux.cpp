@@ -1,7 +1,8 @@
 /*
  * Looks up the hardware address of a neighbour: one echo request makes the kernel resolve it, then the kernel's table is
  * read, /proc/net/arp for IPv4 and the output of `ip n` for IPv6. Runs on the caller's thread and blocks it. No state, so
- * look-ups are independent. Nothing is traced: every failure is "not found".
+ * look-ups are independent. Nothing is traced: every failure is "not found". So is a command that hangs: it is killed when
+ * it has had longer than it needs on a busy host.
  */
 #include <in/imp/in_imp_eui48_address_lookup_private.h>
 #include <initializer_list>
@@ -11,17 +12,20 @@
 namespace {
 
 constexpr PB_INT commandBytes = 16 << 20; // a neighbour table of 100,000 lines fits
+constexpr PB_INT pingLimit = 2'000;       // ms; it ends by itself after one
 constexpr PB_INT attempts = 50;
-constexpr PB_INT attemptPause = 200; // ms
-constexpr PB_INT arpComplete = 2;    // ATF_COM of <net/if_arp.h>: the entry has a hardware address
+constexpr PB_INT attemptPause = 200;     // ms
+constexpr PB_INT attemptLimit = 3'000;   // ms for the command of one
+constexpr PB_INT attemptsLimit = 15'000; // ms for all of them; the pauses are ten seconds
+constexpr PB_INT arpComplete = 2;        // ATF_COM of <net/if_arp.h>: the entry has a hardware address
 
-/** Runs a command; null when no process could be started. */
-pb::Ref<PB_BUFFER> run( std::initializer_list<pb::Ref<PB_STRING>> arguments )
+/** Runs a command for at most that many milliseconds; null when no process could be started. */
+pb::Ref<PB_BUFFER> run( std::initializer_list<pb::Ref<PB_STRING>> arguments, PB_INT limit )
 {
     pb::Ref<PB_VECTOR> vector = pb::adopt( pbVectorCreate() );
     for ( const pb::Ref<PB_STRING> &argument : arguments )
         pbVectorAppend( vector.handle(), pb::obj( argument.get() ) );
-    return pb::adopt( unixCommandTryRun( vector.get(), commandBytes ) );
+    return pb::adopt( unixCommandTryRun( vector.get(), commandBytes, limit ) );
 }
 
 /**
@@ -46,9 +50,11 @@ bool primeNeighbourTable( IN_ADDRESS *ina, PB_STRING *optionalInterface )
     pb::Ref<PB_STRING> address = pb::adopt( inAddressToString( ina ) );
     auto text = []( std::string_view utf8 ) { return pb::string( utf8 ); };
     if ( !optionalInterface )
-        return bool( run( { text( "ping" ), address, text( "-c" ), text( "1" ), text( "-W" ), text( "1" ) } ) );
+        return bool(
+            run( { text( "ping" ), address, text( "-c" ), text( "1" ), text( "-W" ), text( "1" ) }, pingLimit ) );
     return bool( run( { text( "ping" ), text( "-I" ), pb::share( optionalInterface ), address, text( "-c" ),
-        text( "1" ), text( "-W" ), text( "1" ) } ) );
+                          text( "1" ), text( "-W" ), text( "1" ) },
+        pingLimit ) );
 }
 
 pb::Ref<PB_STRING> field( PB_VECTOR *parts, PB_INT index )
@@ -122,9 +128,9 @@ void readNeighbourLine( Answer &answer, PB_STRING *line, IN_ADDRESS *ina, PB_STR
         answer.found = pb::adopt( inEui48AddressTryCreateFromString( field( parts.get(), 4 ).get() ) );
 }
 
-Answer readNeighbourTable( IN_ADDRESS *ina, PB_STRING *optionalInterface )
+Answer readNeighbourTable( IN_ADDRESS *ina, PB_STRING *optionalInterface, PB_INT limit )
 {
-    pb::Ref<PB_BUFFER> output = run( { pb::string( "ip" ), pb::string( "n" ) } );
+    pb::Ref<PB_BUFFER> output = run( { pb::string( "ip" ), pb::string( "n" ) }, limit );
     if ( !output )
         return { {}, true };
     Answer answer;
@@ -139,9 +145,13 @@ Answer readNeighbourTable( IN_ADDRESS *ina, PB_STRING *optionalInterface )
 
 pb::Ref<IN_EUI48_ADDRESS> lookupV6( IN_ADDRESS *ina, PB_STRING *optionalInterface )
 {
+    PB_INT end = pbTimestamp() + attemptsLimit;
     for ( PB_INT attempt = 1;; ++attempt ) {
-        Answer answer = readNeighbourTable( ina, optionalInterface );
-        if ( answer.found || !answer.underWay || attempt == attempts )
+        PB_INT begin = pbTimestamp();
+        PB_INT limit = std::clamp<PB_INT>( end - begin, 1, attemptLimit );
+        Answer answer = readNeighbourTable( ina, optionalInterface, limit );
+        bool late = pbTimestamp() - begin >= limit; // a command that hangs once hangs again
+        if ( answer.found || !answer.underWay || late || attempt == attempts )
             return answer.found;
         pbSleep( attemptPause );
     }
