@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cs/cs_json_private.h>
 #include <cs/cs_private.h>
+#include <cstring>
 #include <optional>
 #include <pb/pb_text.hpp>
-#include <system_error>
 
 struct CS_CONFIG : PB_OBJ {
     pb::Ref<PB_STORE> rest;
@@ -149,9 +149,13 @@ void setPathError( PB_STRING **error, PB_STRING *path, PB_STRING *words )
     cs::setError( error, pb::format( "%s: %s", path, words ) );
 }
 
+/** The same in English whatever the locale, and with what those errors mean that the file functions give themselves. */
 void setPathErrno( PB_STRING **error, PB_STRING *path, int reason )
 {
-    setPathError( error, path, pb::string( std::generic_category().message( reason ) ).get() );
+    const char *words = reason == EINVAL  ? "not a regular file"
+                        : reason == EPERM ? "replacing it is not permitted, or would change its owner or its rights"
+                                          : strerrordesc_np( reason );
+    setPathError( error, path, pb::string( words ? words : "unknown error" ).get() );
 }
 
 } // namespace

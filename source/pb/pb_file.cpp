@@ -1,16 +1,22 @@
 /* Files read and replaced whole, lines, and byte sinks. Interrupted calls go on; short writes are continued. */
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <memory>
 #include <pb/pb.hpp>
 #include <string>
 #include <string_view>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 namespace {
 
 constexpr std::size_t blockSize = 65536;
+constexpr PB_INT wholeLimit = 64 << 20; // bytes of a file that is read whole
 
 template <class Call>
 auto uninterrupted( Call call )
@@ -55,6 +61,23 @@ std::string_view view( PB_BUFFER *buf )
         reinterpret_cast<const char *>( pbBufferBacking( buf ) ), static_cast<std::size_t>( pbBufferLength( buf ) ) };
 }
 
+/** What is no regular file is neither read whole nor replaced: it may never end, or be gone for good. */
+bool isRegular( const struct stat &status )
+{
+    bool regular = S_ISREG( status.st_mode );
+    if ( !regular )
+        errno = S_ISDIR( status.st_mode ) ? EISDIR : EINVAL;
+    return regular;
+}
+
+bool fitsWhole( PB_INT length )
+{
+    bool fits = length <= wholeLimit;
+    if ( !fits )
+        errno = EFBIG;
+    return fits;
+}
+
 /** A path for the kernel, which ends it at a zero: one that holds a zero is none (EINVAL). */
 bool pathFrom( std::string_view text, std::string &path )
 {
@@ -88,57 +111,147 @@ bool followLinks( std::filesystem::path &target )
     return false;
 }
 
-/** A new file on its way to take another one's place: it is unlinked again unless it gets there. */
+/** The names of new files: that of the file which one is to replace, and sixteen random hexadecimal digits. */
+class NewNames {
+public:
+    explicit NewNames( const std::string &name ) : prefix( "." + name.substr( 0, nameLimit ) + "." ) {}
+
+    std::string next() const
+    {
+        return prefix + pb::text( pb::format( "%016!16i", pbRandomNonNegativeIntRange( 0, PB_INT_MAX ) ).get() );
+    }
+    bool has( std::string_view name ) const
+    {
+        auto isDigit = []( char ch ) { return ( ch >= '0' && ch <= '9' ) || ( ch >= 'a' && ch <= 'f' ); };
+        return name.size() == prefix.size() + 16 && name.starts_with( prefix ) &&
+               std::all_of( name.begin() + static_cast<std::ptrdiff_t>( prefix.size() ), name.end(), isDigit );
+    }
+
+private:
+    static constexpr std::size_t nameLimit = 200; // of the 255 bytes that a name may have
+    std::string prefix;
+};
+
+/**
+ * A new file on its way to take another one's place: it is unlinked again unless it gets there. While it is on its way
+ * it is locked, so that the next save can tell it from one whose saver was killed, and removes that.
+ */
 struct NewFile {
     std::filesystem::path target;
     pb::Fd folder;
     pb::Fd file;
     std::string path;
 
-    ~NewFile()
-    {
-        int reason = errno;
-        if ( !path.empty() )
-            ::unlink( path.c_str() );
-        errno = reason;
-    }
+    ~NewFile() { remove(); }
     bool open();
-    bool create( mode_t mode );
     bool finish( std::string_view content );
+
+private:
+    std::string inFolder( std::string_view name ) const { return ( target.parent_path() / name ).string(); }
+    void sweep( const NewNames &names ) const;
+    bool create( mode_t mode );
+    bool claim();
+    bool keepOwner( const struct stat &old ) const;
+    bool keepAccessList() const;
+    void remove();
 };
 
-/** Opens the folder and a file in it, with the mode of the one that it is to replace. */
+void NewFile::remove()
+{
+    int reason = errno;
+    if ( !path.empty() )
+        ::unlink( path.c_str() );
+    path.clear();
+    errno = reason;
+}
+
+/** Opens the folder and a file in it, with the owner and the rights of the one that it is to replace. */
 bool NewFile::open()
 {
     std::filesystem::path folderPath = target.parent_path();
     folder = openFile( folderPath.empty() ? "." : folderPath.string(), O_RDONLY | O_DIRECTORY );
     if ( !folder )
         return false;
-    struct stat status;
-    if ( ::stat( target.c_str(), &status ) < 0 )
+    struct stat old;
+    if ( ::stat( target.c_str(), &old ) < 0 )
         return errno == ENOENT && create( 0666 );
-    if ( !S_ISREG( status.st_mode ) ) { // renaming over a device would succeed, and the device would be gone
-        errno = S_ISDIR( status.st_mode ) ? EISDIR : EINVAL;
-        return false;
-    }
-    return create( 0600 ) && ::fchmod( file.get(), status.st_mode & 07777 ) == 0;
+    return isRegular( old ) && create( 0600 ) && keepOwner( old ) && keepAccessList() &&
+           ::fchmod( file.get(), old.st_mode & 0777 ) == 0;
 }
 
-/** Random names, because a process that was killed may have left its file behind. */
+/** Removes the new files of savers that were killed. Where there are no locks, all are left alone. */
+void NewFile::sweep( const NewNames &names ) const
+{
+    std::unique_ptr<DIR, int ( * )( DIR * )> entries( ::opendir( inFolder( "." ).c_str() ), ::closedir );
+    while ( const dirent *entry = entries ? ::readdir( entries.get() ) : nullptr ) {
+        if ( !names.has( entry->d_name ) || ( entry->d_type != DT_REG && entry->d_type != DT_UNKNOWN ) )
+            continue;
+        std::string left = inFolder( entry->d_name );
+        pb::Fd stale = openFile( left, O_RDONLY | O_NOFOLLOW | O_NONBLOCK );
+        if ( stale && ::flock( stale.get(), LOCK_EX | LOCK_NB ) == 0 )
+            ::unlink( left.c_str() );
+    }
+}
+
 bool NewFile::create( mode_t mode )
 {
-    constexpr std::size_t nameLimit = 200; // of the 255 bytes that a name may have
+    NewNames names( target.filename().string() );
+    sweep( names );
     for ( int attempt = 0; attempt < 100; ++attempt ) {
-        pb::Ref<PB_STRING> suffix = pb::format( "%016!16i", pbRandomNonNegativeIntRange( 0, PB_INT_MAX ) );
-        std::string name = "." + target.filename().string().substr( 0, nameLimit ) + "." + pb::text( suffix.get() );
-        std::string candidate = ( target.parent_path() / name ).string();
+        std::string candidate = inFolder( names.next() );
         file = openFile( candidate, O_WRONLY | O_CREAT | O_EXCL, mode );
-        if ( file )
-            path = candidate;
-        if ( file || errno != EEXIST )
-            break;
+        if ( !file && errno != EEXIST )
+            return false;
+        if ( !file )
+            continue;
+        path = candidate;
+        if ( claim() )
+            return true;
+        remove();
     }
-    return bool( file );
+    return false;
+}
+
+/** Locks the new file; false when another saver, that sweeps, was faster and took it for one that was left. */
+bool NewFile::claim()
+{
+    if ( ::flock( file.get(), LOCK_EX | LOCK_NB ) < 0 && errno == EWOULDBLOCK )
+        return false;
+    struct stat status;
+    return ::fstat( file.get(), &status ) == 0 && status.st_nlink > 0;
+}
+
+/**
+ * Keeps owner and group. Who may not keep them may still replace a file when nobody is locked out or let in by that: a
+ * group that has no other rights than everybody can go, and an owner whose rights the group or everybody has too.
+ */
+bool NewFile::keepOwner( const struct stat &old ) const
+{
+    struct stat mine;
+    if ( ::fstat( file.get(), &mine ) < 0 )
+        return false;
+    bool groupKept = mine.st_gid == old.st_gid || ::fchown( file.get(), uid_t( -1 ), old.st_gid ) == 0;
+    bool ownerKept = mine.st_uid == old.st_uid || ::fchown( file.get(), old.st_uid, gid_t( -1 ) ) == 0;
+    mode_t owner = old.st_mode >> 6 & 7;
+    mode_t group = old.st_mode >> 3 & 7;
+    mode_t everybody = old.st_mode & 7;
+    bool ok = ( groupKept || group == everybody ) &&
+              ( ownerKept || ( groupKept && ( owner & ~group ) == 0 ) || ( owner & ~everybody ) == 0 );
+    if ( !ok )
+        errno = EPERM;
+    return ok;
+}
+
+/** Copies the access list; where the old file has none, what the folder hands down must not widen the mode. */
+bool NewFile::keepAccessList() const
+{
+    const char *name = "system.posix_acl_access";
+    auto none = [] { return errno == ENODATA || errno == EOPNOTSUPP; };
+    std::string list( blockSize, '\0' );
+    ssize_t length = ::getxattr( target.c_str(), name, list.data(), list.size() );
+    if ( length >= 0 )
+        return ::fsetxattr( file.get(), name, list.data(), static_cast<std::size_t>( length ), 0 ) == 0;
+    return none() && ( ::fremovexattr( file.get(), name ) == 0 || none() );
 }
 
 /**
@@ -158,16 +271,20 @@ bool NewFile::finish( std::string_view content )
 
 } // namespace
 
+/** Without waiting at the opening: a pipe that nobody writes to is no regular file either. */
 static PB_BUFFER *readWhole( const std::string &path )
 {
-    pb::Fd file = openFile( path, O_RDONLY );
-    if ( !file )
+    pb::Fd file = openFile( path, O_RDONLY | O_NONBLOCK | O_NOCTTY );
+    struct stat status;
+    if ( !file || ::fstat( file.get(), &status ) < 0 || !isRegular( status ) || !fitsWhole( status.st_size ) )
         return nullptr;
     pb::Ref<PB_BUFFER> content = pb::adopt( pbBufferCreate() );
     std::string block;
     ssize_t count;
     while ( ( count = readBlock( file, block ) ) > 0 ) {
         pbBufferAppendBytes( content.handle(), block.data(), count );
+        if ( !fitsWhole( pbBufferLength( content.get() ) ) )
+            return nullptr;
         block.clear();
     }
     return count == 0 ? content.give() : nullptr;

@@ -4,15 +4,25 @@
 
 #include <pb/pb_string.h>
 
-/** The whole content of a file (also of one under /proc, whose size is unknown), a new buffer; null when it cannot be read. */
+/**
+ * The whole content of a regular file (also of one under /proc, whose size is unknown), a new buffer; null when it cannot
+ * be read (errno). What is no regular file is not read (EISDIR, EINVAL), nor is one of more than 64 MiB (EFBIG).
+ */
 PB_API PB_BUFFER *pbFileReadBuffer( PB_STRING *path );
 PB_API PB_BUFFER *pbFileReadBufferCstr( const char *path, PB_INT length );
 
 /**
  * Replaces a file whole: writes a new file beside it, synchronises it, renames it over the old one and synchronises the
- * folder, so that a crash at any moment leaves the old content or the new one. The mode of an existing file is kept, a
- * symbolic link is followed, also to a place where no file is yet. On failure the old file is untouched, the new one is
- * gone, and errno tells why. What is no regular file is not replaced (EISDIR, EINVAL).
+ * folder, so that a crash at any moment leaves the old content or the new one. A symbolic link is followed, also to a
+ * place where no file is yet. On failure the old file is untouched, the new one is gone, and errno tells why. What is no
+ * regular file is not replaced (EISDIR, EINVAL).
+ *
+ * Owner, group, mode and access list of an existing file are kept; where the system does not allow that, the file is
+ * replaced only if nobody gains or loses rights, else not (EPERM). Set-id bits, other extended attributes and further
+ * hard links are not kept.
+ *
+ * The new file's name is hidden: ".name." and sixteen digits. One whose writer was killed is removed by the next
+ * replacement of the same file. Several processes and threads may replace one file at a time; the last one stays.
  */
 PB_API PB_BOOL pbFileTryReplace( PB_STRING *path, PB_BUFFER *content );
 

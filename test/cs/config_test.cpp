@@ -171,6 +171,8 @@ TEST( File, FailuresNameThePathAndLeaveTheFileAlone )
     EXPECT_EQ( error, path + ": line 2, column 14: expected a value, found \"}\"" );
     EXPECT_FALSE( load( path + "/x", &error ) );
     EXPECT_EQ( error, path + "/x: Not a directory" );
+    EXPECT_FALSE( load( "/dev/full", &error ) );
+    EXPECT_EQ( error, "/dev/full: not a regular file" );
     Config config = test::config( R"({"objects": {"a": {"sort": "S"}}})" );
     EXPECT_EQ( save( config.get(), path + "/x" ), path + "/x: Not a directory" );
     // What could not be loaded again is not written.
@@ -234,6 +236,7 @@ TEST( File, SurvivesBeingKilledWhileSaving )
     auto oneSave = std::chrono::duration_cast<std::chrono::microseconds>( std::chrono::steady_clock::now() - begin );
     std::mt19937 random( 1 );
     PB_INT saved = 0, leftOver = 0;
+    auto others = [&] { return std::distance( std::filesystem::directory_iterator( folder.path ), {} ) - 1; };
     for ( int i = 0; i < kills; ++i ) {
         int ends[2];
         ASSERT_EQ( pipe2( ends, O_CLOEXEC ), 0 );
@@ -261,11 +264,12 @@ TEST( File, SurvivesBeingKilledWhileSaving )
         saved = generationOf( config.get() );
         ASSERT_GE( saved, reported );
         ASSERT_LE( saved, reported + 1 );
-        leftOver = std::distance( std::filesystem::directory_iterator( folder.path ), {} ) - 1;
-        ASSERT_LE( leftOver, i + 1 );
+        leftOver += others() > 0;
+        ASSERT_LE( others(), 1 );
     }
     RecordProperty( "generations", std::to_string( saved ) );
     RecordProperty( "leftOver", std::to_string( leftOver ) );
     EXPECT_GE( saved, kills / 2 );
     EXPECT_EQ( save( generation( saved + 1 ).get(), path ), "" );
+    EXPECT_EQ( folder.names(), "config.json " ) << "what killed saves left is removed by the next";
 }

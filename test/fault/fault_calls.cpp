@@ -3,6 +3,7 @@
  * without any, and has nothing that needs to be constructed.
  */
 #include <cerrno>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fault/fault_plan.h>
 #include <fcntl.h>
@@ -15,12 +16,14 @@
 #include <spawn.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 extern "C" { // the header of glibc 2.36 forgets it

@@ -27,6 +27,7 @@ TEST_F( FaultFiles, ReplacesWholeWhereALinkLeadsOrNot )
 {
     fault::ladder( { "new", "old" }, [&]() -> std::string {
         write( "file", "old" );
+        write( ".file.0123456789abcdef", "of a saver that was killed" );
         std::filesystem::permissions( file( "file" ), std::filesystem::perms( 0640 ) );
         std::filesystem::remove( file( "link" ) );
         std::filesystem::create_symlink( "file", file( "link" ) );
@@ -39,6 +40,7 @@ TEST_F( FaultFiles, ReplacesWholeWhereALinkLeadsOrNot )
         EXPECT_EQ( read( "file" ), replaced ? longText : "old" );
         EXPECT_EQ( std::filesystem::status( file( "file" ) ).permissions(), std::filesystem::perms( 0640 ) );
         EXPECT_TRUE( std::filesystem::is_symlink( file( "link" ) ) ) << "after " << fault::failedCall();
+        std::filesystem::remove( file( ".file.0123456789abcdef" ) ); // which need not be gone when a call failed
         EXPECT_EQ( names(), "file link " ) << "another file is left after " << fault::failedCall();
         return replaced ? "new" : "old";
     } );
