@@ -16,7 +16,7 @@ PB_API PB_STRING *unixErrorGetaddrinfoToString( PB_INT code );
 enum {
     UNIX_FD_READABLE = 1,
     UNIX_FD_WRITABLE = 2,
-    UNIX_FD_ERROR = 4 /* an error or a hang-up; reported for every descriptor that is observed */
+    UNIX_FD_ERROR = 4 /* an error, such as a reset connection; reported for every descriptor that is observed */
 };
 
 /**
@@ -24,6 +24,10 @@ enum {
  * open from the return of unixFdObserverWait to unixFdObserverUnblock. What was removed or set anew is never reported
  * for what it was before, also when its number has been reused. A condition may have passed by the time it is reported,
  * when somebody else has read or written: what is observed must be non-blocking.
+ * A hang-up without an error (a connection that has ended in both directions, a pipe without writers) is a regular end. It
+ * makes the descriptor readable and writable, as far as the observer was asked for these: reading brings what is left, then
+ * the end. When it was asked for neither, nothing is reported, and the descriptor is not watched any more, not for errors
+ * either, until it is set anew.
  */
 PB_CLASS( UNIX_FD_OBSERVER, unixFdObserver )
 

@@ -6,6 +6,10 @@
  * event. An event whose generation is no longer the registration's is dropped: since the set is level-triggered, what
  * is still true of the new registration comes again with the next batch, so nothing is lost by that.
  *
+ * The kernel reports a hang-up whether it is asked for or not, and does so without end. If a registration asks for nothing
+ * that a hang-up means, its event takes it out of the set. That happens under the monitor and after the look at the
+ * generation, so it never hits a newer registration; and the next setter finds the descriptor not in the set and adds it.
+ *
  * The abort signal wakes the wait through an event counter that is a member of the set. The signal holds the waker,
  * never the observer, so the two do not keep each other alive.
  */
@@ -38,17 +42,28 @@ uint64_t eventKey( uint32_t generation, int fd )
     return uint64_t( generation ) << 32 | static_cast<uint32_t>( fd );
 }
 
-/** What the kernel calls the conditions; errors and hang-ups are always reported. */
-uint32_t epollEvents( PB_INT conds )
+int descriptorOf( const epoll_event &event )
+{
+    return static_cast<int>( static_cast<uint32_t>( event.data.u64 ) );
+}
+
+/** What the kernel calls the conditions; errors and hang-ups it always reports. */
+uint32_t epollEvents( uint32_t conds )
 {
     return ( conds & UNIX_FD_READABLE ? uint32_t( EPOLLIN ) : 0 ) |
            ( conds & UNIX_FD_WRITABLE ? uint32_t( EPOLLOUT ) : 0 );
 }
 
-PB_INT conditions( uint32_t events )
+/**
+ * What an event says to who asked for those conditions; 0 when it is a hang-up that says nothing to him. A hang-up alone is
+ * the regular end of both directions: reading brings the bytes that are left and then the end, and writing does not block.
+ */
+PB_INT conditions( uint32_t events, uint32_t asked )
 {
+    if ( ( events & EPOLLHUP ) && !( events & EPOLLERR ) )
+        events |= epollEvents( asked );
     return ( events & EPOLLIN ? UNIX_FD_READABLE : 0 ) | ( events & EPOLLOUT ? UNIX_FD_WRITABLE : 0 ) |
-           ( events & ( EPOLLERR | EPOLLHUP ) ? UNIX_FD_ERROR : 0 );
+           ( events & EPOLLERR ? UNIX_FD_ERROR : 0 );
 }
 
 } // namespace
@@ -76,8 +91,7 @@ struct UNIX_FD_OBSERVER : PB_OBJ {
     std::atomic<bool> failed = false;
 
     pb::Monitor monitor;
-    pthread_cond_t changed =
-        PTHREAD_COND_INITIALIZER; // the report was closed, or a setter that waited for that is done
+    pb::Condition changed; // the report was closed, or a setter that waited for that is done
     std::vector<Registration> table PB_GUARDED_BY( monitor ); // by descriptor
     uint32_t lastGeneration PB_GUARDED_BY( monitor ) = 0;
     int openFd PB_GUARDED_BY( monitor ) = -1; // the descriptor of the open report
@@ -89,7 +103,6 @@ struct UNIX_FD_OBSERVER : PB_OBJ {
     {
         if ( signal )
             pbSignalDelSignalable( signal.get(), signalable.get() );
-        pthread_cond_destroy( &changed );
     }
 };
 
@@ -148,7 +161,7 @@ static bool setLocked( UNIX_FD_OBSERVER &observer, int fd, PB_INT conds ) PB_REQ
     auto index = static_cast<std::size_t>( fd );
     bool known = index < observer.table.size() && observer.table[index].conds != 0;
     uint32_t generation = ++observer.lastGeneration;
-    epoll_event event{ epollEvents( conds ), { .u64 = eventKey( generation, fd ) } };
+    epoll_event event{ epollEvents( static_cast<uint32_t>( conds ) ), { .u64 = eventKey( generation, fd ) } };
     int result = epoll_ctl( observer.epoll.get(), known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, fd, &event );
     if ( result != 0 && known && errno == ENOENT ) { // closed without being removed, and the number given out again
         observer.table[index].conds = 0;
@@ -173,9 +186,9 @@ static void passReportLocked( UNIX_FD_OBSERVER &observer, int fd ) PB_REQUIRES( 
     PB_ASSERT( !pthread_equal( observer.waiter, pthread_self() ) );
     ++observer.setters;
     while ( observer.openFd == fd )
-        pthread_cond_wait( &observer.changed, observer.monitor.native() );
+        observer.changed.wait( observer.monitor );
     if ( --observer.setters == 0 )
-        pthread_cond_broadcast( &observer.changed );
+        observer.changed.wakeAll();
 }
 
 PB_BOOL unixFdObserverSetFd( UNIX_FD_OBSERVER *observer, int fd, PB_INT conds )
@@ -192,7 +205,7 @@ static void closeReportLocked( UNIX_FD_OBSERVER &observer ) PB_REQUIRES( observe
 {
     observer.openFd = -1;
     if ( observer.setters > 0 )
-        pthread_cond_broadcast( &observer.changed );
+        observer.changed.wakeAll();
 }
 
 /** The registration with the signalable is kept from wait to wait, while it is the same signal that comes in. */
@@ -207,19 +220,33 @@ static void followSignal( UNIX_FD_OBSERVER &observer, PB_SIGNAL *optionalAbortSi
         pbSignalAddSignalable( optionalAbortSignal, observer.signalable.get() );
 }
 
+/** What an event says of the registration that it was made for, 0 for nothing. */
+static PB_INT conditionsLocked( UNIX_FD_OBSERVER &observer, const epoll_event &event ) PB_REQUIRES( observer.monitor )
+{
+    uint64_t key = event.data.u64;
+    if ( key == WAKER_KEY )
+        return 0;
+    const Registration &registration = observer.table[static_cast<uint32_t>( key )];
+    if ( registration.conds == 0 || registration.generation != key >> 32 )
+        return 0;
+    PB_INT conds = conditions( event.events, registration.conds );
+    if ( !conds )
+        removeLocked( observer, descriptorOf( event ) );
+    return conds;
+}
+
 /** Opens a report of the next event in the batch that still holds. */
 static bool openReportLocked( UNIX_FD_OBSERVER &observer ) PB_REQUIRES( observer.monitor )
 {
     while ( observer.setters > 0 )
-        pthread_cond_wait( &observer.changed, observer.monitor.native() );
+        observer.changed.wait( observer.monitor );
     while ( observer.batchNext < observer.batchCount ) {
         const epoll_event &event = observer.batch[static_cast<std::size_t>( observer.batchNext++ )];
-        uint64_t key = event.data.u64;
-        auto index = static_cast<uint32_t>( key );
-        if ( key == WAKER_KEY || observer.table[index].conds == 0 || observer.table[index].generation != key >> 32 )
+        PB_INT conds = conditionsLocked( observer, event );
+        if ( !conds )
             continue;
-        observer.openFd = observer.reportFd = static_cast<int>( index );
-        observer.reportConds = conditions( event.events );
+        observer.openFd = observer.reportFd = descriptorOf( event );
+        observer.reportConds = conds;
         return true;
     }
     return false;

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <netinet/in.h>
 #include <support/test_support.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -34,6 +35,21 @@ Pair socketPair()
     std::array<int, 2> fds{ -1, -1 };
     EXPECT_EQ( socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, fds.data() ), 0 );
     return { pb::Fd( fds[0] ), pb::Fd( fds[1] ) };
+}
+/** A TCP connection over loopback, the accepting end first. */
+Pair tcpPair()
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
+    auto *generic = reinterpret_cast<sockaddr *>( &address );
+    socklen_t length = sizeof address;
+    pb::Fd listener( socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 ) );
+    EXPECT_EQ( bind( listener.get(), generic, length ) | listen( listener.get(), 1 ), 0 );
+    EXPECT_EQ( getsockname( listener.get(), generic, &length ), 0 );
+    pb::Fd client( socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 ) );
+    EXPECT_EQ( connect( client.get(), generic, length ), 0 );
+    return { pb::Fd( accept4( listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK ) ), std::move( client ) };
 }
 pb::Fd counter( unsigned value )
 {
@@ -68,6 +84,30 @@ struct Observer {
     }
 };
 
+/** The peer sends no more; both directions have ended; the peer throws away what was sent to it. */
+Pair ended( Pair pair )
+{
+    EXPECT_EQ( shutdown( pair.b.get(), SHUT_WR ), 0 );
+    return pair;
+}
+Pair over( Pair pair )
+{
+    EXPECT_EQ( shutdown( pair.a.get(), SHUT_WR ), 0 );
+    return ended( std::move( pair ) );
+}
+Pair reset( Pair pair )
+{
+    linger none{ 1, 0 };
+    EXPECT_EQ( setsockopt( pair.b.get(), SOL_SOCKET, SO_LINGER, &none, sizeof none ), 0 );
+    pair.b.close();
+    return pair;
+}
+Pair alone( Pair pair )
+{
+    pair.b.close();
+    return pair;
+}
+
 TEST( UnixFdObserver, ReportsConditions )
 {
     struct Row {
@@ -80,19 +120,21 @@ TEST( UnixFdObserver, ReportsConditions )
         put( pair.b.get() );
         return pair;
     };
-    auto alone = []( Pair pair ) {
-        pair.b.close();
-        return pair;
-    };
     auto turned = []( Pair pair ) { return Pair{ std::move( pair.b ), std::move( pair.a ) }; };
     const Row rows[] = {
         { "bytes in a pipe", R, R, [=] { return filled( pipePair() ); } },
         { "room in a pipe", W, W, [=] { return turned( pipePair() ); } },
-        { "bytes before the end of a pipe", R, R | E, [=] { return alone( filled( pipePair() ) ); } },
+        { "bytes before the end of a pipe", R, R, [=] { return alone( filled( pipePair() ) ); } },
         { "pipe without a reader, only errors asked for", E, E, [=] { return alone( turned( pipePair() ) ); } },
         { "socket, both", R | W | E, R | W, [=] { return filled( socketPair() ); } },
         { "socket, one of two", W, W, [=] { return filled( socketPair() ); } },
-        { "socket without a peer", R, R | E, [=] { return alone( socketPair() ); } },
+        { "socket without a peer", R | W, R | W, [=] { return alone( socketPair() ); } },
+        { "socket without a peer, only writing", W, W, [=] { return alone( socketPair() ); } },
+        { "connection whose peer sends no more", R, R, [=] { return ended( tcpPair() ); } },
+        { "connection that has ended, with bytes", R, R, [=] { return over( filled( tcpPair() ) ); } },
+        { "connection that has ended, only writing", W, W, [=] { return over( tcpPair() ); } },
+        { "connection that was reset", R, R | E, [=] { return reset( tcpPair() ); } },
+        { "connection that was reset, only errors asked for", E, E, [=] { return reset( tcpPair() ); } },
     };
     for ( const Row &row : rows ) {
         SCOPED_TRACE( row.what );
@@ -102,6 +144,57 @@ TEST( UnixFdObserver, ReportsConditions )
         ASSERT_TRUE( observer.wait() );
         EXPECT_EQ( observer.fd(), pair.a.get() );
         EXPECT_EQ( observer.conds(), row.reported );
+    }
+}
+
+/** Processor time of the calling thread, in ms. */
+PB_INT threadTime()
+{
+    timespec used;
+    clock_gettime( CLOCK_THREAD_CPUTIME_ID, &used );
+    return PB_INT( used.tv_sec ) * 1000 + used.tv_nsec / 1'000'000;
+}
+
+/** The system tells of a hang-up whether it is asked to or not; while nobody reads or writes, it must cost nothing. */
+TEST( UnixFdObserver, IsQuietAboutAHangUpThatNobodyAskedFor )
+{
+    struct Row {
+        const char *what;
+        std::function<Pair()> make;
+    };
+    const Row rows[] = { { "pipe without a writer", [] { return alone( pipePair() ); } },
+        { "socket without a peer", [] { return alone( socketPair() ); } },
+        { "connection that has ended", [] { return over( tcpPair() ); } },
+        { "connection whose peer sends no more", [] { return ended( tcpPair() ); } } };
+    for ( const Row &row : rows ) {
+        SCOPED_TRACE( row.what );
+        Observer observer;
+        Pair pair = row.make();
+        int fd = pair.a.get();
+        ASSERT_TRUE( observer.set( fd, E ) );
+        std::thread aborter( [&] {
+            pbSleep( 100 );
+            pbSignalAssert( observer.abort.get() );
+        } );
+        PB_INT before = threadTime();
+        EXPECT_FALSE( observer.wait() ) << "reported: " << observer.conds();
+        EXPECT_LT( threadTime() - before, 20 ) << "ms of processor time while nothing was to be done";
+        aborter.join();
+
+        observer.abort = pb::adopt( pbSignalCreate() );
+        for ( PB_INT conds : { R, E, R } ) { // set anew it is reported, and paused it is quiet again
+            pb::Fd other = counter( 1 );
+            EXPECT_TRUE( observer.set( fd, conds ) && observer.set( other.get(), R ) );
+            std::map<int, PB_INT> reports;
+            for ( int i = 0; i < 4 && observer.wait(); ++i )
+                reports[observer.fd()] = observer.conds();
+            EXPECT_EQ( reports[fd], conds & R );
+            EXPECT_EQ( reports[other.get()], R );
+            observer.unblock();
+            EXPECT_TRUE( observer.set( other.get(), 0 ) );
+        }
+        EXPECT_TRUE( observer.set( fd, E ) && observer.set( fd, 0 ) );
+        EXPECT_FALSE( unixFdObserverError( observer.held.get() ) );
     }
 }
 
@@ -228,33 +321,54 @@ void serve( Observer &observer, Slots &slots )
             ADD_FAILURE() << "a report of a descriptor that was removed";
             return;
         }
-        get( observer.fd() );
-        EXPECT_TRUE( slot->observed ); // still: removing waits
+        uint64_t value;
+        EXPECT_GE( read( observer.fd(), &value, sizeof value ), 0 ); // reported once for each put, or the end
+        EXPECT_TRUE( slot->observed );                               // still: removing waits
         pbBarrierUnblock( slot->served.get() );
         observer.unblock();
     }
 }
 
+void passServed( Slot &slot )
+{
+    EXPECT_TRUE( pbBarrierPassTimed( slot.served.get(), 60'000 ) ) << "an event was lost";
+}
+
+/** Registers a descriptor, gets it served, and removes it. */
+void live( Observer &observer, Slots &slots, int fd, const std::function<void( Slot & )> &getServed )
+{
+    Slot slot;
+    {
+        std::lock_guard lock( slots.mutex );
+        slots.byFd[fd] = &slot;
+    }
+    slot.observed = true;
+    getServed( slot );
+    EXPECT_TRUE( observer.set( fd, 0 ) );
+    slot.observed = false;
+    std::lock_guard lock( slots.mutex );
+    slots.byFd.erase( fd );
+}
+
 void registerAndRemove( Observer &observer, Slots &slots, int rounds )
 {
     for ( int i = 0; i < rounds; ++i ) {
-        Slot slot;
         pb::Fd fd = counter( 0 );
-        {
-            std::lock_guard lock( slots.mutex );
-            slots.byFd[fd.get()] = &slot;
-        }
-        slot.observed = true;
-        EXPECT_TRUE( observer.set( fd.get(), i % 2 ? E : R ) );
-        put( fd.get() );
-        EXPECT_TRUE( observer.set( fd.get(), R ) ); // must neither lose the event nor report it twice
-        EXPECT_TRUE( pbBarrierPassTimed( slot.served.get(), 60'000 ) ) << "an event was lost";
-        if ( i % 3 == 0 )
-            put( fd.get() ); // is about to be reported when it goes
-        EXPECT_TRUE( observer.set( fd.get(), 0 ) );
-        slot.observed = false;
-        std::lock_guard lock( slots.mutex );
-        slots.byFd.erase( fd.get() );
+        live( observer, slots, fd.get(), [&]( Slot &slot ) {
+            EXPECT_TRUE( observer.set( fd.get(), i % 2 ? E : R ) );
+            put( fd.get() );
+            EXPECT_TRUE( observer.set( fd.get(), R ) ); // must neither lose the event nor report it twice
+            passServed( slot );
+            if ( i % 3 == 0 )
+                put( fd.get() ); // is about to be reported when it goes
+        } );
+        Pair pair = socketPair();
+        live( observer, slots, pair.a.get(), [&]( Slot &slot ) {
+            EXPECT_TRUE( observer.set( pair.a.get(), E ) );
+            pair.b.close(); // leaves the set by itself, now or not yet
+            EXPECT_TRUE( observer.set( pair.a.get(), R ) );
+            passServed( slot );
+        } );
     }
 }
 
