@@ -23,6 +23,8 @@
 #include <pb/pb.h>
 #include <tr/tr.h>
 
+typedef struct CS_CONFIG CS_CONFIG; /* a configuration file as a value, see below */
+
 /**
  * Whether a text can name an object: 1 to 255 code points, no control characters, no white space at either end, and
  * none of `/ \ "`.
@@ -58,7 +60,10 @@ PB_API void csStatusReporterUpdateDelSignalable( CS_STATUS_REPORTER *reporter, P
 
 PB_CLASS( CS_SORT_BACKEND, csSortBackend )
 
-/** A new object from a stored configuration, or from the defaults when it is null; null when it cannot be. */
+/**
+ * A new object from a stored configuration, or from the defaults when it is null; null when it cannot be, after telling
+ * why with csSortTellReason.
+ */
 typedef PB_OBJ *CS_SORT_TRY_CREATE_FUNC( PB_STORE *optionalConfig, TR_ANCHOR *optionalAnchor );
 /** The configuration of an object, a new store; `full` asks for defaulted values too. */
 typedef PB_STORE *CS_SORT_CONFIG_FUNC( PB_OBJ *obj, PB_BOOL full );
@@ -68,6 +73,9 @@ typedef PB_STORE *CS_SORT_NORMALIZE_CONFIG_FUNC( PB_STORE *config, PB_BOOL full 
 /** The object's status reporter, a new reference. */
 typedef CS_STATUS_REPORTER *CS_SORT_STATUS_FUNC( PB_OBJ *obj );
 typedef void CS_SORT_TRACE_COMPLETE_ANCHOR_FUNC( PB_OBJ *obj, TR_ANCHOR *anchor );
+
+/** To be called by a function that creates, before it gives null: why, in words, for the error text of the store. */
+PB_API void csSortTellReason( PB_STRING *reason );
 
 /**
  * Makes a sort configurable. A sort is registered once; the status and trace functions may be null. When the
@@ -79,9 +87,9 @@ PB_API CS_SORT_BACKEND *csSortBackendCreate( const PB_SORT *sort, CS_SORT_TRY_CR
     CS_SORT_TRACE_COMPLETE_ANCHOR_FUNC *optionalTraceCompleteAnchorFunc );
 /**
  * What normalising would pass over in a configuration, a new store: the path of each such key ("udpOptions.portRange")
- * leads to the reason, in words.
+ * leads to the reason, in words. The file that the configuration stands in is there to look up what it refers to.
  */
-typedef PB_STORE *CS_SORT_CHECK_FUNC( PB_STORE *config );
+typedef PB_STORE *CS_SORT_CHECK_FUNC( PB_STORE *config, CS_CONFIG *optionalFile );
 /** Lets configurations of the sort be checked; once, right after registering. */
 PB_API void csSortBackendSetCheckFunc( CS_SORT_BACKEND *backend, CS_SORT_CHECK_FUNC *checkFunc );
 /** Whether a sort of that name is registered. */
@@ -159,7 +167,10 @@ PB_API PB_MODULE_VERSION *csConfigModuleVersion( CS_CONFIG *config, PB_STRING *m
  * newer than the module; otherwise runs the registered updates in date order and records the current versions.
  */
 PB_API PB_BOOL csConfigTryUpdate( CS_CONFIG **config, PB_STRING **error );
-/** Checks the configuration of an object, a new store as from its sort's check function; null when there is none. */
+/**
+ * Checks the configuration of an object, a new store as from its sort's check function; null when there is no such object
+ * or its sort has none.
+ */
 PB_API PB_STORE *csConfigCheckObject( CS_CONFIG *config, PB_STRING *name );
 /** Normalises the configuration of every object whose sort is registered; the others stay as they are. */
 PB_API void csConfigNormalize( CS_CONFIG **config, PB_BOOL full );
@@ -168,8 +179,11 @@ PB_API void csConfigNormalize( CS_CONFIG **config, PB_BOOL full );
 
 /**
  * Makes the live objects those of the configuration (which is brought to the current form first): objects that are new
- * are created, those that are there with the same sort are reconfigured, the others are released. False and *error,
- * with nothing changed, when the configuration is refused. Objects of unknown sort stay in the configuration only.
+ * are created, those that are there with the same sort are reconfigured, the others are released. Objects of unknown sort
+ * stay in the configuration only.
+ *
+ * False and *error, with nothing changed, when the configuration is refused. False and *error too when objects cannot be
+ * created: the text names each with its sort and the reason, and everything else lives as the configuration says.
  */
 PB_API PB_BOOL csStoreTrySetConfig( CS_CONFIG *config, PB_STRING **error );
 /** The configuration with what the live objects say of themselves now. */

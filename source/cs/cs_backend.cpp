@@ -124,6 +124,21 @@ void csSortBackendSetCheckFunc( CS_SORT_BACKEND *backend, CS_SORT_CHECK_FUNC *ch
     cs::state->checks[pbSortName( backend->backend->sort )] = checkFunc;
 }
 
+pb::Ref<PB_STORE> cs::checkConfig( const std::string &sortName, PB_STORE *optionalConfig, CS_CONFIG *optionalFile )
+{
+    CS_SORT_CHECK_FUNC *check = nullptr;
+    {
+        pb::Lock lock( state->monitor );
+        auto place = state->checks.find( sortName );
+        if ( place != state->checks.end() )
+            check = place->second;
+    }
+    if ( !check )
+        return {};
+    pb::Ref<PB_STORE> config = optionalConfig ? pb::share( optionalConfig ) : pb::adopt( pbStoreCreate() );
+    return pb::adopt( check( config.get(), optionalFile ) );
+}
+
 cs::SortBackendPtr cs::sortBackendLocked( const std::string &sortName )
 {
     auto place = state->sorts.find( sortName );

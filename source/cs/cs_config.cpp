@@ -330,19 +330,13 @@ PB_MODULE_VERSION *csConfigModuleVersion( CS_CONFIG *config, PB_STRING *moduleNa
 
 PB_STORE *csConfigCheckObject( CS_CONFIG *config, PB_STRING *name )
 {
+    PB_ASSERT( config );
+    PB_ASSERT( name );
     pb::Ref<PB_STRING> sortName = pb::adopt( csConfigObjectSort( config, name ) );
-    pb::Ref<PB_STORE> stored = pb::adopt( sortName ? csConfigObjectConfig( config, name ) : nullptr );
-    if ( !stored )
+    if ( !sortName )
         return nullptr;
-    CS_SORT_CHECK_FUNC *check = nullptr;
-    {
-        std::string key = pb::text( sortName.get() );
-        pb::Lock lock( cs::state->monitor );
-        auto place = cs::state->checks.find( key );
-        if ( place != cs::state->checks.end() )
-            check = place->second;
-    }
-    return check ? check( stored.get() ) : nullptr;
+    pb::Ref<PB_STORE> stored = pb::adopt( csConfigObjectConfig( config, name ) );
+    return cs::checkConfig( pb::text( sortName.get() ), stored.get(), config ).give();
 }
 
 void csConfigNormalize( CS_CONFIG **config, PB_BOOL full )

@@ -122,6 +122,8 @@ struct Watch {
 /** A registered backend, or null. */
 SortBackendPtr sortBackend( PB_STRING *sortName );
 SortBackendPtr sortBackendLocked( const std::string &sortName ) PB_REQUIRES( state->monitor );
+/** What the check function of a sort says of a configuration, null when it has none. */
+pb::Ref<PB_STORE> checkConfig( const std::string &sortName, PB_STORE *optionalConfig, CS_CONFIG *optionalFile );
 /** All modules by name, all updates in their order. */
 std::vector<ModuleBackendPtr> moduleBackends();
 std::vector<UpdateBackendPtr> updateBackends();

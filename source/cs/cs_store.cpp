@@ -12,6 +12,7 @@
  * The state's monitor guards every single step, and readers need only that. Objects that leave are released, and signals
  * asserted, after the turn: freeing an object may wait for its threads, and those may want the turn.
  */
+#include <cs/cs_json_private.h>
 #include <cs/cs_private.h>
 
 namespace {
@@ -52,6 +53,23 @@ private:
 };
 
 thread_local Turn *Turn::outermost = nullptr;
+
+/** Takes what a try-create function says of why it gives null, to the end of the scope; creations may nest. */
+class Reason {
+public:
+    Reason() : outer( std::exchange( innermost, this ) ) {}
+    ~Reason() { innermost = outer; }
+    Reason( const Reason & ) = delete;
+    Reason &operator=( const Reason & ) = delete;
+
+    pb::Ref<PB_STRING> text;
+    static thread_local Reason *innermost;
+
+private:
+    Reason *outer;
+};
+
+thread_local Reason *Reason::innermost = nullptr;
 
 /** What the configuration wants under a name, and what lives there if it is of the wanted sort. */
 struct Slot {
@@ -99,16 +117,32 @@ void putLocked( const std::string &name, pb::Ref<PB_OBJ> object, const SortBacke
         state->live.emplace( name, LiveObject{ std::move( object ), backend } );
 }
 
-pb::Ref<PB_OBJ> tryCreate( const SortBackend &backend, PB_STRING *name, PB_STORE *optionalConfig )
+/** The first thing that its sort's check says of a configuration, "" for nothing. */
+std::string firstComplaint( const SortBackend &backend, PB_STORE *optionalConfig )
+{
+    pb::Ref<PB_STORE> report = cs::checkConfig( pbSortName( backend.sort ), optionalConfig, nullptr );
+    if ( !report || pbStoreLength( report.get() ) == 0 )
+        return {};
+    return pb::text( pb::adopt( pbStoreKeyAt( report.get(), 0 ) ).get() ) + ": " +
+           pb::text( pb::adopt( pbStoreValueAt( report.get(), 0 ) ).get() );
+}
+
+/** A new object, or null; then `problem` says which could not be created, and why. */
+pb::Ref<PB_OBJ> tryCreate( const SortBackend &backend, PB_STRING *name, PB_STORE *optionalConfig, std::string &problem )
 {
     std::string annotation = pb::text( name );
     pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreateWithAnnotationCstr(
         state->stream.get(), TR_ANCHOR_KIND_USES, annotation.data(), PB_INT_FROM( annotation.size() ) ) );
+    Reason reason;
     pb::Ref<PB_OBJ> object = pb::adopt( backend.tryCreate( optionalConfig, anchor.get() ) );
     PB_ASSERT( !object || pbObjSort( object.get() ) == backend.sort );
-    if ( !object )
-        trStreamTextFormatCstr( state->stream.get(), "[csStore] object %s cannot be created", -1, name );
-    return object;
+    if ( object )
+        return object;
+    std::string why = reason.text ? pb::text( reason.text.get() ) : firstComplaint( backend, optionalConfig );
+    problem = "object " + cs::jsonQuote( name ) + " (" + pbSortName( backend.sort ) +
+              ") cannot be created: " + ( why.empty() ? "its module gives no reason" : why );
+    trStreamTextFormatCstr( state->stream.get(), "[csStore] %s", -1, pb::string( problem ).get() );
+    return {};
 }
 
 void setConfig( Turn &turn, const SortBackend &backend, pb::Ref<PB_OBJ> object, PB_STORE *optionalConfig )
@@ -118,21 +152,24 @@ void setConfig( Turn &turn, const SortBackend &backend, pb::Ref<PB_OBJ> object, 
     turn.after().drop( std::move( object ) );
 }
 
-/** Makes what lives under a name what the configuration wants there. */
-void reconcile( Turn &turn, PB_STRING *name )
+/** Makes what lives under a name what the configuration wants there; why it cannot, "" when it can. */
+std::string reconcile( Turn &turn, PB_STRING *name )
 {
+    std::string problem;
     Slot slot = slotOf( name );
     if ( slot.live ) {
         setConfig( turn, *slot.backend, std::move( slot.live ), slot.config.get() );
-        return;
+        return problem;
     }
-    pb::Ref<PB_OBJ> made = slot.backend ? tryCreate( *slot.backend, name, slot.config.get() ) : nullptr;
+    pb::Ref<PB_OBJ> made = slot.backend ? tryCreate( *slot.backend, name, slot.config.get(), problem ) : nullptr;
     pb::Lock lock( state->monitor );
     // While it was made, an inner change may have wanted another sort here, or the backend may have gone.
-    if ( wantedBackendLocked( name ) == slot.backend )
+    if ( wantedBackendLocked( name ) == slot.backend ) {
         putLocked( pb::text( name ), std::move( made ), slot.backend, turn.after() );
-    else
-        turn.after().drop( std::move( made ) );
+        return problem;
+    }
+    turn.after().drop( std::move( made ) );
+    return {};
 }
 
 std::vector<std::string> unwantedNames()
@@ -191,11 +228,23 @@ PB_BOOL csStoreTrySetConfig( CS_CONFIG *config, PB_STRING **error )
         pb::Lock lock( state->monitor );
         std::swap( state->config, wanted );
     }
-    for ( PB_INT i = 0; i < pbVectorLength( names.get() ); ++i )
-        reconcile( turn, pb::adoptAs<PB_STRING>( pbVectorObjAt( names.get(), i ) ).get() );
+    std::string problems;
+    for ( PB_INT i = 0; i < pbVectorLength( names.get() ); ++i ) {
+        std::string problem = reconcile( turn, pb::adoptAs<PB_STRING>( pbVectorObjAt( names.get(), i ) ).get() );
+        problems += ( problems.empty() || problem.empty() ? "" : "; " ) + problem;
+    }
     for ( const std::string &name : unwantedNames() )
         reconcile( turn, pb::string( name ).get() );
-    return true;
+    if ( !problems.empty() )
+        cs::setError( error, pb::string( problems ) );
+    return problems.empty();
+}
+
+void csSortTellReason( PB_STRING *reason )
+{
+    PB_ASSERT( reason );
+    if ( Reason::innermost )
+        Reason::innermost->text = pb::share( reason );
 }
 
 CS_CONFIG *csStoreConfig( void )
@@ -236,7 +285,8 @@ PB_BOOL csStoreTrySetObject( PB_STRING *name, PB_STRING *sortName, PB_STORE *opt
         pb::Lock lock( state->monitor );
         live = liveLocked( key, backend );
     }
-    pb::Ref<PB_OBJ> made = live ? nullptr : tryCreate( *backend, name, optionalConfig );
+    std::string problem;
+    pb::Ref<PB_OBJ> made = live ? nullptr : tryCreate( *backend, name, optionalConfig, problem );
     if ( !live && !made )
         return false;
     {

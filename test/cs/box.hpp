@@ -1,6 +1,7 @@
 /*
  * A configurable sort for the tests: a box has a size, 1 unless its configuration says otherwise, and tells it as its
- * status. A box of size 0 cannot be created. Hooks run inside the backend's functions and when a box is freed.
+ * status. A box of size 0 or less cannot be created: it tells why for 0, its check does
+ * for -1. Hooks run inside the backend's functions and when a box is freed.
  */
 #ifndef TEST_CS_BOX_HPP
 #define TEST_CS_BOX_HPP
@@ -85,6 +86,8 @@ PB_OBJ *createBox( PB_STORE *optionalConfig, TR_ANCHOR * )
     if ( hooks.create )
         hooks.create();
     if ( sizeIn( optionalConfig ) == 0 )
+        csSortTellReason( str( "nothing fits in" ).get() );
+    if ( sizeIn( optionalConfig ) <= 0 )
         return nullptr;
     T *box = pb::create<T>();
     box->setSize( sizeIn( optionalConfig ) );
@@ -112,11 +115,20 @@ inline void linkBox( PB_OBJ *, TR_ANCHOR * )
 {
     ++hooks.linked;
 }
+inline PB_STORE *checkBox( PB_STORE *config, CS_CONFIG * )
+{
+    PB_STORE *report = pbStoreCreate();
+    if ( sizeIn( config ) == -1 )
+        pbStoreSetValueCstr( &report, "size", -1, str( "out of range" ).get() );
+    return report;
+}
 template <class T = Box>
 pb::Ref<CS_SORT_BACKEND> boxBackend()
 {
-    return pb::adopt( csSortBackendCreate(
+    pb::Ref<CS_SORT_BACKEND> backend = pb::adopt( csSortBackendCreate(
         pb::Class<T>::sort(), createBox<T>, boxConfig, setBoxConfig, normalizeBox, boxStatus, linkBox ) );
+    csSortBackendSetCheckFunc( backend.get(), checkBox );
+    return backend;
 }
 
 inline Config config( std::string_view json )
@@ -142,11 +154,17 @@ inline std::string objects( CS_CONFIG *config )
     return text;
 }
 
-/** Changes of the live store in a few words. */
-inline bool setConfig( std::string_view json )
+/** Changes of the live store in a few words; the error text of the whole, "" for none. */
+inline std::string setConfigError( std::string_view json )
 {
     pb::Ref<PB_STRING> error;
-    return csStoreTrySetConfig( config( json ).get(), error.handle() );
+    bool set = csStoreTrySetConfig( config( json ).get(), error.handle() );
+    EXPECT_EQ( set, !error );
+    return error ? pb::text( error.get() ) : "";
+}
+inline bool setConfig( std::string_view json )
+{
+    return setConfigError( json ).empty();
 }
 inline bool setBox( std::string_view name, PB_INT size, std::string_view sort = "TEST_BOX" )
 {

@@ -29,15 +29,21 @@ TEST_F( Store, FollowsTheConfiguration )
         return fired;
     };
     changed();
-    ASSERT_TRUE( test::setConfig( R"({"note": "kept", "objects": {
-        "a": {"sort": "TEST_BOX", "x": 1, "config": {"size": 2}}, "b": {"sort": "TEST_BOX"},
-        "c": {"sort": "OTHER", "config": {"size": 9}}, "d": {"sort": "TEST_BOX", "config": {"size": 0}}}})" ) );
+    EXPECT_EQ(
+        test::setConfigError( R"({"note": "kept", "objects": {"a": {"sort": "TEST_BOX", "x": 1, "config": {"size": 2}},
+        "d": {"sort": "TEST_BOX", "config": {"size": 0}}, "b": {"sort": "TEST_BOX"},
+        "c": {"sort": "OTHER", "config": {"size": 9}}, "e": {"sort": "TEST_BOX", "config": {"size": -1}},
+        "f": {"sort": "TEST_BOX", "config": {"size": -2}}}})" ),
+        R"(object "d" (TEST_BOX) cannot be created: nothing fits in; )"
+        R"(object "e" (TEST_BOX) cannot be created: size: out of range; )"
+        R"(object "f" (TEST_BOX) cannot be created: its module gives no reason)" );
     EXPECT_TRUE( changed() );
     EXPECT_EQ( liveSize( "a" ), 2 );
     EXPECT_EQ( liveSize( "b" ), 1 );
     EXPECT_FALSE( live( "c" ) ) << "nobody knows the sort";
-    EXPECT_FALSE( live( "d" ) ) << "cannot be created";
-    EXPECT_EQ( config(), "a TEST_BOX {\"size\":2}; b TEST_BOX {}; c OTHER {\"size\":9}; d TEST_BOX {\"size\":0}" );
+    EXPECT_FALSE( live( "d" ) || live( "e" ) || live( "f" ) ) << "cannot be created";
+    EXPECT_EQ( config(), "a TEST_BOX {\"size\":2}; d TEST_BOX {\"size\":0}; b TEST_BOX {}; c OTHER {\"size\":9}; "
+                         "e TEST_BOX {\"size\":-1}; f TEST_BOX {\"size\":-2}" );
 
     // Reconfigured in place, another sort, gone: a stays the very object.
     pb::Ref<PB_OBJ> a = live( "a" );

@@ -38,12 +38,16 @@
     {                                                                                                         \
         prefix##TraceCompleteAnchor( prefix##From( obj ), anchor );                                           \
     }                                                                                                         \
+    static PB_STORE *internalPrefix##CheckFunc( PB_STORE *config, CS_CONFIG * )                               \
+    {                                                                                                         \
+        return optionsPrefix##Check( config );                                                                \
+    }                                                                                                         \
     void internalPrefix##CsStartup()                                                                          \
     {                                                                                                         \
         internalPrefix##SortBackend.set( csSortBackendCreate( prefix##Sort(), internalPrefix##TryCreateFunc,  \
             internalPrefix##ConfigFunc, internalPrefix##SetConfigFunc, internalPrefix##NormalizeConfigFunc,   \
             statusFunc, internalPrefix##TraceCompleteAnchorFunc ) );                                          \
-        csSortBackendSetCheckFunc( internalPrefix##SortBackend.get(), optionsPrefix##Check );                 \
+        csSortBackendSetCheckFunc( internalPrefix##SortBackend.get(), internalPrefix##CheckFunc );            \
     }                                                                                                         \
     void internalPrefix##CsShutdown()                                                                         \
     {                                                                                                         \
