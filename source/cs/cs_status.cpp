@@ -2,23 +2,13 @@
  * What an object tells of itself. Any thread; the reporter's monitor guards it, and a change is told after leaving it.
  */
 #include <cs/cs.h>
-#include <pb/pb.hpp>
+#include <pb/pb_update_signal.hpp>
 
 struct CS_STATUS_REPORTER : PB_OBJ {
     pb::Monitor monitor;
     PB_BOOL up PB_GUARDED_BY( monitor ) = false;
     pb::Ref<PB_STORE> items PB_GUARDED_BY( monitor ) = pb::adopt( pbStoreCreate() );
-    pb::Ref<PB_SIGNAL> signal PB_GUARDED_BY( monitor ) = pb::adopt( pbSignalCreate() );
-
-    pb::Ref<PB_SIGNAL> takeSignalLocked() PB_REQUIRES( monitor )
-    {
-        return std::exchange( signal, pb::adopt( pbSignalCreate() ) );
-    }
-    pb::Ref<PB_SIGNAL> currentSignal()
-    {
-        pb::Lock lock( monitor );
-        return signal;
-    }
+    pb::UpdateSignal update;
 };
 
 static void cs___StatusReporterFreeFunc( PB_OBJ *obj )
@@ -49,7 +39,7 @@ void csStatusReporterSetUp( CS_STATUS_REPORTER *reporter, PB_BOOL up )
         if ( reporter->up == up )
             return;
         reporter->up = up;
-        changed = reporter->takeSignalLocked();
+        changed = reporter->update.replace();
     }
     pbSignalAssert( changed.get() );
 }
@@ -67,7 +57,7 @@ void csStatusReporterSetItemCstr( CS_STATUS_REPORTER *reporter, const char *key,
         if ( former && pbStringEquals( former.get(), value ) )
             return;
         pbStoreSetValueCstr( reporter->items.handle(), key, length, value );
-        changed = reporter->takeSignalLocked();
+        changed = reporter->update.replace();
     }
     pbSignalAssert( changed.get() );
 }
@@ -83,7 +73,7 @@ void csStatusReporterDelItemCstr( CS_STATUS_REPORTER *reporter, const char *key,
         if ( !pbStoreHasValueCstr( reporter->items.get(), key, length ) )
             return;
         pbStoreDelCstr( reporter->items.handle(), key, length );
-        changed = reporter->takeSignalLocked();
+        changed = reporter->update.replace();
     }
     pbSignalAssert( changed.get() );
 }
@@ -99,12 +89,12 @@ void csStatusReporterUpdateAddSignalable( CS_STATUS_REPORTER *reporter, PB_SIGNA
 {
     PB_ASSERT( reporter );
     PB_ASSERT( signalable );
-    pbSignalAddSignalable( reporter->currentSignal().get(), signalable );
+    reporter->update.add( signalable );
 }
 
 void csStatusReporterUpdateDelSignalable( CS_STATUS_REPORTER *reporter, PB_SIGNALABLE *signalable )
 {
     PB_ASSERT( reporter );
     PB_ASSERT( signalable );
-    pbSignalDelSignalable( reporter->currentSignal().get(), signalable );
+    reporter->update.del( signalable );
 }

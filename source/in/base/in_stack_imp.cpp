@@ -1,37 +1,53 @@
 /*
- * What is behind a stack. The monitor guards all that changes; it changes in the process "in___StackImpProcessFunc" only,
- * options, blacklist and the halted mark aside. What the process replaces is released, and signals are asserted, outside
- * of it: in a Run.
+ * What is behind a stack. The monitor guards all that changes. Options, blacklist and the halted mark change on any thread,
+ * everything else in the process "in___StackImpProcessFunc" only.
+ *
+ * A run of the process looks at the host between two stays in the monitor: the first says what it goes by, the second
+ * publishes what it found. So a getter waits for neither. What a run replaces is released, and waiters are told, when the
+ * monitor has been left for good: see Run.
  *
  * Following the host: each run adds the signalable to the interfaces' update signals before it looks at them, so a change
  * that comes after the look runs the process again. Halting takes the signalable out, and marks the stack so that a run
  * that goes on does not add it again; both happen under the monitor.
  */
 #include <in/base/in_stack_private.h>
-#include <in/base/in_update_signal_private.hpp>
+#include <in/kit/in_expiring_map_private.hpp>
 #include <in/nw/in_nw_util_private.h>
-#include <pb/pb_dict.h>
-#include <pb/pb_maps.h>
 #include <pb/pb_time.h>
+#include <pb/pb_update_signal.hpp>
 #include <pr/pr.h>
 
 namespace {
 
 void in___StackImpProcessFunc( PB_OBJ *argument );
 
-/** What a run of the process takes out of the stack, let go when the monitor has been left. */
-struct Run {
-    pb::Ref<IN_OPTIONS> activeOptions;
-    pb::Ref<IN_ADDRESS> address;
-    pb::Ref<IN_NW_INTERFACE> primaryInterface;
+/** What a run of the process finds. */
+struct Choice {
+    pb::Ref<IN_ADDRESS> address;               // or null
+    pb::Ref<IN_NW_INTERFACE> primaryInterface; // or null
     pb::Ref<PB_VECTOR> interfaces;
-    pb::Ref<PB_SIGNAL> updated;
+    bool up = false;
+};
 
-    ~Run()
-    {
-        if ( updated )
-            pbSignalAssert( updated.get() );
-    }
+/**
+ * What a run has changed. Declared before the lock, so that everything happens after the monitor has been left: the status
+ * reporter's waiters and the stack's own may ask the stack anything.
+ */
+struct Run {
+    explicit Run( IN___STACK_IMP &itsImp ) : imp( itsImp ) {}
+    Run( const Run & ) = delete;
+    Run &operator=( const Run & ) = delete;
+    ~Run();
+
+    IN___STACK_IMP &imp;
+    Choice former; // what was replaced, let go last
+    pb::Ref<IN_OPTIONS> formerOptions;
+    std::vector<pb::Ref<PB_OBJ>> expired;
+    pb::Ref<IN_ADDRESS> address; // the present one
+    bool addressChanged = false;
+    bool up = false;
+    bool upChanged = false;
+    pb::Ref<PB_SIGNAL> updated;
 };
 
 } // namespace
@@ -45,29 +61,26 @@ struct IN___STACK_IMP : PB_OBJ {
         nullptr, PR_PRIORITY_DEFAULT, in___StackImpProcessFunc, this, "in___StackImpProcessFunc", -1 ) );
     pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( prProcessCreateSignalable( process.get() ) );
     pb::Ref<PR_TIMER> timer = pb::adopt( prProcessCreateTimer( process.get() ) );
+    pb::UpdateSignal updateSignal;
 
     pb::Monitor monitor;
-    in::UpdateSignal updateSignal PB_GUARDED_BY( monitor );
     pb::Ref<IN_OPTIONS> options PB_GUARDED_BY( monitor );
     pb::Ref<IN_ADDRESS> address PB_GUARDED_BY( monitor );
     pb::Ref<IN_NW_INTERFACE> extPrimaryInterface PB_GUARDED_BY( monitor );
     pb::Ref<PB_VECTOR> interfaces PB_GUARDED_BY( monitor ) = pb::adopt( pbVectorCreate() );
     bool up PB_GUARDED_BY( monitor ) = false;
-    pb::Ref<IN_OPTIONS> activeOptions PB_GUARDED_BY( monitor ); // those that the process goes by
-    pb::Ref<PB_DICT> tcpBlacklist PB_GUARDED_BY( monitor ) = pb::adopt( pbDictCreate() ); // each address under itself
-    pb::Ref<PB_PRIORITY_MAP> tcpBlacklistExpiries PB_GUARDED_BY( monitor ) = pb::adopt( pbPriorityMapCreate() );
+    pb::Ref<IN_OPTIONS> activeOptions PB_GUARDED_BY( monitor );   // those that the process goes by
+    in::ExpiringMap tcpBlacklist PB_GUARDED_BY( monitor );        // each address under itself
     pb::Ref<TR_STREAM> interfacesStream PB_GUARDED_BY( monitor ); // made on first use
     bool halted PB_GUARDED_BY( monitor ) = false;
 
     void run() PB_EXCLUDES( monitor );
+    bool tryBegin( Run &run, pb::Ref<IN_OPTIONS> &active, Choice &previous ) PB_EXCLUDES( monitor );
     void adoptOptionsLocked( Run &run ) PB_REQUIRES( monitor );
-    void selectLocked( Run &run ) PB_REQUIRES( monitor );
+    void publish( Choice choice, Run &run ) PB_EXCLUDES( monitor );
     void setAddressLocked( pb::Ref<IN_ADDRESS> chosen, Run &run ) PB_REQUIRES( monitor );
-    void setInterfacesLocked( pb::Ref<IN_NW_INTERFACE> primary, pb::Ref<PB_VECTOR> chosen, Run &run )
-        PB_REQUIRES( monitor );
-    void updateUpLocked() PB_REQUIRES( monitor );
-    void expireBlacklistLocked( PB_INT now ) PB_REQUIRES( monitor );
-    void scheduleTimerLocked( PB_INT now ) PB_REQUIRES( monitor );
+    void setInterfacesLocked( Choice choice, Run &run ) PB_REQUIRES( monitor );
+    void expireBlacklistLocked( Run &run ) PB_REQUIRES( monitor );
 };
 
 namespace {
@@ -94,11 +107,47 @@ bool isUp( IN_NW_INTERFACE *iface )
            inNwInterfaceStateStatus( state.get() ) == IN_NW_INTERFACE_STATUS_UP;
 }
 
+bool anyUp( PB_VECTOR *interfaces )
+{
+    for ( PB_INT i = 0; i < pbVectorLength( interfaces ); ++i )
+        if ( isUp( interfaceAt( interfaces, i ).get() ) )
+            return true;
+    return false;
+}
+
 /** Hands a reference to an out argument that may be null; what was there is given back, to be let go outside of a lock. */
 template <class T>
 pb::Ref<T> putOut( T **optionalOut, const pb::Ref<T> &value )
 {
     return optionalOut ? pb::adopt( std::exchange( *optionalOut, value.retained() ) ) : pb::Ref<T>();
+}
+
+Choice choose( IN_OPTIONS *options, const Choice &previous )
+{
+    Choice choice;
+    in___NwUtilFindAddressAndInterface( options, previous.address.get(), previous.primaryInterface.get(),
+        choice.address.handle(), choice.primaryInterface.handle(), choice.interfaces.handle() );
+    choice.up = anyUp( choice.interfaces.get() );
+    return choice;
+}
+
+void reportAddress( CS_STATUS_REPORTER *status, IN_ADDRESS *optionalAddress )
+{
+    if ( optionalAddress )
+        csStatusReporterSetItemCstr(
+            status, "inStackAddress", -1, pb::adopt( inAddressToString( optionalAddress ) ).get() );
+    else
+        csStatusReporterDelItemCstr( status, "inStackAddress", -1 );
+}
+
+Run::~Run()
+{
+    if ( addressChanged )
+        reportAddress( imp.status.get(), address.get() );
+    if ( upChanged )
+        csStatusReporterSetUp( imp.status.get(), up );
+    if ( updated )
+        pbSignalAssert( updated.get() );
 }
 
 } // namespace
@@ -110,32 +159,29 @@ void IN___STACK_IMP::adoptOptionsLocked( Run &run )
 {
     if ( options.get() == activeOptions.get() )
         return;
-    run.activeOptions = std::exchange( activeOptions, options );
+    run.formerOptions = std::exchange( activeOptions, options );
     trStreamSetConfiguration( stream.get(), pb::adopt( inOptionsStore( activeOptions.get(), false ) ).get() );
 }
 
-void IN___STACK_IMP::selectLocked( Run &run )
+/** The first stay in the monitor: what the run goes by. False when the stack was halted. */
+bool IN___STACK_IMP::tryBegin( Run &run, pb::Ref<IN_OPTIONS> &active, Choice &previous )
 {
-    pb::Ref<IN_ADDRESS> chosen;
-    pb::Ref<IN_NW_INTERFACE> primary;
-    pb::Ref<PB_VECTOR> chosenInterfaces;
-    in___NwUtilFindAddressAndInterface( activeOptions.get(), address.get(), extPrimaryInterface.get(), chosen.handle(),
-        primary.handle(), chosenInterfaces.handle() );
-    setAddressLocked( std::move( chosen ), run );
-    setInterfacesLocked( std::move( primary ), std::move( chosenInterfaces ), run );
+    pb::Lock lock( monitor );
+    if ( halted )
+        return false;
+    adoptOptionsLocked( run );
+    in___NwUtilInterfacesUpdateAddSignalable( signalable.get() );
+    active = activeOptions;
+    previous.address = address;
+    previous.primaryInterface = extPrimaryInterface;
+    return true;
 }
 
 void IN___STACK_IMP::setAddressLocked( pb::Ref<IN_ADDRESS> chosen, Run &run )
 {
-    bool changed = pb::compareOptional( pb::obj( chosen.get() ), pb::obj( address.get() ) ) != 0;
-    run.address = std::exchange( address, std::move( chosen ) );
-    if ( !changed )
-        return;
-    if ( address )
-        csStatusReporterSetItemCstr(
-            status.get(), "inStackAddress", -1, pb::adopt( inAddressToString( address.get() ) ).get() );
-    else
-        csStatusReporterDelItemCstr( status.get(), "inStackAddress", -1 );
+    run.addressChanged = pb::compareOptional( pb::obj( chosen.get() ), pb::obj( address.get() ) ) != 0;
+    run.address = chosen;
+    run.former.address = std::exchange( address, std::move( chosen ) );
 }
 
 static void traceInterfacesLocked( IN___STACK_IMP *imp ) PB_REQUIRES( imp->monitor )
@@ -159,57 +205,45 @@ static void traceInterfacesLocked( IN___STACK_IMP *imp ) PB_REQUIRES( imp->monit
     }
 }
 
-void IN___STACK_IMP::setInterfacesLocked( pb::Ref<IN_NW_INTERFACE> primary, pb::Ref<PB_VECTOR> chosen, Run &run )
+void IN___STACK_IMP::setInterfacesLocked( Choice choice, Run &run )
 {
-    bool changed = primary.get() != extPrimaryInterface.get() || !pbVectorEquals( chosen.get(), interfaces.get() );
-    run.primaryInterface = std::exchange( extPrimaryInterface, std::move( primary ) );
-    run.interfaces = std::exchange( interfaces, std::move( chosen ) );
+    bool changed = choice.primaryInterface.get() != extPrimaryInterface.get() ||
+                   !pbVectorEquals( choice.interfaces.get(), interfaces.get() );
+    run.former.primaryInterface = std::exchange( extPrimaryInterface, std::move( choice.primaryInterface ) );
+    run.former.interfaces = std::exchange( interfaces, std::move( choice.interfaces ) );
     if ( changed )
         traceInterfacesLocked( this );
 }
 
-void IN___STACK_IMP::updateUpLocked()
+/** Also lets the process run again when the next entry ends. */
+void IN___STACK_IMP::expireBlacklistLocked( Run &run )
 {
-    bool anyUp = false;
-    for ( PB_INT i = 0; !anyUp && i < pbVectorLength( interfaces.get() ); ++i )
-        anyUp = isUp( interfaceAt( interfaces.get(), i ).get() );
-    if ( anyUp == up )
-        return;
-    up = anyUp;
-    csStatusReporterSetUp( status.get(), up );
+    PB_INT now = pbTimestamp();
+    run.expired = tcpBlacklist.takeExpired( now );
+    if ( std::optional<PB_INT> next = tcpBlacklist.nextExpiry() )
+        prTimerSchedule( timer.get(), *next - now );
 }
 
-void IN___STACK_IMP::expireBlacklistLocked( PB_INT now )
+/** The second stay in the monitor. */
+void IN___STACK_IMP::publish( Choice choice, Run &run )
 {
-    while ( pbPriorityMapLength( tcpBlacklistExpiries.get() ) > 0 &&
-            pbPriorityMapLowestPriority( tcpBlacklistExpiries.get() ) <= now ) {
-        pb::Ref<PB_OBJ> expired = pb::adopt( pbPriorityMapLowestObj( tcpBlacklistExpiries.get() ) );
-        pbPriorityMapDelLowest( tcpBlacklistExpiries.handle() );
-        pbDictDel( tcpBlacklist.handle(), expired.get() );
-    }
-}
-
-void IN___STACK_IMP::scheduleTimerLocked( PB_INT now )
-{
-    if ( pbPriorityMapLength( tcpBlacklistExpiries.get() ) > 0 )
-        prTimerSchedule(
-            timer.get(), std::max<PB_INT>( pbPriorityMapLowestPriority( tcpBlacklistExpiries.get() ) - now, 0 ) );
+    pb::Lock lock( monitor );
+    run.up = choice.up;
+    run.upChanged = up != choice.up;
+    up = choice.up;
+    setAddressLocked( std::move( choice.address ), run );
+    setInterfacesLocked( std::move( choice ), run );
+    run.updated = updateSignal.replace();
+    expireBlacklistLocked( run );
 }
 
 void IN___STACK_IMP::run()
 {
-    Run taken;
-    pb::Lock lock( monitor );
-    if ( halted )
-        return;
-    adoptOptionsLocked( taken );
-    in___NwUtilInterfacesUpdateAddSignalable( signalable.get() );
-    selectLocked( taken );
-    updateUpLocked();
-    taken.updated = updateSignal.replace();
-    PB_INT now = pbTimestamp();
-    expireBlacklistLocked( now );
-    scheduleTimerLocked( now );
+    Run run( *this );
+    pb::Ref<IN_OPTIONS> active;
+    Choice previous;
+    if ( tryBegin( run, active, previous ) )
+        publish( choose( active.get(), previous ), run );
 }
 
 IN___STACK_IMP *in___StackImpCreate( IN_OPTIONS *opt, TR_ANCHOR *optionalTraceAnchor )
@@ -252,9 +286,10 @@ void in___StackImpSetOptions( IN___STACK_IMP *imp, IN_OPTIONS *opt )
 void in___StackImpConfiguration( IN___STACK_IMP *imp, IN_OPTIONS **optionalOptions, IN_ADDRESS **optionalAddress,
     IN_NW_INTERFACE **optionalPrimaryInterface, PB_VECTOR **optionalInterfaces, PB_BOOL *optionalUp )
 {
-    Run replaced; // what the out arguments held
+    Choice replaced; // what the out arguments held
+    pb::Ref<IN_OPTIONS> replacedOptions;
     pb::Lock lock( imp->monitor );
-    replaced.activeOptions = putOut( optionalOptions, imp->options );
+    replacedOptions = putOut( optionalOptions, imp->options );
     replaced.address = putOut( optionalAddress, imp->address );
     replaced.primaryInterface = putOut( optionalPrimaryInterface, imp->extPrimaryInterface );
     replaced.interfaces = putOut( optionalInterfaces, imp->interfaces );
@@ -272,20 +307,14 @@ void in___StackImpTraceCompleteAnchor( IN___STACK_IMP *imp, TR_ANCHOR *anchor )
     trAnchorComplete( anchor, imp->stream.get() );
 }
 
-static pb::Ref<PB_SIGNAL> currentUpdateSignal( IN___STACK_IMP *imp )
-{
-    pb::Lock lock( imp->monitor );
-    return imp->updateSignal.current();
-}
-
 void in___StackImpUpdateAddSignalable( IN___STACK_IMP *imp, PB_SIGNALABLE *signalable )
 {
-    pbSignalAddSignalable( currentUpdateSignal( imp ).get(), signalable );
+    imp->updateSignal.add( signalable );
 }
 
 void in___StackImpUpdateDelSignalable( IN___STACK_IMP *imp, PB_SIGNALABLE *signalable )
 {
-    pbSignalDelSignalable( currentUpdateSignal( imp ).get(), signalable );
+    imp->updateSignal.del( signalable );
 }
 
 void in___StackImpTcpBlacklist( IN___STACK_IMP *imp, IN_TCP_ADDRESS *ta )
@@ -298,9 +327,8 @@ void in___StackImpTcpBlacklist( IN___STACK_IMP *imp, IN_TCP_ADDRESS *ta )
         if ( !inTcpOptionsBlacklistEnabled( tcpOptions.get() ) )
             return;
         PB_OBJ *address = inTcpAddressObj( ta );
-        pbDictSet( imp->tcpBlacklist.handle(), address, address );
-        pbPriorityMapSet( imp->tcpBlacklistExpiries.handle(), address,
-            pbIntAddSaturating( pbTimestamp(), inTcpOptionsBlacklistTimeout( tcpOptions.get() ) ) );
+        imp->tcpBlacklist.set(
+            address, address, pbIntAddSaturating( pbTimestamp(), inTcpOptionsBlacklistTimeout( tcpOptions.get() ) ) );
     }
     prProcessSchedule( imp->process.get() );
 }
@@ -310,5 +338,5 @@ PB_BOOL in___StackImpTcpIsBlacklisted( IN___STACK_IMP *imp, IN_TCP_ADDRESS *ta )
     PB_ASSERT( imp );
     PB_ASSERT( ta );
     pb::Lock lock( imp->monitor );
-    return pbDictHas( imp->tcpBlacklist.get(), inTcpAddressObj( ta ) );
+    return imp->tcpBlacklist.has( inTcpAddressObj( ta ) );
 }

@@ -1,15 +1,15 @@
 /*
- * QoS stacks. Each one's monitor guards its options and its update signal; the signal is asserted, and what was replaced
- * is released, outside of it.
+ * QoS stacks. Each one's monitor guards its options; the update signal is asserted, and what was replaced is released,
+ * outside of it.
  */
-#include <in/base/in_update_signal_private.hpp>
 #include <in/qos/in_qos_stack_private.h>
+#include <pb/pb_update_signal.hpp>
 
 struct IN_QOS_STACK : PB_OBJ {
     pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_QOS_STACK", -1 ) );
+    pb::UpdateSignal update;
     pb::Monitor monitor;
     pb::Ref<IN_QOS_OPTIONS> options PB_GUARDED_BY( monitor );
-    in::UpdateSignal update PB_GUARDED_BY( monitor );
 
     explicit IN_QOS_STACK( pb::Ref<IN_QOS_OPTIONS> initial ) : options( std::move( initial ) ) {}
 };
@@ -24,13 +24,6 @@ PB_CLASS_DEFINE( IN_QOS_STACK, inQosStack, in___QosStackFreeFunc, nullptr, nullp
 static void traceConfiguration( IN_QOS_STACK *stack, IN_QOS_OPTIONS *options )
 {
     trStreamSetConfiguration( stack->stream.get(), pb::adopt( inQosOptionsStore( options, false ) ).get() );
-}
-
-static pb::Ref<PB_SIGNAL> currentUpdateSignal( IN_QOS_STACK *stack )
-{
-    PB_ASSERT( stack );
-    pb::Lock lock( stack->monitor );
-    return stack->update.current();
 }
 
 IN_QOS_STACK *inQosStackCreate( IN_QOS_OPTIONS *options, TR_ANCHOR *optionalTraceAnchor )
@@ -80,10 +73,12 @@ IN_QOS_OPTIONS *in___QosStackConfiguration( IN_QOS_STACK *stack )
 
 void in___QosStackConfigurationAddSignalable( IN_QOS_STACK *stack, PB_SIGNALABLE *signalable )
 {
-    pbSignalAddSignalable( currentUpdateSignal( stack ).get(), signalable );
+    PB_ASSERT( stack );
+    stack->update.add( signalable );
 }
 
 void in___QosStackConfigurationDelSignalable( IN_QOS_STACK *stack, PB_SIGNALABLE *signalable )
 {
-    pbSignalDelSignalable( currentUpdateSignal( stack ).get(), signalable );
+    PB_ASSERT( stack );
+    stack->update.del( signalable );
 }
