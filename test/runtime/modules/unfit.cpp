@@ -41,6 +41,6 @@ const PB_MODULE_RECORD UNIT_RECORD = {
     UNIT_LAYOUT, UNIT_PRODUCT, "", 1, 0, 0, "", "", "", UNIT_NAME, "Unit", UNIT_VERSION, UNIT_REQUIRED, "" };
 #ifndef UNIT_NO_DESCRIPTOR
 PB_API PB_MODULE UNIT_DESCRIPTOR;
-PB_MODULE UNIT_DESCRIPTOR = { { &UNIT_SORT, 1 }, startup, nullptr, nullptr, nullptr, &UNIT_RECORD_OF_DESCRIPTOR };
+PB_MODULE UNIT_DESCRIPTOR = { { &UNIT_SORT, {} }, startup, nullptr, nullptr, nullptr, &UNIT_RECORD_OF_DESCRIPTOR };
 #endif
 #endif
