@@ -1,7 +1,9 @@
 /* The set of interfaces as links come and go, what a stack finds in it, readers beside changes, and what it costs. */
+#include <algorithm>
 #include <atomic>
 #include <ctime>
 #include <fstream>
+#include <in/nw/in_nw_socket_private.hpp>
 #include <in/nw/in_nw_util_private.h>
 #include <nw/nw_support.hpp>
 #include <sys/resource.h>
@@ -100,17 +102,30 @@ TEST_F( Nw, WithoutDescriptorsInterfacesStay )
     ASSERT_TRUE( waitForState( lo, 10'000, has ) );
     rlimit limit;
     getrlimit( RLIMIT_NOFILE, &limit );
+    in::hostSocketShutdown();
     pb::Fd firstFree( dup( STDERR_FILENO ) );
     rlimit none{ static_cast<rlim_t>( firstFree.get() ), limit.rlim_max };
     firstFree.close();
     setrlimit( RLIMIT_NOFILE, &none );
+    Interface found = look( "lo" );
+    bool status = inNwInterfaceStateHasStatus( stateOf( found ).get() );
     bool gone = waitForState( lo, 10'000, std::not_fn( has ) ); // of what cannot be read, the state holds nothing
     pbSleep( 500 );                                             // the set polls at about the same time
     setrlimit( RLIMIT_NOFILE, &limit );
     EXPECT_TRUE( gone );
     EXPECT_EQ( interfaceNamed( "lo" ).get(), lo.get() );
+    EXPECT_FALSE( status );
     EXPECT_TRUE( waitForState( lo, 10'000, has ) );
+    EXPECT_TRUE( waitForState( found, 10'000, inNwInterfaceStateHasStatus ) ) << "the socket was not opened again";
     EXPECT_FALSE( inNwInterfaceStateEnd( stateOf( lo ).get() ) );
+}
+
+TEST_F( Nw, OneDescriptorForAll )
+{
+    int before = openDescriptors();
+    std::vector<Interface> interfaces( 50 );
+    std::ranges::generate( interfaces, [] { return look( "lo" ); } );
+    EXPECT_EQ( openDescriptors(), before );
 }
 
 TEST_F( Nw, ReadersBesideAFlappingInterface )

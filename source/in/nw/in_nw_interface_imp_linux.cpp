@@ -8,6 +8,7 @@
 #include <in/nw/in_nw_host_private.hpp>
 #include <in/nw/in_nw_interface_imp_private.h>
 #include <in/nw/in_nw_rtnetlink_private.hpp>
+#include <in/nw/in_nw_socket_private.hpp>
 #include <in/nw/in_nw_trace_private.hpp>
 #include <linux/ethtool.h>
 #include <linux/rtnetlink.h>
@@ -26,10 +27,9 @@ struct IN___NW_INTERFACE_IMP : PB_OBJ {
     const pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_NW_INTERFACE", -1 ) );
     const pb::Ref<PB_STRING> identifier;
     const std::string name; // the identifier, as the kernel knows it
-    /** These are set while it is created. The descriptor is for ioctls; none when it could not be opened. */
+    /** These are set while it is created. */
     pb::Ref<PR_PROCESS> process;
     pb::Ref<PR_TIMER> timer;
-    pb::Fd querySocket;
 
     pb::Monitor monitor;
     bool endRequested PB_GUARDED_BY( monitor ) = false;
@@ -47,6 +47,7 @@ PB_CLASS_DEFINE( IN___NW_INTERFACE_IMP, in___NwInterfaceImp, in___NwInterfaceImp
 namespace {
 
 using Imp = IN___NW_INTERFACE_IMP;
+using Socket = pb::Ref<IN___NW_SOCKET>;
 
 constexpr PB_INT pollPeriod = 5000; // ms
 
@@ -55,13 +56,13 @@ bool nameFits( const Imp &imp )
     return imp.name.size() < IFNAMSIZ;
 }
 
-/** Makes an ioctl about the interface; false without the query socket, or when the name is too long to ask. */
-bool ask( const Imp &imp, unsigned long what, ifreq &request )
+/** Makes an ioctl about the interface; false without a socket, or when the name is too long to ask. */
+bool ask( const Imp &imp, const Socket &socket, unsigned long what, ifreq &request )
 {
-    if ( !imp.querySocket || !nameFits( imp ) )
+    if ( !socket || !nameFits( imp ) )
         return false;
     imp.name.copy( request.ifr_name, IFNAMSIZ - 1 );
-    return ioctl( imp.querySocket.get(), what, &request ) == 0;
+    return ioctl( socket->fd.get(), what, &request ) == 0;
 }
 
 bool isUp( const ifreq &request )
@@ -102,13 +103,13 @@ constexpr Query queries[] = {
 };
 
 /** The speed in Mbit/s. A driver that does not know it says 4294967295, which is kept like any other, and meant so. */
-void readSpeed( const Imp &imp, IN_NW_INTERFACE_STATE **state )
+void readSpeed( const Imp &imp, const Socket &socket, IN_NW_INTERFACE_STATE **state )
 {
     ethtool_cmd command{};
     command.cmd = ETHTOOL_GSET;
     ifreq request{};
     request.ifr_data = reinterpret_cast<char *>( &command );
-    if ( !ask( imp, SIOCETHTOOL, request ) )
+    if ( !ask( imp, socket, SIOCETHTOOL, request ) )
         return;
     PB_INT bitsPerSecond = PB_INT_FROM( ethtool_cmd_speed( &command ) ) * 1'000'000;
     inNwInterfaceStateLayer2SetSpeedReceive( state, bitsPerSecond );
@@ -133,14 +134,15 @@ void readAddresses( const Imp &imp, IN_NW_INTERFACE_STATE **state )
 /** The state as the host says it now; what cannot be asked is absent. */
 pb::Ref<IN_NW_INTERFACE_STATE> look( const Imp &imp )
 {
+    Socket socket = in::hostSocket();
     pb::Ref<IN_NW_INTERFACE_STATE> seen = pb::adopt( inNwInterfaceStateCreate() );
     inNwInterfaceStateSetDisplayName( seen.handle(), imp.identifier.get() );
     for ( const Query &query : queries ) {
         ifreq request{};
-        if ( ask( imp, query.what, request ) )
+        if ( ask( imp, socket, query.what, request ) )
             query.read( request, seen.handle() );
     }
-    readSpeed( imp, seen.handle() );
+    readSpeed( imp, socket, seen.handle() );
     readAddresses( imp, seen.handle() );
     return seen;
 }
@@ -193,10 +195,10 @@ pb::Ref<PB_SIGNAL> currentUpdateSignal( Imp *imp )
     return imp->update.current();
 }
 
-void openQuerySocket( Imp &imp )
+/** Says so when the host cannot be asked. Every poll tries again, without a word. */
+void traceWithoutSocket( Imp &imp )
 {
-    imp.querySocket = pb::Fd( socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 ) );
-    if ( imp.querySocket )
+    if ( in::hostSocket() )
         return;
     trStreamSetNotable( imp.stream.get() );
     in::traceErrno( imp.stream.get(), "[in___NwInterfaceImpCreate()] socket(): -1 (%~s)" );
@@ -205,7 +207,8 @@ void openQuerySocket( Imp &imp )
 /** The number of the interface, or 0. */
 uint32_t tryIndex( const Imp &imp )
 {
-    if ( !imp.querySocket ) {
+    Socket socket = in::hostSocket();
+    if ( !socket ) {
         trStreamTextCstr( imp.stream.get(), "[in___NwInterfaceImpRtnetlinkTryModifyAddress()] fixSockfd: null", -1 );
         return 0;
     }
@@ -214,7 +217,7 @@ uint32_t tryIndex( const Imp &imp )
         return 0;
     }
     ifreq request{};
-    if ( ask( imp, SIOCGIFINDEX, request ) )
+    if ( ask( imp, socket, SIOCGIFINDEX, request ) )
         return static_cast<uint32_t>( request.ifr_ifindex );
     in::traceErrno( imp.stream.get(), "[in___NwInterfaceImpRtnetlinkTryModifyAddress()] ioctl(): %~s" );
     return 0;
@@ -291,7 +294,7 @@ IN___NW_INTERFACE_IMP *in___NwInterfaceImpCreate(
     imp->process = pb::adopt( prProcessCreateWithPriorityCstr( nullptr, PR_PRIORITY_DEFAULT,
         in___NwInterfaceImpProcessFunc, imp.get(), "in___NwInterfaceImpProcessFunc", -1 ) );
     imp->timer = pb::adopt( prProcessCreateTimer( imp->process.get() ) );
-    openQuerySocket( *imp );
+    traceWithoutSocket( *imp );
     in___NwInterfaceImpProcessFunc( imp.get() );
     return imp.give();
 }
@@ -354,15 +357,16 @@ PB_BOOL in___NwInterfaceImpTrySetStatus( IN___NW_INTERFACE_IMP *imp, PB_INT stat
     PB_ASSERT( IN_NW_INTERFACE_STATUS_OK( status ) );
     bool up = status == IN_NW_INTERFACE_STATUS_UP;
     pb::Lock lock( imp->monitor );
+    Socket socket = in::hostSocket();
     ifreq request{};
-    if ( !ask( *imp, SIOCGIFFLAGS, request ) )
+    if ( !ask( *imp, socket, SIOCGIFFLAGS, request ) )
         return false;
     if ( isUp( request ) == up )
         return true;
     request.ifr_flags = static_cast<short>( request.ifr_flags ^ IFF_UP );
-    bool written = ask( *imp, SIOCSIFFLAGS, request );
+    bool written = ask( *imp, socket, SIOCSIFFLAGS, request );
     in::hostChanged(); // IPv6 addresses come and go with the status
-    return written && ask( *imp, SIOCGIFFLAGS, request ) && isUp( request ) == up;
+    return written && ask( *imp, socket, SIOCGIFFLAGS, request ) && isUp( request ) == up;
 }
 
 PB_BOOL in___NwInterfaceImpTrySetLayer3UnicastAddress(

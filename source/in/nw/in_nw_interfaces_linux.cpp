@@ -7,6 +7,7 @@
 #include <in/nw/in_nw_host_private.hpp>
 #include <in/nw/in_nw_interface_private.h>
 #include <in/nw/in_nw_interfaces_private.h>
+#include <in/nw/in_nw_socket_private.hpp>
 #include <pb/pb_dict.h>
 #include <pb/pb_file.h>
 #include <pb/pb_text.hpp>
@@ -230,6 +231,7 @@ void in___NwInterfacesShutdown()
     for ( PB_INT i = 0; i < pbVectorLength( taken.get() ); ++i )
         in___NwInterfaceImpHaltWait( impOf( interfaceAt( taken.get(), i ) ).get() );
     in::hostShutdown();
+    in::hostSocketShutdown();
 }
 
 void in___NwInterfacesShutdownWait()

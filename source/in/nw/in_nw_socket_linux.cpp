@@ -1,0 +1,40 @@
+/*
+ * The socket for ioctls about interfaces. Any thread; the monitor guards which socket it is. The kernel serves the ioctls of
+ * several threads on one socket side by side, so that nothing is held while they are made: who makes one holds a reference,
+ * and the descriptor stays open as long.
+ */
+#include <in/nw/in_nw_socket_private.hpp>
+#include <sys/socket.h>
+
+static void in___NwSocketFreeFunc( PB_OBJ *obj )
+{
+    pb::destroy<IN___NW_SOCKET>( obj );
+}
+
+PB_CLASS_DEFINE( IN___NW_SOCKET, in___NwSocket, in___NwSocketFreeFunc, nullptr, nullptr );
+
+namespace {
+
+constinit pb::Monitor monitor;
+constinit pb::Global<IN___NW_SOCKET> opened PB_GUARDED_BY( monitor );
+
+} // namespace
+
+pb::Ref<IN___NW_SOCKET> in::hostSocket()
+{
+    pb::Lock lock( monitor );
+    if ( opened.get() )
+        return pb::share( opened.get() );
+    pb::Fd fd( socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 ) );
+    if ( fd )
+        opened.set( pb::create<IN___NW_SOCKET>( std::move( fd ) ) );
+    return pb::share( opened.get() );
+}
+
+void in::hostSocketShutdown()
+{
+    pb::Ref<IN___NW_SOCKET> closed; // outside the monitor
+    pb::Lock lock( monitor );
+    closed = pb::adopt( opened.get() );
+    opened.set( nullptr );
+}
