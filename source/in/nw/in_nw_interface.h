@@ -1,6 +1,6 @@
 /*
  * An interface of the host: its identifier, and snapshots of its state as the interface monitor last saw it. A handle;
- * any thread.
+ * any thread. Nothing here waits for the host.
  */
 #ifndef IN_NW_INTERFACE_H
 #define IN_NW_INTERFACE_H

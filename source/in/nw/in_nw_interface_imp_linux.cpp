@@ -1,7 +1,8 @@
 /*
  * The implementation of an interface. Its process polls it every five seconds, on a worker thread of `pr`, and once on the
- * thread that creates it; changes run on their callers' threads. The monitor guards the state and is held during all of
- * these. Update signals are asserted outside of it.
+ * thread that creates it; changes run on their callers' threads. `turn` is held during all of these, as long as the host
+ * takes, so that they never interleave. The monitor guards what readers take, and is held for moments only: a reader never
+ * waits for the host. Update signals are asserted outside of both.
  */
 #include <in/base/in_update_signal_private.hpp>
 #include <in/nw/in_nw_arp_private.hpp>
@@ -31,9 +32,11 @@ struct IN___NW_INTERFACE_IMP : PB_OBJ {
     pb::Ref<PR_PROCESS> process;
     pb::Ref<PR_TIMER> timer;
 
+    pb::Monitor turn; // entered before the monitor
     pb::Monitor monitor;
     bool endRequested PB_GUARDED_BY( monitor ) = false;
     in::UpdateSignal update PB_GUARDED_BY( monitor );
+    /** Replaced by who holds `turn`. */
     pb::Ref<IN_NW_INTERFACE_STATE> state PB_GUARDED_BY( monitor ) = pb::adopt( inNwInterfaceStateCreate() );
 };
 
@@ -147,33 +150,52 @@ pb::Ref<IN_NW_INTERFACE_STATE> look( const Imp &imp )
     return seen;
 }
 
-/** Puts a new state in the place of the old; the signal that is to be asserted then. */
-pb::Ref<PB_SIGNAL> publishLocked( Imp &imp, pb::Ref<IN_NW_INTERFACE_STATE> state ) PB_REQUIRES( imp.monitor )
+pb::Ref<IN_NW_INTERFACE_STATE> currentState( Imp &imp )
 {
-    imp.state = std::move( state );
+    pb::Lock lock( imp.monitor );
+    return imp.state;
+}
+
+bool endRequested( Imp &imp )
+{
+    pb::Lock lock( imp.monitor );
+    return imp.endRequested;
+}
+
+/** Puts a new state in the place of the old; the signal that is to be asserted out of turn. */
+pb::Ref<PB_SIGNAL> publish( Imp &imp, pb::Ref<IN_NW_INTERFACE_STATE> state ) PB_REQUIRES( imp.turn )
+{
     trStreamSetPropertyStoreCstr(
-        imp.stream.get(), "inNwInterfaceState", -1, pb::adopt( inNwInterfaceStateStore( imp.state.get() ) ).get() );
+        imp.stream.get(), "inNwInterfaceState", -1, pb::adopt( inNwInterfaceStateStore( state.get() ) ).get() );
+    pb::Lock lock( imp.monitor );
+    std::swap( imp.state, state ); // the old one goes with the parameter, outside the monitor
     return imp.update.replace();
 }
 
-/** A run of the process; what it returns is to be asserted outside the monitor. */
-pb::Ref<PB_SIGNAL> runLocked( Imp &imp ) PB_REQUIRES( imp.monitor )
+/** Looks at the host; the signal that is to be asserted out of turn, if there is anything new. */
+pb::Ref<PB_SIGNAL> poll( Imp &imp, IN_NW_INTERFACE_STATE *before ) PB_REQUIRES( imp.turn )
 {
-    if ( inNwInterfaceStateEnd( imp.state.get() ) )
+    pb::Ref<IN_NW_INTERFACE_STATE> seen = look( imp );
+    pb::Ref<PB_SIGNAL> changed;
+    if ( !inNwInterfaceStateEquals( seen.get(), before ) )
+        changed = publish( imp, std::move( seen ) );
+    prTimerSchedule( imp.timer.get(), pollPeriod );
+    return changed;
+}
+
+/** A run of the process. An end that is requested while it polls has scheduled the next run. */
+pb::Ref<PB_SIGNAL> run( Imp &imp ) PB_REQUIRES( imp.turn )
+{
+    pb::Ref<IN_NW_INTERFACE_STATE> state = currentState( imp );
+    if ( inNwInterfaceStateEnd( state.get() ) )
         return {};
-    if ( imp.endRequested ) {
-        pb::Ref<IN_NW_INTERFACE_STATE> ended = imp.state;
-        inNwInterfaceStateSetEnd( ended.handle(), true );
-        return publishLocked( imp, std::move( ended ) );
+    if ( endRequested( imp ) ) {
+        inNwInterfaceStateSetEnd( state.handle(), true );
+        return publish( imp, std::move( state ) );
     }
     if ( prTimerScheduled( imp.timer.get() ) )
         return {}; // woken for nothing
-    pb::Ref<IN_NW_INTERFACE_STATE> seen = look( imp );
-    pb::Ref<PB_SIGNAL> changed;
-    if ( !inNwInterfaceStateEquals( seen.get(), imp.state.get() ) )
-        changed = publishLocked( imp, std::move( seen ) );
-    prTimerSchedule( imp.timer.get(), pollPeriod );
-    return changed;
+    return poll( imp, state.get() );
 }
 
 void in___NwInterfaceImpProcessFunc( PB_OBJ *argument )
@@ -181,8 +203,8 @@ void in___NwInterfaceImpProcessFunc( PB_OBJ *argument )
     Imp &imp = *in___NwInterfaceImpFrom( argument );
     pb::Ref<PB_SIGNAL> changed;
     {
-        pb::Lock lock( imp.monitor );
-        changed = runLocked( imp );
+        pb::Lock lock( imp.turn );
+        changed = run( imp );
     }
     if ( changed )
         pbSignalAssert( changed.get() );
@@ -273,8 +295,8 @@ bool tryRemove( const Imp &imp, IN_ADDRESS *addr )
     return answer == 0;
 }
 
-/** Lets the interface be polled soon. Under the monitor, so that no poll of before can schedule the timer after this. */
-void pollSoonLocked( Imp &imp ) PB_REQUIRES( imp.monitor )
+/** Lets the interface be polled soon. In turn, so that no poll of before can schedule the timer after this. */
+void pollSoon( Imp &imp ) PB_REQUIRES( imp.turn )
 {
     prTimerUnschedule( imp.timer.get() );
     prProcessSchedule( imp.process.get() );
@@ -320,8 +342,7 @@ PB_STRING *in___NwInterfaceImpIdentifier( IN___NW_INTERFACE_IMP *imp )
 IN_NW_INTERFACE_STATE *in___NwInterfaceImpState( IN___NW_INTERFACE_IMP *imp )
 {
     PB_ASSERT( imp );
-    pb::Lock lock( imp->monitor );
-    return imp->state.retained();
+    return currentState( *imp ).give();
 }
 
 void in___NwInterfaceImpUpdateAddSignalable( IN___NW_INTERFACE_IMP *imp, PB_SIGNALABLE *signalable )
@@ -340,14 +361,19 @@ void in___NwInterfaceImpTraceCompleteAnchor( IN___NW_INTERFACE_IMP *imp, TR_ANCH
     trAnchorComplete( anchor, imp->stream.get() );
 }
 
+/** Notes that the end is requested; whether it was not yet, and has not come either. */
+static bool noteEndRequest( Imp &imp )
+{
+    pb::Lock lock( imp.monitor );
+    return !inNwInterfaceStateEnd( imp.state.get() ) && !std::exchange( imp.endRequested, true );
+}
+
 void in___NwInterfaceImpSetEnd( IN___NW_INTERFACE_IMP *imp )
 {
     PB_ASSERT( imp );
-    pb::Lock lock( imp->monitor );
-    if ( imp->endRequested || inNwInterfaceStateEnd( imp->state.get() ) )
+    if ( !noteEndRequest( *imp ) )
         return;
     trStreamTextCstr( imp->stream.get(), "[in___NwInterfaceImpSetEnd()]", -1 );
-    imp->endRequested = true;
     prProcessSchedule( imp->process.get() );
 }
 
@@ -356,7 +382,7 @@ PB_BOOL in___NwInterfaceImpTrySetStatus( IN___NW_INTERFACE_IMP *imp, PB_INT stat
     PB_ASSERT( imp );
     PB_ASSERT( IN_NW_INTERFACE_STATUS_OK( status ) );
     bool up = status == IN_NW_INTERFACE_STATUS_UP;
-    pb::Lock lock( imp->monitor );
+    pb::Lock lock( imp->turn );
     Socket socket = in::hostSocket();
     ifreq request{};
     if ( !ask( *imp, socket, SIOCGIFFLAGS, request ) )
@@ -378,15 +404,16 @@ PB_BOOL in___NwInterfaceImpTrySetLayer3UnicastAddress(
     PB_INT prefixLength = optionalInNetwork && inNetworkHasPrefixLength( optionalInNetwork )
                               ? inNetworkPrefixLength( optionalInNetwork )
                               : inAddressLength( inAddress ) * 8;
-    pb::Lock lock( imp->monitor );
+    pb::Lock lock( imp->turn );
     trStreamTextFormatCstr( imp->stream.get(),
         "[in___NwInterfaceImpTrySetLayer3UnicastAddress()] address=%o, network=%o", -1, inAddress, optionalInNetwork );
     std::optional<int32_t> answer = in___NwInterfaceImpRtnetlinkTryModifyAddress(
         *imp, inAddress, prefixLength, RTM_NEWADDR, NLM_F_CREATE | NLM_F_REPLACE );
     if ( answer != 0 )
         return false;
-    in___NwInterfaceImpTrySendGratuitousArp( imp->stream.get(), imp->name.c_str(), imp->state.get(), inAddress );
-    pollSoonLocked( *imp );
+    in___NwInterfaceImpTrySendGratuitousArp(
+        imp->stream.get(), imp->name.c_str(), currentState( *imp ).get(), inAddress );
+    pollSoon( *imp );
     return true;
 }
 
@@ -394,10 +421,10 @@ PB_BOOL in___NwInterfaceImpTryDelLayer3UnicastAddress( IN___NW_INTERFACE_IMP *im
 {
     PB_ASSERT( imp );
     PB_ASSERT( inAddress );
-    pb::Lock lock( imp->monitor );
+    pb::Lock lock( imp->turn );
     trStreamTextFormatCstr(
         imp->stream.get(), "[in___NwInterfaceImpTryDelLayer3UnicastAddress()] address=%o", -1, inAddress );
     bool removed = tryRemove( *imp, inAddress );
-    pollSoonLocked( *imp );
+    pollSoon( *imp );
     return removed;
 }

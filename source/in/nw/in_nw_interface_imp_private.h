@@ -1,7 +1,7 @@
 /*
- * What stands behind an interface: a process that polls it, and the changes that the library makes to it. Any thread. Its
- * monitor is held while it is polled and changed, so that these never interleave, and for the ten milliseconds of a
- * gratuitous ARP.
+ * What stands behind an interface: a process that polls it, and the changes that the library makes to it. Any thread. Polls
+ * and changes never interleave: one waits for the other, and for the ten milliseconds of a gratuitous ARP. What only reads
+ * waits for neither.
  */
 #ifndef IN_NW_INTERFACE_IMP_PRIVATE_H
 #define IN_NW_INTERFACE_IMP_PRIVATE_H

@@ -1,6 +1,6 @@
 /*
  * The interfaces of the host, one object for each name, as long as the interface is there. What happens on the host is seen
- * within some five seconds. Any thread.
+ * within some five seconds; nothing here waits for the host. Any thread.
  */
 #ifndef IN_NW_INTERFACES_H
 #define IN_NW_INTERFACES_H

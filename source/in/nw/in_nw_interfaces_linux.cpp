@@ -1,7 +1,9 @@
 /*
  * The set of the host's interfaces. Its process looks for names every five seconds, on a worker thread of `pr` and once on
- * the thread that starts the module. The monitor guards the dictionary; an interface's own monitor may be entered within
- * it. Interfaces that leave the dictionary are let go, and the update signal is asserted, outside.
+ * the thread that starts the module. `turn` is held during a run, as long as the host takes; an interface's own turn may be
+ * entered within it. What a run makes of the dictionary it works out on its own copy, beside the readers. The monitor guards
+ * the dictionary that readers see, and is held for moments only. Interfaces that have left are let go, and the update signal
+ * is asserted, outside of both.
  */
 #include <in/base/in_update_signal_private.hpp>
 #include <in/nw/in_nw_host_private.hpp>
@@ -22,9 +24,11 @@ struct IN___NW_INTERFACES : PB_OBJ {
     pb::Ref<PB_SIGNALABLE> signalable;
     pb::Ref<PR_TIMER> timer;
 
+    pb::Monitor turn; // entered before the monitor
     pb::Monitor monitor;
     in::UpdateSignal update PB_GUARDED_BY( monitor );
-    pb::Ref<PB_DICT> interfaces PB_GUARDED_BY( monitor ) = pb::adopt( pbDictCreate() ); // by identifier
+    /** By identifier. Replaced by who holds `turn`. */
+    pb::Ref<PB_DICT> interfaces PB_GUARDED_BY( monitor ) = pb::adopt( pbDictCreate() );
 };
 
 static void in___NwInterfacesFreeFunc( PB_OBJ *obj )
@@ -62,27 +66,33 @@ void enter( pb::Ref<PB_DICT> &names, const pb::Ref<PB_STRING> &name )
     pbDictSet( names.handle(), pb::obj( name.get() ), pb::obj( name.get() ) );
 }
 
-/** Names from the host's list of addresses; false when it gives none. */
-bool tryGatherFromHost( pb::Ref<PB_DICT> &names )
+/** What a run makes of the set. */
+struct Run {
+    pb::Ref<PB_DICT> interfaces; // by identifier
+    std::vector<pb::Ref<IN_NW_INTERFACE>> ended;
+    bool added = false;
+};
+
+/** Names from the host's list of addresses. */
+void gatherFromHost( pb::Ref<PB_DICT> &names )
 {
     pb::Ref<IN___NW_HOST> host = in::hostSnapshot();
     if ( !host )
-        return false;
+        return;
     std::string_view previous;
     for ( const in::HostEntry &found : in::hostEntries( *host ) ) {
         if ( found.name != previous )
             enter( names, pb::string( found.name ) );
         previous = found.name;
     }
-    return true;
 }
 
 /** Names from the kernel's table of devices, after two lines of heading: also those of interfaces without any address. */
-bool tryGatherFromDevices( pb::Ref<PB_DICT> &names )
+void gatherFromDevices( pb::Ref<PB_DICT> &names )
 {
     pb::Ref<PB_LINE_SOURCE> lines = pb::adopt( pbLineSourceTryCreateFromFileCstr( "/proc/net/dev", -1 ) );
     if ( !lines )
-        return false;
+        return;
     PB_INT number = 0;
     while ( pb::Ref<PB_STRING> line = pb::adopt( pbLineSourceTryReadLine( lines.get() ) ) ) {
         auto pieces = pb::split<3>( pb::chars( line.get() ), ':' );
@@ -91,42 +101,41 @@ bool tryGatherFromDevices( pb::Ref<PB_DICT> &names )
         pb::Chars name = pb::trimLeading( pieces.at[0] );
         enter( names, pb::adopt( pbStringCreateFromCharsCopy( name.data(), PB_INT_FROM( name.size() ) ) ) );
     }
-    return true;
 }
 
 /**
- * The names of the host's interfaces. Null when neither source can be read, as in a process that has no descriptors left:
- * then nothing is known, which does not mean that every interface has gone.
+ * The names of the host's interfaces. Null when neither source gives any, as in a process that has no descriptors left:
+ * then nothing is known, which does not mean that every interface has gone. The loopback interface is always there.
  */
 pb::Ref<PB_DICT> tryGatherNames()
 {
     pb::Ref<PB_DICT> names = pb::adopt( pbDictCreate() );
-    bool fromHost = tryGatherFromHost( names );
-    bool fromDevices = tryGatherFromDevices( names );
-    return fromHost || fromDevices ? names : nullptr;
+    gatherFromHost( names );
+    gatherFromDevices( names );
+    return pbDictLength( names.get() ) > 0 ? names : nullptr;
 }
 
-/** Follows every interface, and takes those out that have ended; whether there were any. */
-bool removeEndedLocked( Set &set, PB_VECTOR *known ) PB_REQUIRES( set.monitor )
+/** Follows every interface, and takes those out that have ended. */
+void removeEnded( Set &set, Run &run )
 {
-    bool removed = false;
-    for ( PB_INT i = 0; i < pbVectorLength( known ); ++i ) {
-        pb::Ref<IN_NW_INTERFACE> iface = interfaceAt( known, i );
+    pb::Ref<PB_VECTOR> known = pb::adopt( pbDictValuesVector( run.interfaces.get() ) );
+    for ( PB_INT i = 0; i < pbVectorLength( known.get() ); ++i ) {
+        pb::Ref<IN_NW_INTERFACE> iface = interfaceAt( known.get(), i );
         inNwInterfaceUpdateAddSignalable( iface.get(), set.signalable.get() ); // first, so that no end is missed
         if ( !hasEnded( iface.get() ) )
             continue;
         pb::Ref<PB_STRING> identifier = pb::adopt( inNwInterfaceIdentifier( iface.get() ) );
-        pbDictDel( set.interfaces.handle(), pb::obj( identifier.get() ) );
-        removed = true;
+        pbDictDel( run.interfaces.handle(), pb::obj( identifier.get() ) );
+        run.ended.push_back( std::move( iface ) );
     }
-    return removed;
 }
 
 /** Has the interfaces end whose names have gone; they come out when they have. */
-void endVanished( PB_VECTOR *known, PB_DICT *names )
+void endVanished( const Run &run, PB_DICT *names )
 {
-    for ( PB_INT i = 0; i < pbVectorLength( known ); ++i ) {
-        pb::Ref<IN_NW_INTERFACE> iface = interfaceAt( known, i );
+    pb::Ref<PB_VECTOR> known = pb::adopt( pbDictValuesVector( run.interfaces.get() ) );
+    for ( PB_INT i = 0; i < pbVectorLength( known.get() ); ++i ) {
+        pb::Ref<IN_NW_INTERFACE> iface = interfaceAt( known.get(), i );
         pb::Ref<PB_STRING> identifier = pb::adopt( inNwInterfaceIdentifier( iface.get() ) );
         if ( !pbDictHas( names, pb::obj( identifier.get() ) ) )
             in___NwInterfaceImpSetEnd( impOf( iface ).get() );
@@ -143,50 +152,75 @@ pb::Ref<IN_NW_INTERFACE> createInterface( const Set &set, PB_STRING *name )
     return iface;
 }
 
-/** Takes in the interfaces whose names are new; whether there were any. */
-bool addNewLocked( Set &set, PB_DICT *names ) PB_REQUIRES( set.monitor )
+/** Those of the names that the set does not have. */
+std::vector<pb::Ref<PB_STRING>> newNames( const Run &run, PB_DICT *names )
 {
-    bool added = false;
+    std::vector<pb::Ref<PB_STRING>> found;
     pb::Ref<PB_VECTOR> all = pb::adopt( pbDictKeysVector( names ) );
     for ( PB_INT i = 0; i < pbVectorLength( all.get() ); ++i ) {
         pb::Ref<PB_STRING> name = pb::adoptAs<PB_STRING>( pbVectorObjAt( all.get(), i ) );
-        if ( pbDictHas( set.interfaces.get(), pb::obj( name.get() ) ) )
-            continue;
+        if ( !pbDictHas( run.interfaces.get(), pb::obj( name.get() ) ) )
+            found.push_back( std::move( name ) );
+    }
+    return found;
+}
+
+/** Takes in the interfaces whose names are new. */
+void addNew( const Set &set, Run &run, PB_DICT *names )
+{
+    std::vector<pb::Ref<PB_STRING>> found = newNames( run, names );
+    for ( const pb::Ref<PB_STRING> &name : found ) {
         pb::Ref<IN_NW_INTERFACE> iface = createInterface( set, name.get() );
         if ( hasEnded( iface.get() ) )
             continue;
-        pbDictSet( set.interfaces.handle(), pb::obj( name.get() ), pb::obj( iface.get() ) );
-        added = true;
+        pbDictSet( run.interfaces.handle(), pb::obj( name.get() ), pb::obj( iface.get() ) );
+        run.added = true;
     }
-    return added;
 }
 
-/** Looks for names and follows what they say; whether interfaces have come. */
-bool lookForNamesLocked( Set &set ) PB_REQUIRES( set.monitor )
+/** Looks for names and follows what they say. */
+void lookForNames( const Set &set, Run &run )
 {
-    bool added = false;
     if ( pb::Ref<PB_DICT> names = tryGatherNames() ) {
-        pb::Ref<PB_VECTOR> known = pb::adopt( pbDictValuesVector( set.interfaces.get() ) );
-        endVanished( known.get(), names.get() );
-        added = addNewLocked( set, names.get() );
+        endVanished( run, names.get() );
+        addNew( set, run, names.get() );
     }
     prTimerSchedule( set.timer.get(), pollPeriod );
-    return added;
+}
+
+pb::Ref<PB_DICT> currentInterfaces( Set &set )
+{
+    pb::Lock lock( set.monitor );
+    return set.interfaces;
+}
+
+/** Shows what has come and gone; the signal that is to be asserted out of turn. */
+pb::Ref<PB_SIGNAL> publish( Set &set, pb::Ref<PB_DICT> interfaces ) PB_REQUIRES( set.turn )
+{
+    pb::Lock lock( set.monitor );
+    std::swap( set.interfaces, interfaces ); // the old one goes with the parameter, outside the monitor
+    return set.update.replace();
+}
+
+/** A run of the process; the signal that is to be asserted out of turn, if interfaces have come or gone. */
+pb::Ref<PB_SIGNAL> runInTurn( Set &set, Run &run ) PB_REQUIRES( set.turn )
+{
+    run.interfaces = currentInterfaces( set );
+    removeEnded( set, run );
+    // Woken by an interface that is still there: its own affair.
+    if ( !run.ended.empty() || !prTimerScheduled( set.timer.get() ) )
+        lookForNames( set, run );
+    return run.ended.empty() && !run.added ? nullptr : publish( set, run.interfaces );
 }
 
 void in___NwInterfacesProcessFunc( PB_OBJ *argument )
 {
     Set &set = *in___NwInterfacesFrom( argument );
-    pb::Ref<PB_VECTOR> known; // holds what is taken out until the monitor has been left
+    Run run;
     pb::Ref<PB_SIGNAL> changed;
     {
-        pb::Lock lock( set.monitor );
-        known = pb::adopt( pbDictValuesVector( set.interfaces.get() ) );
-        bool removed = removeEndedLocked( set, known.get() );
-        // Woken by an interface that is still there: its own affair.
-        bool added = ( removed || !prTimerScheduled( set.timer.get() ) ) && lookForNamesLocked( set );
-        if ( removed || added )
-            changed = set.update.replace();
+        pb::Lock lock( set.turn );
+        changed = runInTurn( set, run );
     }
     if ( changed )
         pbSignalAssert( changed.get() );
@@ -202,10 +236,12 @@ pb::Ref<PB_SIGNAL> currentUpdateSignal()
 /** Empties the dictionary; what was in it. */
 pb::Ref<PB_VECTOR> takeInterfaces( Set &set )
 {
-    pb::Lock lock( set.monitor );
-    pb::Ref<PB_VECTOR> taken = pb::adopt( pbDictValuesVector( set.interfaces.get() ) );
-    pbDictClear( set.interfaces.handle() );
-    return taken;
+    pb::Ref<PB_DICT> taken = pb::adopt( pbDictCreate() );
+    {
+        pb::Lock lock( set.monitor );
+        std::swap( set.interfaces, taken );
+    }
+    return pb::adopt( pbDictValuesVector( taken.get() ) );
 }
 
 } // namespace
@@ -241,17 +277,14 @@ void in___NwInterfacesShutdownWait()
 
 PB_VECTOR *inNwInterfacesVector( void )
 {
-    Set &set = *in___NwInterfacesSet.get();
-    pb::Lock lock( set.monitor );
-    return pbDictValuesVector( set.interfaces.get() );
+    return pbDictValuesVector( currentInterfaces( *in___NwInterfacesSet.get() ).get() );
 }
 
 IN_NW_INTERFACE *inNwInterfacesInterfaceByIdentifier( PB_STRING *identifier )
 {
     PB_ASSERT( identifier );
-    Set &set = *in___NwInterfacesSet.get();
-    pb::Lock lock( set.monitor );
-    return pb::adoptAs<IN_NW_INTERFACE>( pbDictValue( set.interfaces.get(), pb::obj( identifier ) ) ).give();
+    pb::Ref<PB_DICT> interfaces = currentInterfaces( *in___NwInterfacesSet.get() );
+    return pb::adoptAs<IN_NW_INTERFACE>( pbDictValue( interfaces.get(), pb::obj( identifier ) ) ).give();
 }
 
 void inNwInterfacesUpdateAddSignalable( PB_SIGNALABLE *signalable )

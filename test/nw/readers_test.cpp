@@ -1,0 +1,115 @@
+/*
+ * What readers and users' functions get while the monitor is at work, and what the monitor makes of hosts that are slow,
+ * change under its eyes or have names that nobody expects. Its calls into the kernel are wrapped by the linker.
+ */
+#include <atomic>
+#include <ifaddrs.h>
+#include <in/nw/in_nw_interfaces_private.h>
+#include <in/nw/in_nw_util_private.h>
+#include <nw/nw_support.hpp>
+#include <support/waiting.hpp>
+#include <thread>
+
+using namespace test;
+
+namespace {
+
+/** While it is closed, who asks the host does not get an answer; counted by call. It opens by itself if nobody opens it. */
+struct Gate {
+    std::atomic<bool> closed = false;
+    std::atomic<int> ioctls = 0;
+    std::atomic<int> lists = 0;
+
+    void pass( std::atomic<int> &count )
+    {
+        if ( !closed )
+            return;
+        ++count;
+        eventually( [this] { return !closed; } );
+        closed = false;
+    }
+};
+Gate gate;
+
+} // namespace
+
+extern "C" int __real_ioctl( int fd, unsigned long request, void *argument );
+extern "C" int __wrap_ioctl( int fd, unsigned long request, void *argument );
+int __wrap_ioctl( int fd, unsigned long request, void *argument )
+{
+    gate.pass( gate.ioctls );
+    return __real_ioctl( fd, request, argument );
+}
+
+extern "C" int __real_getifaddrs( ifaddrs **list );
+extern "C" int __wrap_getifaddrs( ifaddrs **list );
+int __wrap_getifaddrs( ifaddrs **list )
+{
+    gate.pass( gate.lists );
+    return __real_getifaddrs( list );
+}
+
+namespace {
+
+void stopSet()
+{
+    in___NwInterfacesShutdown();
+    in___NwInterfacesShutdownWait();
+}
+
+/** Calls all that users, stacks and packet checks call of an interface and of the set. */
+void callEveryGetter( IN_NW_INTERFACE *iface )
+{
+    Waiter waiter;
+    auto identifier = pb::adopt( inNwInterfaceIdentifier( iface ) );
+    auto state = pb::adopt( inNwInterfaceState( iface ) );
+    auto stream = pb::adopt( trStreamCreateCstr( "test", -1 ) );
+    auto anchor = pb::adopt( trAnchorCreate( stream.get(), TR_ANCHOR_KIND_USES ) );
+    inNwInterfaceTraceCompleteAnchor( iface, anchor.get() );
+    inNwInterfaceUpdateAddSignalable( iface, waiter.get() );
+    inNwInterfaceUpdateDelSignalable( iface, waiter.get() );
+    inNwInterfacesUpdateAddSignalable( waiter.get() );
+    inNwInterfacesUpdateDelSignalable( waiter.get() );
+    auto all = pb::adopt( inNwInterfacesVector() );
+    auto found = pb::adopt( inNwInterfacesInterfaceByIdentifier( identifier.get() ) );
+    auto addresses = pb::adopt( in___NwUtilGatherLayer3UnicastAddressesVector() );
+}
+
+std::atomic<int> asked = 0;
+
+void askBack( PB_OBJ *iface )
+{
+    callEveryGetter( inNwInterfaceFrom( iface ) );
+    ++asked;
+}
+
+} // namespace
+
+TEST_F( Nw, NoReaderWaitsForTheHost )
+{
+    Interface lo = look( "lo" );
+    stopSet();
+    gate.closed = true;
+    std::thread set( in___NwInterfacesStartup );
+    std::thread change( [&] { in___NwInterfaceTrySetStatus( lo.get(), IN_NW_INTERFACE_STATUS_UP ); } );
+    ASSERT_TRUE( eventually( [] { return gate.lists > 0 && gate.ioctls > 0; } ) );
+    callEveryGetter( lo.get() );
+    EXPECT_TRUE( gate.closed ) << "a getter waited for what the host was asked";
+    gate.closed = false;
+    set.join();
+    change.join();
+    EXPECT_EQ( interfaceCount(), 1 );
+}
+
+TEST_F( Nw, FunctionsOfSignalsMayAsk )
+{
+    Interface v0;
+    auto ask = pb::adopt( pbSignalableCreate( askBack, pb::obj( interfaceNamed( "lo" ).get() ) ) );
+    asked = 0;
+    inNwInterfacesUpdateAddSignalable( ask.get() );
+    Links links( "ip link add v0 type veth peer name w0", { "v0" } );
+    EXPECT_TRUE( eventually( [] { return asked == 1; } ) );
+    inNwInterfaceUpdateAddSignalable( ( v0 = interfaceNamed( "v0" ) ).get(), ask.get() );
+    in___NwInterfaceTrySetLayer3UnicastAddress( v0.get(), address( "10.7.0.1" ).get(), nullptr );
+    EXPECT_TRUE( eventually( [] { return asked == 2; } ) );
+}
