@@ -3,10 +3,12 @@
  * change under its eyes or have names that nobody expects. Its calls into the kernel are wrapped by the linker.
  */
 #include <atomic>
+#include <cs/cs.h>
 #include <ifaddrs.h>
 #include <in/nw/in_nw_interfaces_private.h>
 #include <in/nw/in_nw_util_private.h>
 #include <nw/nw_support.hpp>
+#include <pr/pr.h>
 #include <support/waiting.hpp>
 #include <thread>
 
@@ -112,4 +114,35 @@ TEST_F( Nw, FunctionsOfSignalsMayAsk )
     inNwInterfaceUpdateAddSignalable( ( v0 = interfaceNamed( "v0" ) ).get(), ask.get() );
     in___NwInterfaceTrySetLayer3UnicastAddress( v0.get(), address( "10.7.0.1" ).get(), nullptr );
     EXPECT_TRUE( eventually( [] { return asked == 2; } ) );
+}
+
+namespace {
+
+/** Stops the modules while two interfaces are held, one that has vanished, and asks and releases them after that. */
+[[noreturn]] void stopWhileHeld()
+{
+    Interface lo = interfaceNamed( "lo" );
+    Interface gone;
+    {
+        Links links( "ip link add v0 type veth peer name w0", { "v0" } );
+        waitForInterfaces( 10'000, [] { return interfaceCount() == 3; } );
+        gone = interfaceNamed( "v0" );
+    }
+    waitForInterfaces( 10'000, [] { return interfaceCount() == 1; } );
+    PB_MODULE *modules[] = { inModule(), csModule(), prModule(), trModule() };
+    for ( auto phase : { &PB_MODULE::shutdown, &PB_MODULE::shutdownWait } )
+        for ( PB_MODULE *module : modules )
+            if ( module->*phase )
+                ( module->*phase )();
+    bool answers = take( inNwInterfaceIdentifier( gone.get() ) ) == "v0" &&
+                   inNwInterfaceStateEnd( stateOf( gone ).get() ) && !inNwInterfaceStateEnd( stateOf( lo ).get() );
+    lo = gone = nullptr;
+    std::_Exit( answers ? 0 : 1 );
+}
+
+} // namespace
+
+TEST_F( Nw, InterfacesMayBeHeldAtTheStop )
+{
+    EXPECT_EXIT( stopWhileHeld(), testing::ExitedWithCode( 0 ), "" );
 }

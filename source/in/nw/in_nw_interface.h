@@ -1,6 +1,7 @@
 /*
  * An interface of the host: its identifier, and snapshots of its state as the interface monitor last saw it. A handle;
- * any thread. Nothing here waits for the host.
+ * any thread. Nothing here waits for the host. A handle may be held for longer than the interface is there, and than the
+ * runtime runs: its last state stays.
  */
 #ifndef IN_NW_INTERFACE_H
 #define IN_NW_INTERFACE_H

@@ -2,8 +2,8 @@
  * The set of the host's interfaces. Its process looks for names every five seconds, on a worker thread of `pr` and once on
  * the thread that starts the module. `turn` is held during a run, as long as the host takes; an interface's own turn may be
  * entered within it. What a run makes of the dictionary it works out on its own copy, beside the readers. The monitor guards
- * the dictionary that readers see, and is held for moments only. Interfaces that have left are let go, and the update signal
- * is asserted, outside of both.
+ * the dictionary that readers see, and is held for moments only. Interfaces that have left are halted and let go, and the
+ * update signal is asserted, outside of both.
  */
 #include <in/base/in_update_signal_private.hpp>
 #include <in/nw/in_nw_host_private.hpp>
@@ -222,6 +222,9 @@ void in___NwInterfacesProcessFunc( PB_OBJ *argument )
         pb::Lock lock( set.turn );
         changed = runInTurn( set, run );
     }
+    // Somebody may hold them to the end of the module, which no process of theirs may see.
+    for ( const pb::Ref<IN_NW_INTERFACE> &iface : run.ended )
+        in___NwInterfaceImpHalt( impOf( iface ).get() );
     if ( changed )
         pbSignalAssert( changed.get() );
 }
