@@ -32,6 +32,7 @@ struct Gate {
     }
 };
 Gate gate;
+std::atomic<void ( * )()> afterNextList = nullptr; // called when the host's list has been made, before it is seen
 
 } // namespace
 
@@ -48,7 +49,10 @@ extern "C" int __wrap_getifaddrs( ifaddrs **list );
 int __wrap_getifaddrs( ifaddrs **list )
 {
     gate.pass( gate.lists );
-    return __real_getifaddrs( list );
+    int result = __real_getifaddrs( list );
+    if ( auto call = afterNextList.exchange( nullptr ) )
+        call();
+    return result;
 }
 
 namespace {
@@ -114,6 +118,17 @@ TEST_F( Nw, FunctionsOfSignalsMayAsk )
     inNwInterfaceUpdateAddSignalable( ( v0 = interfaceNamed( "v0" ) ).get(), ask.get() );
     in___NwInterfaceTrySetLayer3UnicastAddress( v0.get(), address( "10.7.0.1" ).get(), nullptr );
     EXPECT_TRUE( eventually( [] { return asked == 2; } ) );
+}
+
+TEST_F( Nw, AFirstStateIsNotOlderThanItsInterface )
+{
+    Links links( "true", { "v0" } );
+    stopSet();
+    afterNextList = [] { sh( "ip link add v0 type veth peer name w0 && ip address add 10.7.0.1/24 dev v0" ); };
+    in___NwInterfacesStartup();
+    Interface v0 = interfaceNamed( "v0" );
+    ASSERT_TRUE( v0 ) << "it was made before the table of devices was read";
+    EXPECT_TRUE( inNwInterfaceStateLayer3HasUnicastAddress( stateOf( v0 ).get(), address( "10.7.0.1" ).get() ) );
 }
 
 namespace {

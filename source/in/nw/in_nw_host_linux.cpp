@@ -1,7 +1,7 @@
 /*
  * Snapshots of the host, and the last one, which is kept for whoever asks next. Any thread asks, most of all the processes
- * of the interfaces, each under its own monitor; `turn` is held by the one that asks the kernel, `monitor` guards what is
- * kept and is held for moments only.
+ * of the interfaces, each in its own turn; `turn` is held by the one that asks the kernel, `monitor` guards what is kept and
+ * is held for moments only.
  *
  * The host's list costs what the whole host has, some milliseconds with a thousand interfaces, so that it must not be taken
  * by each interface for itself.
@@ -36,8 +36,8 @@ constexpr PB_INT shortestLife = 100;
 constexpr PB_INT longestLife = 500;
 
 /*
- * A snapshot may be used when it was begun after the last change that the library made. Changes are counted. Who takes a
- * snapshot notes the count before he asks the kernel; what is kept is usable only while the count is still that one. So:
+ * A snapshot may be used when it was begun after the last change that was told. Changes are counted. Who takes a snapshot
+ * notes the count before he asks the kernel; what is kept is usable only while the count is still that one. So:
  *
  * - The change came first: it had reached the kernel before it was counted, and the count was noted before the kernel was
  *   asked, so the snapshot shows it.

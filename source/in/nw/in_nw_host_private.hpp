@@ -29,7 +29,10 @@ struct HostEntry {
  * call. Null when the host gives none.
  */
 pb::Ref<IN___NW_HOST> hostSnapshot();
-/** Says that the library has changed the host: call it after the change, and before anybody is asked to look. */
+/**
+ * Says that the host has changed: snapshots that were begun before this call are not used any more. Call it after a change
+ * that the library made, or has come to know of, and before anybody is asked to look.
+ */
 void hostChanged();
 /** At the end of the module: lets the last snapshot go. */
 void hostShutdown();

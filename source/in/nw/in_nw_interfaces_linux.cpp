@@ -165,10 +165,15 @@ std::vector<pb::Ref<PB_STRING>> newNames( const Run &run, PB_DICT *names )
     return found;
 }
 
-/** Takes in the interfaces whose names are new. */
+/**
+ * Takes in the interfaces whose names are new. The snapshot that is kept may be older than they are, and lack their
+ * addresses, so their first states must not come from it.
+ */
 void addNew( const Set &set, Run &run, PB_DICT *names )
 {
     std::vector<pb::Ref<PB_STRING>> found = newNames( run, names );
+    if ( !found.empty() )
+        in::hostChanged();
     for ( const pb::Ref<PB_STRING> &name : found ) {
         pb::Ref<IN_NW_INTERFACE> iface = createInterface( set, name.get() );
         if ( hasEnded( iface.get() ) )
