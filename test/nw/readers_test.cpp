@@ -131,6 +131,28 @@ TEST_F( Nw, AFirstStateIsNotOlderThanItsInterface )
     EXPECT_TRUE( inNwInterfaceStateLayer3HasUnicastAddress( stateOf( v0 ).get(), address( "10.7.0.1" ).get() ) );
 }
 
+TEST_F( Nw, AnyNameThatTheKernelTakes )
+{
+    const std::string rows[] = {
+        "\"},{\"",
+        "..x",
+        "\u3000x", // white space, but none that the kernel puts before a name
+        "\u2028y",
+        "\u0085z",
+    };
+    std::string command = "true";
+    for ( std::size_t i = 0; i < std::size( rows ); ++i )
+        command += " && ip link add '" + rows[i] + "' type veth peer name p" + std::to_string( i );
+    Links links( command, { std::begin( rows ), std::end( rows ) } );
+    stopSet();
+    in___NwInterfacesStartup();
+    EXPECT_EQ( interfaceCount(), 1 + 2 * PB_INT_FROM( std::size( rows ) ) );
+    for ( const std::string &name : rows ) {
+        Interface iface = interfaceNamed( name );
+        EXPECT_TRUE( iface && inNwInterfaceStateHasStatus( stateOf( iface ).get() ) ) << name;
+    }
+}
+
 namespace {
 
 /** Stops the modules while two interfaces are held, one that has vanished, and asks and releases them after that. */

@@ -87,6 +87,14 @@ void gatherFromHost( pb::Ref<PB_DICT> &names )
     }
 }
 
+/** A name without the blanks before it. Other white space may be part of it, as the ideographic one may. */
+pb::Chars withoutBlanks( pb::Chars name )
+{
+    while ( !name.empty() && name.front() == ' ' )
+        name = name.subspan( 1 );
+    return name;
+}
+
 /** Names from the kernel's table of devices, after two lines of heading: also those of interfaces without any address. */
 void gatherFromDevices( pb::Ref<PB_DICT> &names )
 {
@@ -98,7 +106,7 @@ void gatherFromDevices( pb::Ref<PB_DICT> &names )
         auto pieces = pb::split<3>( pb::chars( line.get() ), ':' );
         if ( ++number <= 2 || pieces.count != 2 )
             continue;
-        pb::Chars name = pb::trimLeading( pieces.at[0] );
+        pb::Chars name = withoutBlanks( pieces.at[0] );
         enter( names, pb::adopt( pbStringCreateFromCharsCopy( name.data(), PB_INT_FROM( name.size() ) ) ) );
     }
 }
