@@ -87,7 +87,8 @@ static inline PB_INT pbIntConstrain( PB_INT value, PB_INT low, PB_INT high )
 
 /**
  * Ends the process for a broken precondition: writes the source path, the line, `context` and the text of the failed
- * expression (each of these two may be null) to standard error, then traps. Any thread.
+ * expression (each of these two may be null) to standard error, as far as that takes them within a second, then traps.
+ * Any thread, in a signal handler too.
  */
 PB_API void pb___Abort( const char *context, const char *path, PB_INT line, const char *expression )
     __attribute__( ( noreturn, cold ) );

@@ -4,7 +4,6 @@
  * The count is kept a thread at a time, so that making an object costs no locked instruction: each thread adds to a cell
  * of its own, and whoever asks adds up the cells under the lock. A thread that ends leaves its balance in `endedThreads`.
  */
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <pb/pb.hpp>
@@ -81,15 +80,6 @@ inline void countLive( int64_t difference )
 }
 
 } // namespace
-
-void pb___Abort( const char *context, const char *path, PB_INT line, const char *expression )
-{
-    const char *separator = context && expression ? ": " : "";
-    std::fprintf( stderr, "%s:%lld: %s%s%s\n", path, static_cast<long long>( line ), context ? context : "", separator,
-        expression ? expression : "" );
-    std::fflush( stderr );
-    __builtin_trap();
-}
 
 PB_OBJ *pb___ObjCreate( PB_INT size, const PB_SORT *sort )
 {
