@@ -4,7 +4,6 @@
  * takes, so that they never interleave. The monitor guards what readers take, and is held for moments only: a reader never
  * waits for the host. Update signals are asserted outside of both.
  */
-#include <in/base/in_update_signal_private.hpp>
 #include <in/nw/in_nw_arp_private.hpp>
 #include <in/nw/in_nw_host_private.hpp>
 #include <in/nw/in_nw_interface_imp_private.h>
@@ -16,6 +15,7 @@
 #include <linux/sockios.h>
 #include <net/if.h>
 #include <net/if_arp.h>
+#include <pb/pb_update_signal.hpp>
 #include <pr/pr.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -35,7 +35,7 @@ struct IN___NW_INTERFACE_IMP : PB_OBJ {
     pb::Monitor turn; // entered before the monitor
     pb::Monitor monitor;
     bool endRequested PB_GUARDED_BY( monitor ) = false;
-    in::UpdateSignal update PB_GUARDED_BY( monitor );
+    pb::UpdateSignal update; // replaced in the same stay in the monitor as what it tells of
     /** Replaced by who holds `turn`. */
     pb::Ref<IN_NW_INTERFACE_STATE> state PB_GUARDED_BY( monitor ) = pb::adopt( inNwInterfaceStateCreate() );
 };
@@ -210,13 +210,6 @@ void in___NwInterfaceImpProcessFunc( PB_OBJ *argument )
         pbSignalAssert( changed.get() );
 }
 
-pb::Ref<PB_SIGNAL> currentUpdateSignal( Imp *imp )
-{
-    PB_ASSERT( imp );
-    pb::Lock lock( imp->monitor );
-    return imp->update.current();
-}
-
 /** Says so when the host cannot be asked. Every poll tries again, without a word. */
 void traceWithoutSocket( Imp &imp )
 {
@@ -347,12 +340,14 @@ IN_NW_INTERFACE_STATE *in___NwInterfaceImpState( IN___NW_INTERFACE_IMP *imp )
 
 void in___NwInterfaceImpUpdateAddSignalable( IN___NW_INTERFACE_IMP *imp, PB_SIGNALABLE *signalable )
 {
-    pbSignalAddSignalable( currentUpdateSignal( imp ).get(), signalable );
+    PB_ASSERT( imp );
+    imp->update.add( signalable );
 }
 
 void in___NwInterfaceImpUpdateDelSignalable( IN___NW_INTERFACE_IMP *imp, PB_SIGNALABLE *signalable )
 {
-    pbSignalDelSignalable( currentUpdateSignal( imp ).get(), signalable );
+    PB_ASSERT( imp );
+    imp->update.del( signalable );
 }
 
 void in___NwInterfaceImpTraceCompleteAnchor( IN___NW_INTERFACE_IMP *imp, TR_ANCHOR *anchor )

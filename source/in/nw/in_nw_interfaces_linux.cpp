@@ -5,7 +5,6 @@
  * the dictionary that readers see, and is held for moments only. Interfaces that have left are halted and let go, and the
  * update signal is asserted, outside of both.
  */
-#include <in/base/in_update_signal_private.hpp>
 #include <in/nw/in_nw_host_private.hpp>
 #include <in/nw/in_nw_interface_private.h>
 #include <in/nw/in_nw_interfaces_private.h>
@@ -13,6 +12,7 @@
 #include <pb/pb_dict.h>
 #include <pb/pb_file.h>
 #include <pb/pb_text.hpp>
+#include <pb/pb_update_signal.hpp>
 #include <pr/pr.h>
 
 PB_CLASS( IN___NW_INTERFACES, in___NwInterfaces )
@@ -26,7 +26,7 @@ struct IN___NW_INTERFACES : PB_OBJ {
 
     pb::Monitor turn; // entered before the monitor
     pb::Monitor monitor;
-    in::UpdateSignal update PB_GUARDED_BY( monitor );
+    pb::UpdateSignal update; // replaced in the same stay in the monitor as what it tells of
     /** By identifier. Replaced by who holds `turn`. */
     pb::Ref<PB_DICT> interfaces PB_GUARDED_BY( monitor ) = pb::adopt( pbDictCreate() );
 };
@@ -242,13 +242,6 @@ void in___NwInterfacesProcessFunc( PB_OBJ *argument )
         pbSignalAssert( changed.get() );
 }
 
-pb::Ref<PB_SIGNAL> currentUpdateSignal()
-{
-    Set &set = *in___NwInterfacesSet.get();
-    pb::Lock lock( set.monitor );
-    return set.update.current();
-}
-
 /** Empties the dictionary; what was in it. */
 pb::Ref<PB_VECTOR> takeInterfaces( Set &set )
 {
@@ -305,10 +298,10 @@ IN_NW_INTERFACE *inNwInterfacesInterfaceByIdentifier( PB_STRING *identifier )
 
 void inNwInterfacesUpdateAddSignalable( PB_SIGNALABLE *signalable )
 {
-    pbSignalAddSignalable( currentUpdateSignal().get(), signalable );
+    in___NwInterfacesSet.get()->update.add( signalable );
 }
 
 void inNwInterfacesUpdateDelSignalable( PB_SIGNALABLE *signalable )
 {
-    pbSignalDelSignalable( currentUpdateSignal().get(), signalable );
+    in___NwInterfacesSet.get()->update.del( signalable );
 }
