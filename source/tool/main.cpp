@@ -2,9 +2,12 @@
  * quelvaris-in, the diagnostic program. It uses the library as any module does: loaded by the runtime, public functions
  * only. Exit codes: 0, 1 when the command found something wrong, 2 when the command line is.
  */
+#include <fcntl.h>
 #include <in/in.h>
 #include <optional>
+#include <sstream>
 #include <tool/tool.hpp>
+#include <unistd.h>
 
 namespace {
 
@@ -27,10 +30,25 @@ std::string versionText()
         record->productPatch, record->version, record->buildTime );
 }
 
-int complain( const std::string &text, int exitCode )
+/** One line on standard error; of a very long one, which quotes what it was given, the beginning and the end. */
+int complain( std::string text, int exitCode )
 {
-    fmt::print( stderr, "quelvaris-in: {}\n", text );
+    constexpr std::size_t most = 1000;
+    if ( text.size() > most )
+        text.replace( most / 2, text.size() - most, " ... " );
+    tool::tell( "quelvaris-in: " + tool::printable( text ) + "\n" );
     return exitCode;
+}
+
+/**
+ * A standard descriptor that was closed is taken by one that can be neither read nor written. Otherwise a socket would get
+ * its number, and the output.
+ */
+void holdStandardDescriptors()
+{
+    for ( int fd : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )
+        if ( fcntl( fd, F_GETFD ) < 0 && open( "/", O_PATH | O_CLOEXEC ) != fd )
+            _exit( 1 );
 }
 
 /** Help without the types, needs and exclusions that each option would be followed by: the words say what is meant. */
@@ -59,6 +77,13 @@ std::string namesOfCommands( const CLI::App *app )
     return names;
 }
 
+/** What is wrong with the values of an option, by what the parser says: "--port: At Most 1 required but received 2". */
+std::string problemOfValues( const std::string &said )
+{
+    return said.substr( 0, said.find( ':' ) ) +
+           ( said.ends_with( "missing" ) ? " needs a value" : " may be given only once" );
+}
+
 /** What is wrong with the command line, in one line. */
 std::string problem( const CLI::App &app, const CLI::ParseError &error )
 {
@@ -70,7 +95,7 @@ std::string problem( const CLI::App &app, const CLI::ParseError &error )
         return fmt::format( "'{}' is not expected", unknown.front() );
     if ( last->get_require_subcommand_min() > 0 )
         return fmt::format( "a command is missing; there are {}", namesOfCommands( last ) );
-    return error.what();
+    return error.get_name() == "ArgumentMismatch" ? problemOfValues( error.what() ) : error.what();
 }
 
 std::string helpOf( const CLI::App &app )
@@ -92,6 +117,16 @@ void addCommands( CLI::App &app, tool::Output &output )
     tool::addConfigCommands( app, output );
 }
 
+/** Prints the help or the version that was asked for. */
+int answer( const CLI::App &app, const CLI::ParseError &question )
+{
+    std::ostringstream text;
+    app.exit( question, text );
+    tool::write( text.str() );
+    tool::flush();
+    return 0;
+}
+
 int run( int argc, char **argv )
 {
     CLI::App app{ "Looks at what the IP networking layer sees and does.", "quelvaris-in" };
@@ -106,10 +141,11 @@ int run( int argc, char **argv )
     addCommands( app, output );
     try {
         app.parse( argc, argv );
+        tool::flush();
         return 0;
     } catch ( const CLI::ParseError &error ) {
         if ( error.get_exit_code() == 0 )
-            return app.exit( error );
+            return answer( app, error );
         return complain( fmt::format( "{} (see {})", problem( app, error ), helpOf( app ) ), 2 );
     } catch ( const tool::Misuse &misuse ) {
         return complain( fmt::format( "{} (see {})", misuse.what(), helpOf( app ) ), 2 );
@@ -120,6 +156,7 @@ int run( int argc, char **argv )
 
 int main( int argc, char **argv )
 {
+    holdStandardDescriptors();
     try {
         return run( argc, argv );
     } catch ( const std::exception &error ) {

@@ -3,6 +3,7 @@
 #define TOOL_HPP
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cs/cs.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -42,6 +43,14 @@ struct Report {
 };
 
 using Row = std::vector<std::string>;
+
+/** Writes to standard output, which is buffered, and hands on what was written. What cannot be written ends the command. */
+void write( std::string_view text );
+void flush();
+/** Writes to standard error; what cannot be written there is lost. */
+void tell( const std::string &text ) noexcept;
+/** A text from outside as a terminal may get it: control characters are written as \x1b. */
+std::string printable( std::string_view text );
 
 /** How results are printed: as JSON, or as text, keys set off in bold on a terminal. */
 class Output {
@@ -100,15 +109,13 @@ pb::Ref<CS_CONFIG> loadConfig( const std::string &file );
 Json ignored( CS_CONFIG *config, PB_STRING *name );
 
 /** Parses every text first, so that a bad one stops the command before anything is printed, then describes each. */
-template <class T, class Parse, class Describe>
-Json describeAll( const std::vector<std::string> &texts, const char *what, Parse parse, Describe describe )
+template <class T, class Describe>
+Json describeAll(
+    const std::vector<std::string> &texts, const char *what, T *( *parse )(PB_STRING *), Describe describe )
 {
     std::vector<pb::Ref<T>> objects;
-    for ( const std::string &text : texts ) {
-        objects.push_back( pb::adopt( parse( pb::string( text ).get() ) ) );
-        if ( !objects.back() )
-            fail( "'{}' is no {}", text, what );
-    }
+    for ( const std::string &text : texts )
+        objects.push_back( tool::parse( text, parse, what ) );
     Json results = Json::array();
     for ( std::size_t i = 0; i < texts.size(); ++i ) {
         Json item{ { "text", texts[i] } };
@@ -118,17 +125,43 @@ Json describeAll( const std::vector<std::string> &texts, const char *what, Parse
     return results;
 }
 
-/** Adds an option, or an argument, that takes a text, or a number within bounds; the help calls the value `type`. */
+/** A number within bounds in decimal digits, and nothing else: 070 is seventy, and nan is no number. */
+template <class T>
+std::string checkNumber( std::string &text, T low, T high )
+{
+    constexpr auto shown = []( T number ) {
+        if constexpr ( std::is_floating_point_v<T> )
+            return fmt::format( "{:.10g}", number );
+        else
+            return std::to_string( number );
+    };
+    T value{};
+    auto [end, error] = std::from_chars( text.data(), text.data() + text.size(), value );
+    bool whole = error == std::errc() && end == text.data() + text.size();
+    if ( !whole || !( value >= low && value <= high ) )
+        return fmt::format( "'{}' is no number from {} to {}", text, shown( low ), shown( high ) );
+    text = fmt::format( "{}", value );
+    return {};
+}
+
+/**
+ * Adds an option, or an argument, that takes a text, or a number within bounds; the help calls the value `type`. An option
+ * that is given must have a value: an empty one comes of a script's unset variable.
+ */
 template <class T>
 CLI::Option *addText( CLI::App &command, const char *name, T &variable, const char *type, const char *description )
 {
-    return command.add_option( name, variable, description )->type_name( type );
+    CLI::Option *option = command.add_option( name, variable, description )->type_name( type );
+    if ( *name == '-' )
+        option->check( []( const std::string &text ) { return text.empty() ? "the value is empty" : ""; } );
+    return option;
 }
 template <class T>
 CLI::Option *addNumber( CLI::App &command, const char *name, T &variable, const char *type, const char *description,
     std::type_identity_t<T> low, std::type_identity_t<T> high )
 {
-    return addText( command, name, variable, type, description )->check( CLI::Range( low, high ).description( "" ) );
+    return addText( command, name, variable, type, description )
+        ->transform( CLI::Validator( [=]( std::string &text ) { return checkNumber<T>( text, low, high ); }, "" ) );
 }
 
 /** Add the commands to the program. */

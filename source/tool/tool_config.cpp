@@ -48,8 +48,8 @@ void normalise( pb::Ref<CS_CONFIG> config, const std::string &file, bool full, b
     pb::Ref<PB_STRING> error;
     if ( !write ) {
         pb::Ref<PB_BUFFER> encoded = pb::adopt( csConfigEncode( config.get() ) );
-        auto length = static_cast<std::size_t>( pbBufferLength( encoded.get() ) );
-        std::fwrite( pbBufferBacking( encoded.get() ), 1, length, stdout );
+        tool::write( { reinterpret_cast<const char *>( pbBufferBacking( encoded.get() ) ),
+            static_cast<std::size_t>( pbBufferLength( encoded.get() ) ) } );
     } else if ( !csConfigTrySave( config.get(), pb::string( file ).get(), error.handle() ) ) {
         tool::fail( "{}", pb::text( error.get() ) );
     }

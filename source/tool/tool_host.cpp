@@ -9,9 +9,8 @@ using tool::take;
 
 Json neighbour( const std::string &text, const std::string &interface )
 {
-    pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromString( pb::string( text ).get() ) );
-    if ( !ina )
-        tool::fail( "'{}' is no IP address; write one like 192.0.2.1 or fe80::1", text );
+    pb::Ref<IN_ADDRESS> ina =
+        tool::parse( text, inAddressTryCreateFromString, "IP address; write one like 192.0.2.1 or fe80::1" );
     pb::Ref<PB_STRING> name = interface.empty() ? pb::Ref<PB_STRING>() : pb::string( interface );
     pb::Ref<IN_EUI48_ADDRESS> inea = pb::adopt( inEui48AddressTryLookup( ina.get(), name.get() ) );
     if ( !inea )

@@ -40,15 +40,20 @@ std::string mtuOf( State *state )
     return inNwInterfaceStateLayer2HasMtu( state ) ? std::to_string( inNwInterfaceStateLayer2Mtu( state ) ) : "";
 }
 
+constexpr PB_INT unknownSpeed = 4294967295000000; // what drivers say when they do not know
+
+bool speedKnown( State *state )
+{
+    return inNwInterfaceStateLayer2HasSpeedReceive( state ) &&
+           inNwInterfaceStateLayer2SpeedReceive( state ) != unknownSpeed;
+}
+
 std::string speedOf( State *state )
 {
-    constexpr PB_INT unknown = 4294967295000000; // what drivers say when they do not know
     constexpr PB_INT gigabit = 1'000'000'000;
-    if ( !inNwInterfaceStateLayer2HasSpeedReceive( state ) )
-        return "";
+    if ( !speedKnown( state ) )
+        return inNwInterfaceStateLayer2HasSpeedReceive( state ) ? "unknown" : "";
     PB_INT speed = inNwInterfaceStateLayer2SpeedReceive( state );
-    if ( speed == unknown )
-        return "unknown";
     return speed < gigabit ? fmt::format( "{} Mbit/s", speed / 1'000'000 )
                            : fmt::format( "{:.3g} Gbit/s", double( speed ) / gigabit );
 }
@@ -89,12 +94,16 @@ void printTable( const tool::Output &output, const Host &host )
         for ( tool::Row &row : rowsOf( name, seen.state.get() ) )
             rows.push_back( std::move( row ) );
     output.table( { "INTERFACE", "STATUS", "MAC", "MTU", "SPEED", "ADDRESS", "NETWORK" }, rows );
-    std::fflush( stdout );
+    tool::flush();
 }
 
 Json details( State *state )
 {
-    return tool::toJson( pb::adopt( inNwInterfaceStateStore( state ) ).get() );
+    Json item = tool::toJson( pb::adopt( inNwInterfaceStateStore( state ) ).get() );
+    for ( const char *key : { "layer2SpeedReceive", "layer2SpeedTransmit" } )
+        if ( item.contains( key ) && item[key] == unknownSpeed )
+            item[key] = nullptr;
+    return item;
 }
 
 void print( const tool::Output &output )
@@ -126,7 +135,7 @@ tool::Facts factsOf( State *state )
     return {
         { "status", one( statusOf( state ) ) },
         { "mtu", one( mtuOf( state ) ) },
-        { "speed", one( speedOf( state ) ) },
+        { "speed", one( speedKnown( state ) ? speedOf( state ) : "" ), true, "unknown" },
         { "mac", setOf( tool::texts( inNwInterfaceStateLayer2AddressesVector( state ) ) ), false },
         { "address", setOf( tool::texts( inNwInterfaceStateLayer3UnicastAddressesVector( state ) ) ), false },
         { "network", setOf( tool::texts( inNwInterfaceStateLayer3NetworksVector( state ) ) ), false },

@@ -1,6 +1,7 @@
 /* Printing results as JSON or as aligned text. */
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <tool/tool.hpp>
 #include <unistd.h>
 
@@ -9,15 +10,20 @@ namespace {
 std::string plain( const tool::Json &value )
 {
     if ( value.is_string() )
-        return value.get<std::string>();
+        return tool::printable( value.get<std::string>() );
     if ( value.is_boolean() )
         return value.get<bool>() ? "yes" : "no";
     if ( !value.is_array() )
-        return value.dump();
+        return value.dump( -1, ' ', false, tool::Json::error_handler_t::replace );
     std::string joined;
     for ( const tool::Json &entry : value )
         joined += ( joined.empty() ? "" : ", " ) + plain( entry );
     return joined.empty() ? "none" : joined;
+}
+
+[[noreturn]] void failOutput()
+{
+    tool::fail( "standard output: {}", strerrordesc_np( errno ) );
 }
 
 /** https://no-color.org: colour for people at a terminal who did not decline it. */
@@ -38,6 +44,39 @@ tool::Json valueToJson( PB_STORE *store, PB_INT index )
 
 } // namespace
 
+void tool::write( std::string_view text )
+{
+    if ( std::fwrite( text.data(), 1, text.size(), stdout ) != text.size() )
+        failOutput();
+}
+
+void tool::flush()
+{
+    if ( std::fflush( stdout ) != 0 )
+        failOutput();
+}
+
+void tool::tell( const std::string &text ) noexcept
+{
+    std::fputs( text.c_str(), stderr );
+}
+
+std::string tool::printable( std::string_view text )
+{
+    std::string shown;
+    for ( std::size_t i = 0; i < text.size(); ++i ) {
+        auto byte = static_cast<uint8_t>( text[i] );
+        auto next = static_cast<uint8_t>( i + 1 < text.size() ? text[i + 1] : 0 );
+        if ( byte < ' ' || byte == 0x7F )
+            shown += fmt::format( "\\x{:02x}", byte );
+        else if ( byte == 0xC2 && next >= 0x80 && next <= 0x9F ) // U+0080 to U+009F in UTF-8
+            shown += fmt::format( "\\x{:02x}", static_cast<uint8_t>( text[++i] ) );
+        else
+            shown += text[i];
+    }
+    return shown;
+}
+
 std::string tool::Output::bold( const std::string &text ) const
 {
     static const bool colour = wantsColour();
@@ -47,43 +86,42 @@ std::string tool::Output::bold( const std::string &text ) const
 void tool::Output::printItem( const Json &item ) const
 {
     if ( !item.is_object() ) {
-        fmt::print( "{}\n", plain( item ) );
+        write( fmt::format( "{}\n", plain( item ) ) );
         return;
     }
     std::size_t width = 0;
     for ( const auto &[key, value] : item.items() )
         width = std::max( width, key.size() );
     for ( const auto &[key, value] : item.items() )
-        fmt::print( "{}{}  {}\n", bold( key ), std::string( width - key.size(), ' ' ), plain( value ) );
+        write( fmt::format(
+            "{}{}  {}\n", bold( printable( key ) ), std::string( width - key.size(), ' ' ), plain( value ) ) );
 }
 
 void tool::Output::print( const Json &results ) const
 {
-    if ( json ) {
-        fmt::print( "{}\n", results.dump( 4, ' ', false, Json::error_handler_t::replace ) );
-        return;
-    }
+    if ( json )
+        return write( fmt::format( "{}\n", results.dump( 4, ' ', false, Json::error_handler_t::replace ) ) );
     if ( !results.is_array() )
         return printItem( results );
     for ( std::size_t i = 0; i < results.size(); ++i ) {
         if ( i > 0 && results[i].is_object() )
-            fmt::print( "\n" );
+            write( "\n" );
         printItem( results[i] );
     }
 }
 
 void tool::Output::line( const Json &object, const std::string &text ) const
 {
-    fmt::print( "{}\n", json ? object.dump( -1, ' ', false, Json::error_handler_t::replace ) : text );
-    std::fflush( stdout );
+    write( fmt::format( "{}\n", json ? object.dump( -1, ' ', false, Json::error_handler_t::replace ) : text ) );
+    flush();
 }
 
 void tool::Output::report( const Report &report ) const
 {
     if ( json )
-        line( report.json, "" );
-    else
-        printItem( report.text );
+        return line( report.json, "" );
+    printItem( report.text );
+    flush();
 }
 
 void tool::Output::table( const Row &head, const std::vector<Row> &rows, const std::string &indent ) const
@@ -93,16 +131,16 @@ void tool::Output::table( const Row &head, const std::vector<Row> &rows, const s
         widths.push_back( cell.size() );
     for ( const Row &row : rows )
         for ( std::size_t i = 0; i < row.size(); ++i )
-            widths[i] = std::max( widths[i], row[i].size() );
+            widths[i] = std::max( widths[i], printable( row[i] ).size() );
     auto aligned = [&]( const Row &row ) {
         std::string line;
         for ( std::size_t i = 0; i < row.size(); ++i )
-            line += fmt::format( "{:<{}}", row[i], widths[i] + 2 );
+            line += fmt::format( "{:<{}}", printable( row[i] ), widths[i] + 2 );
         return line.erase( line.find_last_not_of( ' ' ) + 1 );
     };
-    fmt::print( "{}{}\n", indent, bold( aligned( head ) ) );
+    write( fmt::format( "{}{}\n", indent, bold( aligned( head ) ) ) );
     for ( const Row &row : rows )
-        fmt::print( "{}{}\n", indent, aligned( row ) );
+        write( fmt::format( "{}{}\n", indent, aligned( row ) ) );
 }
 
 tool::Json tool::toJson( PB_STORE *store )

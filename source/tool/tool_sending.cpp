@@ -178,5 +178,5 @@ void tool::ping( const Output &output, const Lanes &lanes, const SendOptions &op
     session.run( options.rate, pinging.printsEchoes() );
     output.report( pinging.report( session.seconds() ) );
     if ( pinging.lost() > 0 )
-        fail( "{} datagrams were lost", pinging.lost() );
+        fail( "{} datagram{} lost", pinging.lost(), pinging.lost() == 1 ? " was" : "s were" );
 }

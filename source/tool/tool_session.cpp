@@ -59,7 +59,7 @@ tool::Progress::Progress( bool wanted, bool linesArePrinted )
 tool::Progress::~Progress()
 {
     if ( shown && overwrites )
-        fmt::print( stderr, "\r\033[K" );
+        tell( "\r\033[K" );
 }
 
 void tool::Progress::show( Time now, const Activity &activity )
@@ -70,9 +70,8 @@ void tool::Progress::show( Time now, const Activity &activity )
         next += std::chrono::seconds( 1 );
     if ( overwrites && tcgetpgrp( STDERR_FILENO ) != getpgrp() )
         return; // in the background the terminal is somebody else's
-    fmt::print( stderr, "{}{:.0f} s: {}{}", overwrites ? "\r\033[K" : "", secondsBetween( start, now ),
-        activity.progress(), overwrites ? "" : "\n" );
-    std::fflush( stderr );
+    tell( fmt::format( "{}{:.0f} s: {}{}", overwrites ? "\r\033[K" : "", secondsBetween( start, now ),
+        activity.progress(), overwrites ? "" : "\n" ) );
     shown = true;
 }
 
@@ -119,7 +118,7 @@ bool tool::Session::over( Time now )
     if ( !ending && ( interrupt.came() || now >= end || activity.complete() ) ) {
         ending = true;
         if ( interrupt.came() && isatty( STDOUT_FILENO ) && isatty( STDIN_FILENO ) )
-            fmt::print( "\n" ); // after the ^C that the terminal shows
+            write( "\n" ); // after the ^C that the terminal shows
         end = later( now, activity.patience() );
     }
     return ending && ( now >= end || activity.allThere() );

@@ -93,7 +93,7 @@ void print( const tool::Output &output, const std::vector<NamedStack> &stacks )
         return output.print( results );
     for ( const Json &item : results ) {
         if ( &item != &results.front() )
-            fmt::print( "\n" );
+            tool::write( "\n" );
         printText( output, item );
     }
 }
@@ -133,7 +133,7 @@ void watch( const tool::Output &output, const std::vector<NamedStack> &stacks )
     }
     if ( !output.json )
         print( output, stacks );
-    std::fflush( stdout );
+    tool::flush();
     for ( ;; ) {
         wake.wait();
         if ( interrupt.came() )

@@ -28,6 +28,18 @@ std::vector<std::string> namesOf( CS_CONFIG *config, const PB_SORT *sort )
     return names;
 }
 
+/** A word of a command line, as a shell takes it. */
+std::string quoted( const std::string &word )
+{
+    const std::string plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./:@%+,-";
+    if ( word.find_first_not_of( plain ) == word.npos )
+        return word;
+    std::string inner;
+    for ( char ch : word )
+        inner += ch == '\'' ? "'\\''" : std::string{ ch };
+    return "'" + inner + "'";
+}
+
 void makeLive( CS_CONFIG *config, const std::string &file )
 {
     pb::Ref<PB_STRING> error;
@@ -97,11 +109,11 @@ std::string tool::StackChoice::whyNoAddress( const NamedStack &stack ) const
 {
     std::string options;
     if ( !file.empty() )
-        options = fmt::format( " --config {} --name {}", file, stack.name );
+        options = fmt::format( " --config {} --name {}", quoted( file ), quoted( stack.name ) );
     if ( !interface.empty() )
-        options += " --interface " + interface;
+        options += " --interface " + quoted( interface );
     if ( !address.empty() )
-        options += " --address " + address;
+        options += " --address " + quoted( address );
     if ( loopback )
         options += " --loopback";
     return "quelvaris-in stack" + options;
@@ -119,7 +131,7 @@ NamedStack tool::StackChoice::only( IN_ADDRESS *optionalPeer ) const
     NamedStack &stack = stacks.front();
     pb::Ref<IN_ADDRESS> local = pb::adopt( inStackAddress( stack.stack.get() ) );
     if ( !local )
-        fail( "the stack has no address; '{}' tells why", whyNoAddress( stack ) );
+        fail( "the stack has no address; this tells why: {}", whyNoAddress( stack ) );
     if ( optionalPeer && inAddressVersion( local.get() ) != inAddressVersion( optionalPeer ) )
         fail( "the stack has the address {}, which is of another IP version than {}; choose another stack",
             take( inAddressToString( local.get() ) ), take( inAddressToString( optionalPeer ) ) );

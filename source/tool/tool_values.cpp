@@ -91,11 +91,8 @@ Json describeMac( IN_EUI48_ADDRESS *inea )
 Json networks( const std::vector<std::string> &texts, const std::string &contained )
 {
     pb::Ref<IN_ADDRESS> ina;
-    if ( !contained.empty() ) {
-        ina = pb::adopt( inAddressTryCreateFromString( pb::string( contained ).get() ) );
-        if ( !ina )
-            tool::fail( "'{}' is no IP address; give --contains one like 192.0.2.1", contained );
-    }
+    if ( !contained.empty() )
+        ina = tool::parse( contained, inAddressTryCreateFromString, "IP address; give --contains one like 192.0.2.1" );
     return tool::describeAll<IN_NETWORK>( texts, "network; write one like 192.0.2.0/24 or 2001:db8::/32",
         inNetworkTryCreateFromString, [&]( IN_NETWORK *net ) {
             Json item = describeNetwork( net );

@@ -1,8 +1,28 @@
 /* Waiting and interrupting. */
 #include <cstring>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <tool/tool.hpp>
 #include <tool/tool_wake.hpp>
+#include <unistd.h>
+
+namespace {
+
+bool outputHasReader()
+{
+    struct stat status;
+    return fstat( STDOUT_FILENO, &status ) == 0 && ( S_ISFIFO( status.st_mode ) || S_ISSOCK( status.st_mode ) );
+}
+
+/** Nobody reads the output any more. Ends the program as the next line would, which may be a long time off. */
+[[noreturn]] void endUnread()
+{
+    std::raise( SIGPIPE );
+    tool::tell( "quelvaris-in: standard output: Broken pipe\n" ); // the signal is ignored
+    _exit( 1 );
+}
+
+} // namespace
 
 void tool::Wake::wait( Time until )
 {
@@ -26,7 +46,9 @@ tool::Interrupt::Interrupt( Wake &wake )
     sigaddset( &signals, SIGTERM );
     fd = pb::Fd( signalfd( -1, &signals, SFD_CLOEXEC | SFD_NONBLOCK ) );
     if ( !fd || !observer || !unixFdObserverSetFd( observer.get(), fd.get(), UNIX_FD_READABLE ) )
-        fail( "signals cannot be taken: {}", std::strerror( errno ) );
+        fail( "signals cannot be taken: {}", strerrordesc_np( errno ) );
+    if ( outputHasReader() )
+        unixFdObserverSetFd( observer.get(), STDOUT_FILENO, UNIX_FD_ERROR );
     pthread_sigmask( SIG_BLOCK, &signals, &before );
     pbSignalAddSignalable( signal.get(), wake.signalable() );
     thread = std::thread( [this] { run(); } );
@@ -42,6 +64,8 @@ tool::Interrupt::~Interrupt()
 void tool::Interrupt::run()
 {
     while ( unixFdObserverWait( observer.get(), end.get() ) ) {
+        if ( unixFdObserverFd( observer.get() ) == STDOUT_FILENO )
+            endUnread();
         signalfd_siginfo taken;
         bool read = ::read( fd.get(), &taken, sizeof taken ) == sizeof taken;
         unixFdObserverUnblock( observer.get() );

@@ -28,8 +28,9 @@ private:
 };
 
 /**
- * Takes SIGINT and SIGTERM to the end of its scope. The library's threads block all signals, so they are this thread's,
- * which blocks them too, and are read from a descriptor by a thread of its own. The second one ends the program at once.
+ * Takes SIGINT and SIGTERM to the end of its scope. The library's threads block them, so they are this thread's, which
+ * blocks them too, and are read from a descriptor by a thread of its own. The second one ends the program at once. So
+ * does the end of who reads the output, where that is a pipe.
  */
 class Interrupt {
 public:

@@ -24,7 +24,7 @@ Json valueOf( const tool::Fact &fact )
 
 std::string textOf( const tool::Fact &fact )
 {
-    return fact.values.empty() ? "none" : *fact.values.begin();
+    return fact.values.empty() ? fact.absent : *fact.values.begin();
 }
 
 } // namespace
@@ -33,7 +33,8 @@ void tool::ChangePrinter::print( const std::string &thing, const Json &change, c
 {
     Json object{ { "time", timeInFull() }, { "name", thing } };
     object.update( change );
-    output.line( object, fmt::format( "{} {}: {}", timeOfDay(), output.bold( thing ), text ) );
+    output.line(
+        object, fmt::format( "{} {}: {}", timeOfDay(), output.bold( printable( thing ) ), printable( text ) ) );
 }
 
 void tool::ChangePrinter::happened( const std::string &thing, const std::string &change, const Json &details ) const

@@ -12,6 +12,7 @@ struct Fact {
     std::string name;
     std::set<std::string> values;
     bool single = true;
+    const char *absent = "none"; // what people read where there is no value
 };
 /** All that is known of a thing; the same names at the same places each time. */
 using Facts = std::vector<Fact>;

@@ -78,7 +78,10 @@ TEST( CommandLine, IsAnsweredInOneLine )
         { "interfaces --wach", 2, "'--wach' is not expected" },
         { "udp ping", 2, "ADDRESS is required" },
         { "udp ping localhost 7", 2, "'localhost' is no IP address; write one like" },
-        { "udp ping 127.0.0.1 65536", 2, "PORT: Value 65536 not in range 1 to 65535" },
+        { "udp ping 127.0.0.1 65536", 2, "PORT: '65536' is no number from 1 to 65535" },
+        { "udp ping 127.0.0.1 0x10", 2, "PORT: '0x10' is no number" },
+        { "udp ping 127.0.0.1 7 --wait nan", 2, "--wait: 'nan' is no number from 0 to 3600" },
+        { "udp ping 127.0.0.1 7 --count", 2, "--count needs a value" },
         { "udp ping 127.0.0.1 7 --size 23", 2, "--size" },
         { "udp ping 127.0.0.1 7 --rate 0", 2, "--rate" },
         { "udp ping 127.0.0.1 7 --rtp", 2, "port 7 is odd" },
@@ -86,16 +89,25 @@ TEST( CommandLine, IsAnsweredInOneLine )
         { "udp ping 127.0.0.1 7 --loopback --filter 10.0.0.0/8 --filter ::1", 1,
             "the filter does not permit 127.0.0.1" },
         { "udp listen --port 7 --port-range 7-8", 2, "--port" },
+        { "udp listen --port 7 --port 8", 2, "--port may be given only once" },
         { "udp listen --loopback --port-range 9-8", 2, "'9-8' is no range of ports" },
         { "udp listen --loopback --port-range 1-65536", 2, "is no range of ports" },
         { "udp listen --loopback --rtp --port 7007", 2, "7007 is odd" },
         { "udp listen --qos loud", 2, "--qos: loud not in" },
         { "udp listen --address 10", 2, "'10' is no IP address" },
-        { "udp listen --interface nosuch", 1, "no address; 'quelvaris-in stack --interface nosuch' tells why" },
+        { "udp listen --interface ''", 2, "--interface: the value is empty" },
+        { "udp listen --interface \"it's\"", 1,
+            "no address; this tells why: quelvaris-in stack --interface 'it'\\''s'" },
         { "udp listen --config " HOST_JSON, 2, "choose one with --stack: host, loopback" },
         { "stack --name host", 2, "--name requires --config" },
         { "stack --config /nonexistent.json", 1, "/nonexistent.json" },
         { "stack --config " HOST_JSON " --name voice", 1, "has no stack 'voice'; it has host, loopback" },
+        { "address 10.0.0.1 foo", 2, "'foo' is no IP address" },
+        { "address \"$( printf '\\033\\n\\302\\233' )x\"", 2, "'\\x1b\\x0a\\x9bx' is no IP address" },
+        { "network 10.0.0.0/33", 2, "'10.0.0.0/33' is no network" },
+        { "network 10.0.0.0/8 --contains foo", 2, "'foo' is no IP address" },
+        { "mac foo", 2, "'foo' is no hardware address" },
+        { "neighbour foo", 2, "'foo' is no IP address" },
         { "multicast listen 10.9.0.1 7000", 2, "10.9.0.1 is no multicast group" },
         { "multicast send 10.9.0.1 7000", 2, "10.9.0.1 is no multicast group" },
         { "multicast listen 239.1.2.3 7000 --interface nosuch", 1, "could not be joined on nosuch" },
@@ -111,6 +123,37 @@ TEST( CommandLine, IsAnsweredInOneLine )
     }
 }
 
+TEST( Output, ThatCannotBeWrittenFails )
+{
+    struct Case {
+        const char *redirection;
+        const char *error;
+    };
+    const Case cases[] = { { " > /dev/full", "No space left on device" }, { " >&-", "Bad file descriptor" } };
+    for ( const char *arguments : { "--help", "--version", "modules", "--json modules", "address ::1",
+              "interfaces --watch", "--json stack --watch", "config normalise " HOST_JSON, "udp listen --loopback",
+              "udp ping 127.0.0.1 9 --loopback --count 1", "udp send 127.0.0.1 9 --loopback --count 1" } )
+        for ( const Case &row : cases ) {
+            Program program( std::string( TOOL " " ) + arguments + row.redirection );
+            EXPECT_EQ( program.exitCode(), 1 ) << arguments << row.redirection;
+            EXPECT_EQ( program.errors(), std::string( "quelvaris-in: standard output: " ) + row.error + '\n' );
+        }
+    EXPECT_EQ( Program( TOOL " nosuch 2> /dev/full" ).exitCode(), 2 );
+}
+
+TEST( Output, EndsWithItsReader )
+{
+    for ( const char *arguments : { "interfaces --watch", "udp listen --loopback" } ) {
+        std::string pipe = "{ " TOOL " " + std::string( arguments ) + "; echo ended $? >&2; } | head -n 1 > /dev/null";
+        Program program( "sh -c '" + pipe + "'" );
+        program.rest();
+        EXPECT_EQ( program.errors(), "ended 141\n" ) << arguments; // by SIGPIPE, without a word
+        Program ignoring( "sh -c 'trap \"\" PIPE; " + pipe + "'" );
+        ignoring.rest();
+        EXPECT_EQ( ignoring.errors(), "quelvaris-in: standard output: Broken pipe\nended 1\n" ) << arguments;
+    }
+}
+
 TEST( Configuration, OfTheExampleIsKnownWhole )
 {
     Json objects = json( Program( TOOL " --json config check " HOST_JSON ) );
@@ -121,12 +164,15 @@ TEST( Configuration, OfTheExampleIsKnownWhole )
 
 TEST_F( Tool, InterfacesAreThoseThatTheSystemShows )
 {
-    sh( "ip link add unused type veth peer name idle && ip link set v0 mtu 1400" );
+    sh( "ip link add unused type veth peer name idle && ip link set v0 mtu 1400 && ip link add empty type bridge" );
     std::map<std::string, Json> seen;
     for ( const Json &interface : json( here( "--json interfaces" ) ) )
         seen[interface["name"]] = interface;
     Json host = json( Program( "ip -j address" ) );
     ASSERT_EQ( seen.size(), host.size() );
+    EXPECT_TRUE( seen["empty"].contains( "layer2SpeedReceive" ) );
+    EXPECT_EQ( seen["empty"]["layer2SpeedReceive"], nullptr ) << "of a bridge without ports no speed is known";
+    EXPECT_EQ( seen["v0"]["layer2SpeedTransmit"], 10'000'000'000 );
     for ( const Json &link : host ) {
         Json interface = seen[link["ifname"]];
         bool up = std::ranges::count( link["flags"], "UP" ) > 0;
