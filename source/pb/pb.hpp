@@ -180,9 +180,16 @@ template <class T>
     return adopt( reinterpret_cast<T *>( object ) );
 }
 
+/** Ends the process for a use of the library before the runtime was started, or after it was stopped. */
+[[noreturn]] inline void abortNotRunning( bool wasStopped )
+{
+    pb___Abort(
+        wasStopped ? "the runtime has been stopped" : "the runtime has not been started", __FILE__, __LINE__, nullptr );
+}
+
 /**
- * A module-global reference: set at start-up, dropped at shut-down, when it becomes all ones. No destructor runs at the
- * end of the process, so that a thread that still runs then finds it whole.
+ * A module-global reference: set at start-up, dropped at shut-down, when it becomes all ones. A use before and after that
+ * aborts. No destructor runs at the end of the process, so that a thread that still runs then finds it whole.
  */
 template <class T>
 class Global {
@@ -195,16 +202,51 @@ public:
     void set( T *adopted ) noexcept { object = adopted; }
     void drop() noexcept
     {
-        if ( object && object != released<T>() )
-            release( obj( object ) );
+        if ( T *held = optional() )
+            release( obj( held ) );
         object = released<T>();
     }
-    T *get() const noexcept { return object; }
+    /** Lends the object; aborts when there is none. */
+    T *get() const
+    {
+        if ( !optional() ) [[unlikely]]
+            abortNotRunning( object );
+        return object;
+    }
+    /** Lends the object, or null before start-up and after shut-down, and when null was set. */
+    T *optional() const noexcept { return object == released<T>() ? nullptr : object; }
     /** The place of the reference, as of a plain pointer, for setters. */
     T **operator&() noexcept { return &object; }
 
 private:
     T *object = nullptr;
+};
+
+/** The same for a module's state that is no object: made at start-up and freed at shut-down. */
+template <class T>
+class GlobalState {
+public:
+    constexpr GlobalState() noexcept = default;
+    GlobalState( const GlobalState & ) = delete;
+    GlobalState &operator=( const GlobalState & ) = delete;
+
+    template <class... Arguments>
+    void start( Arguments &&...arguments )
+    {
+        state = new T( std::forward<Arguments>( arguments )... );
+    }
+    void stop() { delete std::exchange( state, released<T>() ); }
+    /** Aborts when there is none. */
+    T *operator->() const { return &**this; }
+    T &operator*() const
+    {
+        if ( !state || state == released<T>() ) [[unlikely]]
+            abortNotRunning( state );
+        return *state;
+    }
+
+private:
+    T *state = nullptr;
 };
 
 /** A new object with one reference; `arguments` are its fields in order, all or none, or go to its constructor. */

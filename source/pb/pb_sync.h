@@ -93,6 +93,13 @@ PB_API PB_BOOL pbAlertIsSet( PB_ALERT *alert );
 PB_API void pbAlertAddAlertable( PB_ALERT *alert, PB_ALERTABLE *alertable );
 PB_API void pbAlertDelAlertable( PB_ALERT *alert, PB_ALERTABLE *alertable );
 
+/**
+ * How many times the process has come out of a fork since this library was loaded. Whoever remembers it can tell later
+ * whether it is in a child, which has its parent's memory and descriptors but none of its threads, and where a lock that
+ * another thread held stays locked for good.
+ */
+PB_API PB_INT pbForkCount( void );
+
 PB_CLASS( PB_THREAD, pbThread )
 
 typedef void PB_THREAD_FUNC( PB_OBJ *argument );

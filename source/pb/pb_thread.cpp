@@ -20,6 +20,10 @@ namespace {
 
 constexpr std::size_t kernelNameMax = 15;
 
+/** Changed in a forked child before anything else runs there. */
+constinit std::atomic<PB_INT> forks = 0;
+[[maybe_unused]] const int forksAreCounted = pthread_atfork( nullptr, nullptr, [] { ++forks; } );
+
 struct Start {
     const PB_THREAD *thread;
     std::string name;
@@ -90,6 +94,11 @@ bool trySpawn( PB_THREAD &thread, std::unique_ptr<Start> start )
 }
 
 } // namespace
+
+PB_INT pbForkCount( void )
+{
+    return forks.load( std::memory_order_relaxed );
+}
 
 static void pb___ThreadFreeFunc( PB_OBJ *obj )
 {

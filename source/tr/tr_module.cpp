@@ -27,14 +27,14 @@ static TR_SINK *createEnvironmentSink()
 PB_BOOL tr___ModuleStartup( void )
 {
     environmentSink.set( createEnvironmentSink() );
-    if ( environmentSink.get() )
+    if ( environmentSink.optional() )
         trSystemAddSink( environmentSink.get() );
     return true;
 }
 
 void tr___ModuleShutdown( void )
 {
-    if ( environmentSink.get() )
+    if ( environmentSink.optional() )
         trSystemDelSink( environmentSink.get() );
     environmentSink.drop();
 }

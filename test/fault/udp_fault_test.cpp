@@ -45,12 +45,12 @@ pb::Ref<IN_ADDRESS> address( const char *text )
 /** What becomes of a datagram that the channel sends to itself: "received", "failed" (the channel), or "lost". */
 std::string sendToItself( PB_INT chan )
 {
-    pb::Ref<IN_UDP_ADDRESS> self = pb::adopt( in___ImpUdpChannelLocalAddress( chan ) );
-    in___ImpUdpChannelSendBytes( chan, self.get(), "x", 1 );
+    in::UdpPath &path = in___ImpUdpChannelPath( chan );
+    path.sendBytes( path.localAddress().get(), "x", 1 );
     for ( PB_INT end = pbTimestamp() + 100; pbTimestamp() < end; std::this_thread::yield() ) {
-        if ( pb::adopt( in___ImpUdpChannelReceive( chan ) ) )
+        if ( path.optionalReceive() )
             return "received";
-        if ( in___ImpUdpChannelError( chan ) )
+        if ( path.error() )
             return "failed";
     }
     return "lost";
@@ -65,7 +65,9 @@ TEST( FaultUdp, SendsAndReceivesOrTells )
     fault::ladder( { "received", "refused", "failed", "lost" }, [&]() -> std::string {
         Engine engine;
         fault::Armed armed;
-        PB_INT chan = in___ImpUdpChannelTryCreate( localhost.get(), -1, nullptr, 0, qos.get(), nullptr );
+        in::OpenFailure failure;
+        PB_INT chan = in___ImpUdpChannelTryCreate(
+            { .localAddress = localhost.get(), .ports = {}, .optionalQosStack = qos.get() }, failure );
         if ( chan < 0 )
             return "refused";
         std::string outcome = sendToItself( chan );
@@ -81,10 +83,15 @@ TEST( FaultUdp, JoinsOrRefuses )
     fault::ladder( { "joined", "refused", "failed" }, [&]() -> std::string {
         Engine engine;
         fault::Armed armed;
-        PB_INT chan = in___ImpUdpChannelTryCreate( group.get(), 35'008, nullptr, 0, nullptr, interfaceName.get() );
+        in::OpenFailure failure;
+        PB_INT chan = in___ImpUdpChannelTryCreate( { .localAddress = group.get(),
+                                                       .optionalPort = 35'008,
+                                                       .ports = {},
+                                                       .optionalInterface = interfaceName.get() },
+            failure );
         if ( chan < 0 )
             return "refused";
-        bool failed = in___ImpUdpChannelError( chan );
+        bool failed = in___ImpUdpChannelPath( chan ).error();
         in___ImpUdpChannelDestroy( chan );
         return failed ? "failed" : "joined";
     } );

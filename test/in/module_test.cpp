@@ -22,9 +22,9 @@ const int threads = test::addFixture(
 // checked after the module was stopped
 const int globals = test::addFixture( -1, { [] {},
                                               [] {
-                                                  EXPECT_EQ( in___AddressVersionEnum.get(), pb::released<PB_ENUM>() );
-                                                  EXPECT_EQ( in___FlagsFlagset.get(), pb::released<PB_FLAGSET>() );
-                                                  EXPECT_EQ( in___NwAddressTypeEnum.get(), pb::released<PB_ENUM>() );
+                                                  EXPECT_EQ( *( &in___AddressVersionEnum ), pb::released<PB_ENUM>() );
+                                                  EXPECT_EQ( *( &in___FlagsFlagset ), pb::released<PB_FLAGSET>() );
+                                                  EXPECT_EQ( *( &in___NwAddressTypeEnum ), pb::released<PB_ENUM>() );
                                               } } );
 
 } // namespace

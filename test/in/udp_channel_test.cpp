@@ -13,39 +13,28 @@ using test::payloadOf;
 using test::textOf;
 
 /** A mapping that opens channels of the backend, seen outside under another port. */
-class Mapped final : public in::MapUdpChannel {
+class Mapped final : public in::UdpPath {
 public:
     explicit Mapped( PB_INT handle ) : imp( handle ) {}
     ~Mapped() override { in___ImpUdpChannelDestroy( imp ); }
-    pb::Ref<IN_QOS_STACK> optionalQosStack() override { return pb::adopt( in___ImpUdpChannelQosStack( imp ) ); }
-    pb::Ref<IN_UDP_ADDRESS> localAddress() override { return pb::adopt( in___ImpUdpChannelLocalAddress( imp ) ); }
-    PB_INT flags() override { return in___ImpUdpChannelFlags( imp ); }
+    pb::Ref<IN_QOS_STACK> optionalQosStack() override { return path().optionalQosStack(); }
+    pb::Ref<IN_UDP_ADDRESS> localAddress() override { return path().localAddress(); }
+    PB_INT flags() override { return path().flags(); }
     bool error() override { return failed; }
-    void errorAddSignalable( PB_SIGNALABLE *signalable ) override
-    {
-        in___ImpUdpChannelErrorAddSignalable( imp, signalable );
-    }
-    void errorDelSignalable( PB_SIGNALABLE *signalable ) override
-    {
-        in___ImpUdpChannelErrorDelSignalable( imp, signalable );
-    }
+    void errorAddSignalable( PB_SIGNALABLE *signalable ) override { path().errorAddSignalable( signalable ); }
+    void errorDelSignalable( PB_SIGNALABLE *signalable ) override { path().errorDelSignalable( signalable ); }
     bool mapped() override { return false; }
     void mappedAddSignalable( PB_SIGNALABLE *signalable ) override { waiting = signalable; }
     void mappedDelSignalable( PB_SIGNALABLE * ) override { waiting = nullptr; }
     pb::Ref<IN_UDP_ADDRESS> optionalMappedLocalAddress() override { return {}; }
-    void sendBytes( IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount ) override
+    int sendBytes( IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount ) override
     {
-        in___ImpUdpChannelSendBytes( imp, remoteAddress, bytes, byteCount );
+        return path().sendBytes( remoteAddress, bytes, byteCount );
     }
-    pb::Ref<IN_UDP_PACKET> optionalReceive() override { return pb::adopt( in___ImpUdpChannelReceive( imp ) ); }
-    void receiveAddAlertable( PB_ALERTABLE *alertable ) override
-    {
-        in___ImpUdpChannelReceiveAddAlertable( imp, alertable );
-    }
-    void receiveDelAlertable( PB_ALERTABLE *alertable ) override
-    {
-        in___ImpUdpChannelReceiveDelAlertable( imp, alertable );
-    }
+    pb::Ref<IN_UDP_PACKET> optionalReceive() override { return failed ? nullptr : path().optionalReceive(); }
+    void receiveAddAlertable( PB_ALERTABLE *alertable ) override { path().receiveAddAlertable( alertable ); }
+    void receiveDelAlertable( PB_ALERTABLE *alertable ) override { path().receiveDelAlertable( alertable ); }
+    in::UdpPath &path() { return in___ImpUdpChannelPath( imp ); }
 
     PB_INT imp;
     bool failed = false;
@@ -65,8 +54,13 @@ public:
         if ( !opens )
             return {};
         pb::Ref<IN_ADDRESS> ina = pb::adopt( inStackAddress( stack ) );
-        return wrap(
-            in___ImpUdpChannelTryCreate( ina.get(), optionalLocalPort, nullptr, flags, optionalQosStack, nullptr ) );
+        in::OpenFailure failure;
+        return wrap( in___ImpUdpChannelTryCreate( { .localAddress = ina.get(),
+                                                      .optionalPort = optionalLocalPort,
+                                                      .ports = {},
+                                                      .flags = flags,
+                                                      .optionalQosStack = optionalQosStack },
+            failure ) );
     }
     pb::Ref<PB_VECTOR> tryCreateUdpChannelsRtp(
         IN_STACK *stack, IN_QOS_STACK *optionalQosStack, PB_INT flags, TR_ANCHOR * ) override
@@ -74,7 +68,10 @@ public:
         PB_INT rtp = -1;
         PB_INT rtcp = -1;
         pb::Ref<IN_ADDRESS> ina = pb::adopt( inStackAddress( stack ) );
-        if ( !opens || !in___ImpUdpChannelTryCreateRtp( &rtp, &rtcp, ina.get(), nullptr, flags, optionalQosStack ) )
+        in::OpenFailure failure;
+        in::OpenPlan plan{
+            .localAddress = ina.get(), .ports = {}, .flags = flags, .optionalQosStack = optionalQosStack };
+        if ( !opens || !in___ImpUdpChannelTryCreateRtp( &rtp, &rtcp, plan, failure ) )
             return {};
         pb::Ref<PB_VECTOR> pair = pb::adopt( pbVectorCreate() );
         for ( PB_INT imp : { rtp, rtcp } )
@@ -280,13 +277,16 @@ TEST( UdpChannel, TellsWhyNot )
             std::string::npos )
             << text;
     }
+    test::Recording why;
+    EXPECT_FALSE( test::channelOn( up.get(), busy.port ) );
+    EXPECT_TRUE( why.brings( "[inUdpChannelTryCreate()] bind: Address already in use (EADDRINUSE)" ) );
     test::Recording recording;
     EXPECT_FALSE(
         pairOn( down.get() ).rtp || pairOn( up.get(), noPeer.get() ).rtp || pairOn( up.get(), refuses.get() ).rtp );
     std::string text = recording.text();
-    for ( const char *why :
+    for ( const char *told :
         { "inStackAddress(): null", "inMapStackPeer(): null", "inMapStackPeerTryCreateUdpChannelsRtp(): null" } )
-        EXPECT_NE( text.find( why ), std::string::npos ) << text;
+        EXPECT_NE( text.find( told ), std::string::npos ) << text;
 }
 
 // Each thread opens, uses and releases channels of its own, all on one stack.

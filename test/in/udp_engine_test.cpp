@@ -39,15 +39,24 @@ public:
     }
     explicit operator bool() const { return chan >= 0; }
     PB_INT get() const { return chan; }
-    PB_INT port() const { return inUdpAddressPort( pb::adopt( in___ImpUdpChannelLocalAddress( chan ) ).get() ); }
+    PB_INT port() const { return inUdpAddressPort( in___ImpUdpChannelPath( chan ).localAddress().get() ); }
 
 private:
     PB_INT chan;
 };
 
+in::OpenPlan planOf( PB_INT port = -1, IN_UDP_PORT_RANGE *range = nullptr, PB_INT flags = 0 )
+{
+    in::OpenPlan plan{ .localAddress = localhost().get(), .optionalPort = port, .ports = {}, .flags = flags };
+    if ( range )
+        plan.ports = in::Ports{ inUdpPortRangeFirstPort( range ), inUdpPortRangeCount( range ) };
+    return plan;
+}
+
 Handle open( PB_INT port = -1, IN_UDP_PORT_RANGE *range = nullptr, PB_INT flags = 0 )
 {
-    return Handle( in___ImpUdpChannelTryCreate( localhost().get(), port, range, flags, nullptr, nullptr ) );
+    in::OpenFailure failure;
+    return Handle( in___ImpUdpChannelTryCreate( planOf( port, range, flags ), failure ) );
 }
 pb::Ref<IN_UDP_PORT_RANGE> range( PB_INT first, PB_INT count )
 {
@@ -56,7 +65,7 @@ pb::Ref<IN_UDP_PORT_RANGE> range( PB_INT first, PB_INT count )
 
 pb::Ref<IN_UDP_PACKET> receive( const Handle &chan )
 {
-    return pb::adopt( in___ImpUdpChannelReceive( chan.get() ) );
+    return in___ImpUdpChannelPath( chan.get() ).optionalReceive();
 }
 
 /** How many bytes wait in the socket itself, as the kernel tells; -1 when there is no such socket. */
@@ -116,7 +125,8 @@ TEST( UdpPorts, Pairs )
     auto tryPair = []( IN_UDP_PORT_RANGE *optionalRange ) {
         PB_INT rtp = 7;
         PB_INT rtcp = 7;
-        PB_BOOL found = in___ImpUdpChannelTryCreateRtp( &rtp, &rtcp, localhost().get(), optionalRange, 0, nullptr );
+        in::OpenFailure failure;
+        PB_BOOL found = in___ImpUdpChannelTryCreateRtp( &rtp, &rtcp, planOf( -1, optionalRange ), failure );
         EXPECT_EQ( found, rtp >= 0 && rtcp >= 0 );
         EXPECT_EQ( rtp < 0, rtcp < 0 );
         return std::pair<Handle, Handle>( rtp, rtcp );
@@ -155,10 +165,10 @@ TEST( UdpEngine, Datagrams )
 
     test::Waiter waiter;
     Handle deaf = open( -1, nullptr, IN_UDP_FLAG_NO_RECEIVE );
-    in___ImpUdpChannelReceiveAddAlertable( deaf.get(), waiter.alert() );
+    in___ImpUdpChannelPath( deaf.get() ).receiveAddAlertable( waiter.alert() );
     peer.send( deaf.port(), "nobody listens" );
     auto to = test::udpAddress( "127.0.0.1", chan.port() );
-    in___ImpUdpChannelSendBytes( deaf.get(), to.get(), "heard", 5 );
+    in___ImpUdpChannelPath( deaf.get() ).sendBytes( to.get(), "heard", 5 );
     pb::Ref<IN_UDP_PACKET> pkt;
     ASSERT_TRUE( eventually( [&] { return bool( pkt = receive( chan ) ); } ) );
     EXPECT_EQ( test::payloadOf( pkt.get() ), "heard" );
@@ -328,7 +338,7 @@ TEST( UdpRaces, ReleaseAgainstTheThread )
     for ( int i = 0; i < cycles( 100'000 ); ++i ) {
         Handle chan = open();
         ASSERT_TRUE( chan );
-        in___ImpUdpChannelReceiveAddAlertable( chan.get(), waiter.alert() );
+        in___ImpUdpChannelPath( chan.get() ).receiveAddAlertable( waiter.alert() );
         noise.aimAt( chan.port() );
         if ( i % 2 )
             (void)receive( chan );
@@ -381,10 +391,11 @@ TEST( UdpRaces, ReleaseFromWithinAWakeUp )
     BareSocket peer;
     for ( int i = 0; i < 200; ++i ) {
         pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableCreate( destroy, nullptr ) );
-        PB_INT chan = in___ImpUdpChannelTryCreate( localhost().get(), -1, nullptr, 0, nullptr, nullptr );
+        in::OpenFailure failure;
+        PB_INT chan = in___ImpUdpChannelTryCreate( planOf(), failure );
         owner.chan = chan;
-        PB_INT port = inUdpAddressPort( pb::adopt( in___ImpUdpChannelLocalAddress( chan ) ).get() );
-        in___ImpUdpChannelReceiveAddAlertable( chan, alertable.get() );
+        PB_INT port = inUdpAddressPort( in___ImpUdpChannelPath( chan ).localAddress().get() );
+        in___ImpUdpChannelPath( chan ).receiveAddAlertable( alertable.get() );
         peer.send( port, "wake up" );
         ASSERT_TRUE( eventually( [&] { return owner.released == i + 1; } ) );
     }
@@ -399,7 +410,7 @@ TEST( UdpRaces, ManyConsumersOfOneChannel )
     for ( int i = 0; i < 3; ++i )
         consumers.emplace_back( [&] {
             test::Waiter waiter;
-            in___ImpUdpChannelReceiveAddAlertable( chan.get(), waiter.alert() );
+            in___ImpUdpChannelPath( chan.get() ).receiveAddAlertable( waiter.alert() );
             for ( int last = -1; !ended; ) {
                 pb::Ref<IN_UDP_PACKET> pkt = receive( chan );
                 if ( !pkt ) {
@@ -411,7 +422,7 @@ TEST( UdpRaces, ManyConsumersOfOneChannel )
                 last = number;
                 ++received;
             }
-            in___ImpUdpChannelReceiveDelAlertable( chan.get(), waiter.alert() );
+            in___ImpUdpChannelPath( chan.get() ).receiveDelAlertable( waiter.alert() );
         } );
     BareSocket peer;
     constexpr int COUNT = 20'000;
@@ -430,8 +441,8 @@ TEST( UdpRaces, ManyConsumersOfOneChannel )
 
 TEST( UdpEngine, Misuse )
 {
-    EXPECT_DEATH( in___ImpUdpChannelFlags( -1 ), "in_imp_udp_unix.cpp:.*: IN___IMP_UDP_CHANNEL_OK\\( chan \\)" );
-    EXPECT_DEATH( in___ImpUdpChannelFlags( 16'384 ), ": chan < PB_SIZEOF_ARRAY\\( channelArray \\)" );
-    EXPECT_DEATH( in___ImpUdpChannelFlags( 16'383 ), ": CHAN" );
+    EXPECT_DEATH( in___ImpUdpChannelPath( -1 ), "in_imp_udp_unix.cpp:.*: IN___IMP_UDP_CHANNEL_OK\\( chan \\)" );
+    EXPECT_DEATH( in___ImpUdpChannelPath( 16'384 ), ": chan < PB_SIZEOF_ARRAY\\( channelArray \\)" );
+    EXPECT_DEATH( in___ImpUdpChannelPath( 16'383 ), ": CHAN" );
     EXPECT_DEATH( open( 65'536 ), ": optionalLocalPort == IN_UDP_PORT_INVALID \\|\\| IN_UDP_PORT_OK" );
 }

@@ -69,6 +69,8 @@ constexpr Step shutdowns[] = {
 };
 
 constexpr Step shutdownWaits[] = {
+    in___FilterShutdownWait, // these two only look, and name what is still held
+    in___StackShutdownWait,
     in___UdpFlagsShutdown,
     in___TcpFlagsShutdown,
     in___QosWindowsTrafficTypeShutdown,

@@ -1,13 +1,17 @@
 /* Stacks as their users hold them: a handle that owns an implementation and ends it. No state of their own. */
 #include <in/base/in_stack_private.h>
+#include <in/kit/in_held_private.hpp>
 #include <in/nw/in_nw_util_private.h>
 
 struct IN_STACK : PB_OBJ {
     pb::Ref<IN___STACK_IMP> imp;
 };
 
+static constinit in::Held stacks;
+
 static void in___StackFreeFunc( PB_OBJ *obj )
 {
+    stacks.drop();
     in___StackImpHalt( inStackFrom( obj )->imp.get() );
     pb::destroy<IN_STACK>( obj );
 }
@@ -23,6 +27,7 @@ static IN___STACK_IMP *impOf( IN_STACK *stack )
 IN_STACK *inStackCreate( IN_OPTIONS *opt, TR_ANCHOR *optionalTraceAnchor )
 {
     IN_STACK *stack = pb::create<IN_STACK>( pb::adopt( in___StackImpCreate( opt, optionalTraceAnchor ) ) );
+    stacks.add();
     in___StackImpStart( stack->imp.get() );
     return stack;
 }
@@ -110,6 +115,22 @@ void inStackUpdateAddSignalable( IN_STACK *stack, PB_SIGNALABLE *signalable )
 void inStackUpdateDelSignalable( IN_STACK *stack, PB_SIGNALABLE *signalable )
 {
     in___StackImpUpdateDelSignalable( impOf( stack ), signalable );
+}
+
+void in___StackShutdownWait()
+{
+    stacks.assertNone( "stacks are still held" );
+}
+
+in___StackLocal in___StackLocalAddress( IN_STACK *stack )
+{
+    in___StackLocal local;
+    pb::Ref<IN_NW_INTERFACE> primary;
+    inStackConfiguration( stack, nullptr, local.address.handle(), primary.handle(), nullptr, nullptr );
+    IN_ADDRESS *ina = local.address.get();
+    if ( ina && primary && inAddressIsV6( ina ) && inAddressIsLinkLocalUnicast( ina ) )
+        local.optionalInterface = pb::adopt( inNwInterfaceIdentifier( primary.get() ) );
+    return local;
 }
 
 void in___StackTcpBlacklist( IN_STACK *stack, IN_TCP_ADDRESS *ta )

@@ -10,6 +10,13 @@
 void in___StackTcpBlacklist( IN_STACK *stack, IN_TCP_ADDRESS *ta );
 PB_BOOL in___StackTcpIsBlacklisted( IN_STACK *stack, IN_TCP_ADDRESS *ta );
 
+/** Where sockets on a stack are bound. */
+struct in___StackLocal {
+    pb::Ref<IN_ADDRESS> address;          // null while the stack has none
+    pb::Ref<PB_STRING> optionalInterface; // on which an IPv6 link-local address is meant; null for any other
+};
+in___StackLocal in___StackLocalAddress( IN_STACK *stack );
+
 /** The implementation, to which the functions of a stack forward under the same names. */
 PB_CLASS( IN___STACK_IMP, in___StackImp )
 
@@ -31,5 +38,7 @@ PB_BOOL in___StackImpTcpIsBlacklisted( IN___STACK_IMP *imp, IN_TCP_ADDRESS *ta )
 
 void in___StackCsStartup();
 void in___StackCsShutdown();
+/** Aborts while stacks are held: their processes would outlive the domain that runs them. */
+void in___StackShutdownWait();
 
 #endif

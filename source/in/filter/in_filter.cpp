@@ -1,14 +1,19 @@
 /* Filters: the public face of the imp, which has the locks and the process. */
 #include <in/filter/in_filter.h>
 #include <in/filter/in_filter_imp_private.h>
+#include <in/filter/in_filter_private.h>
+#include <in/kit/in_held_private.hpp>
 #include <pb/pb.hpp>
 
 struct IN_FILTER : PB_OBJ {
     pb::Ref<IN___FILTER_IMP> imp;
 };
 
+static constinit in::Held filters;
+
 static void in___FilterFreeFunc( PB_OBJ *obj )
 {
+    filters.drop();
     in___FilterImpHalt( static_cast<IN_FILTER *>( obj )->imp.get() );
     pb::destroy<IN_FILTER>( obj );
 }
@@ -18,7 +23,9 @@ PB_CLASS_DEFINE( IN_FILTER, inFilter, in___FilterFreeFunc, nullptr, nullptr );
 IN_FILTER *inFilterCreate( IN_FILTER_OPTIONS *options, TR_ANCHOR *optionalTraceAnchor )
 {
     PB_ASSERT( options );
-    return pb::create<IN_FILTER>( pb::adopt( in___FilterImpCreate( options, optionalTraceAnchor ) ) );
+    pb::Ref<IN___FILTER_IMP> imp = pb::adopt( in___FilterImpCreate( options, optionalTraceAnchor ) );
+    filters.add();
+    return pb::create<IN_FILTER>( std::move( imp ) );
 }
 
 IN_FILTER_OPTIONS *inFilterOptions( IN_FILTER *filter )
@@ -58,4 +65,9 @@ void inFilterTraceCompleteAnchor( IN_FILTER *filter, TR_ANCHOR *anchor )
 {
     PB_ASSERT( filter );
     in___FilterImpTraceCompleteAnchor( filter->imp.get(), anchor );
+}
+
+void in___FilterShutdownWait()
+{
+    filters.assertNone( "filters are still held" );
 }

@@ -6,5 +6,7 @@
 
 void in___FilterCsStartup();
 void in___FilterCsShutdown();
+/** Aborts while filters are held: their processes would outlive the domain that runs them. */
+void in___FilterShutdownWait();
 
 #endif

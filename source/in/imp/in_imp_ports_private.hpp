@@ -6,9 +6,10 @@
 #define IN_IMP_PORTS_PRIVATE_HPP
 
 #include <algorithm>
-#include <bitset>
+#include <array>
 #include <in/base/in_address.h>
 #include <map>
+#include <memory>
 #include <pb/pb.hpp>
 #include <vector>
 
@@ -17,36 +18,57 @@ namespace in {
 constexpr PB_INT PORT_MAX = 65535;
 constexpr std::size_t PAIR_ATTEMPTS = 101;
 
-/** The local ports in use, by address: a bit for each, since there may be thousands on one address. */
+/**
+ * The local ports in use, by address, and how many sockets share each: accepted connections share their listener's. The
+ * counts of an address stand in pages that are made when they are needed, since there may be thousands on one address.
+ */
 class LocalPorts {
 public:
     bool has( IN_ADDRESS *ina, PB_INT port ) const
     {
         auto ports = byAddress.find( ina );
-        return ports != byAddress.end() && ports->second.taken[static_cast<std::size_t>( port )];
+        return ports != byAddress.end() && ports->second.count( port ) > 0;
     }
-    void add( IN_ADDRESS *ina, PB_INT port ) { byAddress[pb::share( ina )].set( port, true ); }
+    void add( IN_ADDRESS *ina, PB_INT port ) { byAddress[pb::share( ina )].add( port ); }
     void remove( IN_ADDRESS *ina, PB_INT port )
     {
         auto ports = byAddress.find( ina );
-        if ( ports == byAddress.end() )
-            return;
-        ports->second.set( port, false );
-        if ( ports->second.count == 0 )
+        PB_ASSERT( ports != byAddress.end() );
+        if ( ports->second.remove( port ) )
             byAddress.erase( ports );
     }
 
 private:
-    struct Taken {
-        std::bitset<PORT_MAX + 1> taken;
-        PB_INT count = 0;
-
-        void set( PB_INT port, bool value )
+    class Counts {
+    public:
+        uint32_t count( PB_INT port ) const
         {
-            auto bit = taken[static_cast<std::size_t>( port )];
-            count += PB_INT( value ) - PB_INT( bool( bit ) );
-            bit = value;
+            const auto &page = pages[place( port ) / PAGE_SIZE];
+            return page ? ( *page )[place( port ) % PAGE_SIZE] : 0;
         }
+        void add( PB_INT port )
+        {
+            auto &page = pages[place( port ) / PAGE_SIZE];
+            if ( !page )
+                page = std::make_unique<Page>();
+            ++( *page )[place( port ) % PAGE_SIZE];
+            ++sockets;
+        }
+        /** Whether that was the last one on the address. */
+        bool remove( PB_INT port )
+        {
+            PB_ASSERT( count( port ) > 0 );
+            --( *pages[place( port ) / PAGE_SIZE] )[place( port ) % PAGE_SIZE];
+            return --sockets == 0;
+        }
+
+    private:
+        static constexpr std::size_t PAGE_SIZE = 256;
+        using Page = std::array<uint32_t, PAGE_SIZE>;
+        static std::size_t place( PB_INT port ) { return static_cast<std::size_t>( port ); }
+
+        std::array<std::unique_ptr<Page>, ( PORT_MAX + 1 ) / PAGE_SIZE> pages;
+        PB_INT sockets = 0;
     };
     struct Order {
         using is_transparent = void;
@@ -57,7 +79,7 @@ private:
             return inAddressCompare( object( a ), object( b ) ) < 0;
         }
     };
-    std::map<pb::Ref<IN_ADDRESS>, Taken, Order> byAddress;
+    std::map<pb::Ref<IN_ADDRESS>, Counts, Order> byAddress;
 };
 
 /** A port range as its class tells it. `firstPort` may be 0, for a range that was changed so; that is no port. */
@@ -71,24 +93,31 @@ struct Ports {
     }
 };
 
+/** What came of trying a port. */
+enum class PortAttempt {
+    done,
+    other, // another port may do
+    failed // no port will do
+};
+
 /**
- * Tries `count` ports in turn from a random one of the range on, going on from the last to the first; `tryPort` gives a
- * handle, or -1. The first handle, or -1.
+ * Tries the ports of the range in turn, from a random one on and from the last to the first, each once. Whether one did.
  */
 template <class TryPort>
-PB_INT choosePort( const Ports &ports, TryPort tryPort )
+bool choosePort( const Ports &ports, TryPort tryPort )
 {
-    if ( ports.count == 0 )
-        return -1;
     PB_INT last = std::min( ports.firstPort + ports.count - 1, PORT_MAX );
-    PB_INT port = pbRandomNonNegativeIntRange( ports.firstPort, last );
-    for ( PB_INT tried = 0; tried < ports.count; ++tried ) {
-        PB_INT handle = port >= 1 ? tryPort( port ) : -1;
-        if ( handle >= 0 )
-            return handle;
-        port = port < last ? port + 1 : ports.firstPort;
+    PB_INT first = std::max<PB_INT>( ports.firstPort, 1 );
+    if ( ports.count == 0 || first > last )
+        return false;
+    PB_INT port = pbRandomNonNegativeIntRange( first, last );
+    for ( PB_INT untried = last - first + 1; untried > 0; --untried ) {
+        PortAttempt attempt = tryPort( port );
+        if ( attempt != PortAttempt::other )
+            return attempt == PortAttempt::done;
+        port = port < last ? port + 1 : first;
     }
-    return -1;
+    return false;
 }
 
 /** Two handles on neighbouring ports, the even one first; both -1 when there is none. */

@@ -12,18 +12,31 @@ void SlotEngine::start( const char *threadName, PB_THREAD_FUNC *threadFunc, PB_I
     PB_THREAD *channelThread = pbThreadTrySpawnCstr( threadName, -1, threadFunc, nullptr, threadOption );
     PB_ASSERT( channelThread );
     thread.set( channelThread );
+    forks = pbForkCount();
 }
 
-void SlotEngine::stop()
+void SlotEngine::beginStop()
 {
     pbSignalAssert( abortSignal.get() );
+}
+
+void SlotEngine::endStop()
+{
     pbThreadJoin( thread.get() );
     abortSignal.drop();
     thread.drop();
     observer.drop();
     auto &channelArray = slots;
     for ( std::size_t i = 0; i < SLOT_COUNT; ++i )
-        PB_ASSERT( channelArray[i] == NULL );
+        PB_ASSERT_CONTEXT( "channels are still held", channelArray[i] == NULL );
+}
+
+bool SlotEngine::hasRoom( OpenFailure &failure )
+{
+    pb::Lock lock( allocateReleaseMonitor );
+    if ( unixFdObserverError( observer.get() ) )
+        return failure.failed( "observer", EIO );
+    return taken < SLOT_COUNT || failure.failed( "slots", ENFILE );
 }
 
 PB_INT SlotEngine::tryInsert( std::unique_ptr<Slot> record )
@@ -41,20 +54,24 @@ PB_INT SlotEngine::tryInsert( std::unique_ptr<Slot> record )
         remap[fd] = static_cast<PB_INT>( index );
         slots[index].store( record.release(), std::memory_order_release );
         nextSlot = index;
+        ++taken;
         return static_cast<PB_INT>( index );
     }
     return -1;
 }
 
-void SlotEngine::release( PB_INT index )
+void SlotEngine::release( PB_INT index, Wakes &wakes )
 {
     auto place = static_cast<std::size_t>( index );
-    pbBarrierPass( slots[place].load( std::memory_order_acquire )->barrier.get() );
-
-    std::unique_ptr<Slot> freed; // what it holds is let go outside the monitor, its descriptor last of all
+    std::unique_ptr<Slot> record( slots[place].load( std::memory_order_acquire ) );
     pb::Lock lock( allocateReleaseMonitor );
-    freed.reset( slots[place].exchange( nullptr, std::memory_order_acq_rel ) );
-    remap[static_cast<std::size_t>( freed->fd.get() )] = -1;
+    while ( served == record.get() )
+        servedOne.wait( allocateReleaseMonitor );
+    slots[place].store( nullptr, std::memory_order_release );
+    --taken;
+    remap[static_cast<std::size_t>( record->fd.get() )] = -1;
+    record->fd.close();
+    wakes.free( std::move( record ) );
 }
 
 void SlotEngine::updateObserverLocked( Slot &slot, Wakes &wakes )
@@ -72,31 +89,42 @@ void SlotEngine::updateObserverLocked( Slot &slot, Wakes &wakes )
         updateObserverLocked( slot, wakes ); // takes the descriptor out
 }
 
-Slot &SlotEngine::reported( int fd )
+/** The slot of a reported descriptor; it is not released before endServing. */
+Slot &SlotEngine::beginServing( int fd )
 {
     pb::Lock lock( allocateReleaseMonitor );
     auto place = static_cast<std::size_t>( fd );
     PB_INT bi = place < remap.size() ? remap[place] : -1;
     PB_ASSERT( bi >= 0 );
-    return *slots[static_cast<std::size_t>( bi )].load( std::memory_order_acquire );
+    Slot *slot = slots[static_cast<std::size_t>( bi )].load( std::memory_order_acquire );
+    served = slot;
+    return *slot;
+}
+
+/** The slot may be gone when this returns. */
+void SlotEngine::endServing()
+{
+    {
+        pb::Lock lock( allocateReleaseMonitor );
+        served = nullptr;
+    }
+    servedOne.wakeAll();
 }
 
 void SlotEngine::serveReport()
 {
-    Wakes wakes; // fires when the barrier is unblocked: the slot may be gone then
+    Wakes wakes; // fires when the slot has been served: it may be gone then
     int fd = unixFdObserverFd( observer.get() );
     PB_INT conds = unixFdObserverConds( observer.get() );
-    Slot &slot = reported( fd );
-    PB_BARRIER *barrier = slot.barrier.get();
-    pbBarrierBlock( barrier );
+    Slot &slot = beginServing( fd );
     unixFdObserverUnblock( observer.get() );
     slot.serve( conds, wakes );
-    pbBarrierUnblock( barrier );
+    endServing();
 }
 
 /**
- * The observer is of no use any more: lets every user know, instead of leaving the channels deaf. The one place that holds
- * both monitors, which keeps the slot from being freed meanwhile; nobody takes them the other way round.
+ * The observer is of no use any more: lets every user know, instead of leaving the channels deaf. Takes both
+ * monitors, the engine's first, which keeps the slot from being released meanwhile; no other function does.
  */
 void SlotEngine::failAll()
 {

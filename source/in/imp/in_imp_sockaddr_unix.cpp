@@ -31,7 +31,7 @@ PB_BOOL put( void *optionalSa, PB_INT *optionalLength, const SockaddrOfFamily &r
     return true;
 }
 
-PB_BOOL write( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT port )
+PB_BOOL write( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT port, uint32_t scope = 0 )
 {
     PB_ASSERT( ina );
     PB_ASSERT( PB___INT_TO_UNSIGNED_TYPE_CONV_OK( port, in_port_t ) );
@@ -45,6 +45,7 @@ PB_BOOL write( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT
     PB_ASSERT( PB_SIZEOF_ARRAY( lsa.in6.sin6_addr.s6_addr ) == inAddressLength( ina ) );
     lsa.in6.sin6_family = AF_INET6;
     lsa.in6.sin6_port = htons( static_cast<in_port_t>( port ) );
+    lsa.in6.sin6_scope_id = scope;
     std::memcpy( &lsa.in6.sin6_addr, inAddressBacking( ina ), sizeof lsa.in6.sin6_addr );
     return put( optionalSa, optionalLength, lsa.in6 );
 }
@@ -176,6 +177,12 @@ PB_INT in___ImpSockaddrSize( void )
 PB_BOOL in___ImpSockaddrFromAddress( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina )
 {
     return write( optionalSa, optionalLength, ina, 0 );
+}
+
+PB_BOOL in___ImpSockaddrFromAddressPortAndScope(
+    void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT port, PB_INT scope )
+{
+    return write( optionalSa, optionalLength, ina, port, static_cast<uint32_t>( scope ) );
 }
 
 PB_BOOL in___ImpSockaddrFromAddressAndTcpPort(

@@ -21,6 +21,12 @@
 PB_INT in___ImpSockaddrSize( void );
 
 PB_BOOL in___ImpSockaddrFromAddress( void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina );
+/**
+ * For binding. Port 0 lets the system choose. `scope` is the index of the interface on which an IPv6 link-local address or
+ * group is meant (RFC 4007 section 6); 0 for none. The kernel ignores it with other addresses.
+ */
+PB_BOOL in___ImpSockaddrFromAddressPortAndScope(
+    void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT port, PB_INT scope );
 PB_BOOL in___ImpSockaddrFromAddressAndTcpPort(
     void *optionalSa, PB_INT *optionalLength, IN_ADDRESS *ina, PB_INT tcpPort );
 PB_BOOL in___ImpSockaddrFromAddressAndUdpPort(

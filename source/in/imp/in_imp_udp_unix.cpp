@@ -1,8 +1,8 @@
 /*
- * UDP channels, the sockets: the records of the UDP slot engine, its receive thread, sending.
+ * UDP channels: the records of the UDP engine, its receive thread, sending.
  *
- * A channel's datagrams go through two hands. The thread reads a batch without any lock, which is safe because the barrier
- * keeps the socket open, and puts it among `incoming` under the channel's monitor, with one wake. A user takes from
+ * A channel's datagrams go through two hands. The thread reads a batch without any lock, which is safe because a
+ * slot that is served is not released, and puts it among `incoming` under the channel's monitor, with one wake. A user takes from
  * `outgoing` under `takeMonitor`, and fetches what has come in when that is empty. So users and the thread meet once a batch
  * and not once a datagram. `queued` counts both hands; it grows under the monitor, and shrinks before who took looks,
  * under the monitor, whether the alert and the full mark still say the truth. Whoever changes `queued` last looks last,
@@ -16,13 +16,10 @@
  * Locks: takeMonitor, then the channel's monitor. Unchanging members and the atomics are read without.
  */
 #include <in/imp/in_imp_datagrams_private.hpp>
-#include <in/imp/in_imp_ports_private.hpp>
-#include <in/imp/in_imp_slot_engine_private.hpp>
+#include <in/imp/in_imp_ported_engine_private.hpp>
 #include <in/imp/in_imp_sockaddr_unix_private.h>
-#include <in/imp/in_imp_socket_private.hpp>
 #include <in/imp/in_imp_udp_private.h>
 #include <list>
-#include <net/if.h>
 
 namespace {
 
@@ -30,15 +27,22 @@ constexpr PB_INT QUEUE_MAX = 512;    // datagrams; reading stops here
 constexpr PB_INT QUEUE_RESUME = 256; // and goes on when no more than these are left
 constexpr PB_INT BUSY = 32;          // who gets as many in one read is given trains from then on
 
-/** What a socket is opened with. */
+/** What a socket is opened with, and what the steps need of it, looked up once. */
 struct UdpPlan {
-    IN_ADDRESS *localAddress;
-    PB_INT flags;
+    explicit UdpPlan( const in::OpenPlan &itsOpen )
+        : open( itsOpen ), qosOptions( in::qosOptionsOf( itsOpen.optionalQosStack ) ),
+          isMulticast( inAddressIsMulticast( itsOpen.localAddress ) )
+    {}
+    bool noReceive() const { return open.flags & IN_UDP_FLAG_NO_RECEIVE; }
+    /** The receiver is to hear one interface only. */
+    bool hearsOneInterface( PB_INT version ) const
+    {
+        return isMulticast && open.optionalInterface && inAddressVersion( open.localAddress ) == version;
+    }
+
+    in::OpenPlan open;
     pb::Ref<IN_QOS_OPTIONS> qosOptions; // null for no marks
     bool isMulticast;
-    bool namesInterface;
-
-    bool noReceive() const { return flags & IN_UDP_FLAG_NO_RECEIVE; }
 };
 
 using Step = in::SocketStep<UdpPlan>;
@@ -47,42 +51,42 @@ using in::Need;
 using in::when;
 
 constexpr Step steps[] = {
-    { Need::bestEffort, SOL_SOCKET, SO_BROADCAST, []( Plan plan ) { return when( !plan.isMulticast, 1 ); } },
-    { Need::bestEffort, SOL_SOCKET, SO_REUSEADDR, []( Plan plan ) { return when( !plan.isMulticast, 0 ); } },
-    { Need::required, SOL_SOCKET, SO_RCVBUF,
+    { "SO_BROADCAST", Need::bestEffort, SOL_SOCKET, SO_BROADCAST,
+        []( Plan plan ) { return when( !plan.isMulticast, 1 ); } },
+    { "SO_REUSEADDR", Need::bestEffort, SOL_SOCKET, SO_REUSEADDR,
+        []( Plan plan ) { return when( !plan.isMulticast, 0 ); } },
+    { "SO_RCVBUF", Need::required, SOL_SOCKET, SO_RCVBUF,
         []( Plan plan ) { return when( !plan.isMulticast && plan.noReceive(), 0 ); } },
-    // The level of IPv4 on IPv6 sockets too: meant.
-    { Need::bestEffort, IPPROTO_IP, IP_TOS,
-        []( Plan plan ) {
-            return plan.qosOptions ? when( true, inQosOptionsLayer3Tos( plan.qosOptions.get() ) & 0xFF ) : std::nullopt;
-        } },
-    // After IP_TOS, which sets a priority of its own (ip(7)).
-    { Need::bestEffort, SOL_SOCKET, SO_PRIORITY,
-        []( Plan plan ) {
-            return plan.qosOptions ? when( true, static_cast<int>( inQosOptionsLayer2Pcp( plan.qosOptions.get() ) ) )
-                                   : std::nullopt;
-        } },
+    in::typeOfServiceStep<UdpPlan>,
+    in::priorityStep<UdpPlan>,
     // Several receivers may share a group and port.
-    { Need::required, SOL_SOCKET, SO_REUSEADDR, []( Plan plan ) { return when( plan.isMulticast, 1 ); } },
-    // Who names an interface is not to hear what other sockets have joined elsewhere (ip(7)).
-    { Need::bestEffort, IPPROTO_IP, IP_MULTICAST_ALL,
-        []( Plan plan ) { return when( plan.namesInterface && inAddressIsV4( plan.localAddress ), 0 ); } },
-    { Need::bestEffort, IPPROTO_IPV6, IPV6_MULTICAST_ALL,
-        []( Plan plan ) { return when( plan.namesInterface && inAddressIsV6( plan.localAddress ), 0 ); } },
+    { "SO_REUSEADDR", Need::required, SOL_SOCKET, SO_REUSEADDR,
+        []( Plan plan ) { return when( plan.isMulticast, 1 ); } },
+    // A receiver on a named interface must not get groups that other sockets joined elsewhere (ip(7)).
+    { "IP_MULTICAST_ALL", Need::bestEffort, IPPROTO_IP, IP_MULTICAST_ALL,
+        []( Plan plan ) { return when( plan.hearsOneInterface( IN_ADDRESS_VERSION_4 ), 0 ); } },
+    { "IPV6_MULTICAST_ALL", Need::bestEffort, IPPROTO_IPV6, IPV6_MULTICAST_ALL,
+        []( Plan plan ) { return when( plan.hearsOneInterface( IN_ADDRESS_VERSION_6 ), 0 ); } },
 };
 
-struct UdpChannel final : in::Slot {
-    pb::Ref<IN_UDP_ADDRESS> localAddress;
-    PB_INT flags = 0;
-    pb::Ref<IN_QOS_STACK> qosStack;
-    pb::Ref<PB_STRING> interfaceName;
-    bool isMulticast = false;
+struct UdpChannel final : in::Slot, in::UdpPath {
+    using Plan = UdpPlan;
+    explicit UdpChannel( const Plan &itsPlan );
+
+    const PB_INT channelFlags;
+    const bool isMulticast;
+    const pb::Ref<IN_QOS_STACK> qosStack;
+    const pb::Ref<PB_STRING> interfaceName;
+    const Plan *plan; // while it is opened
+    unsigned interfaceNumber = 0;
+    pb::Ref<IN_UDP_ADDRESS> local;
 
     std::atomic<bool> failed = false; // set under the monitor, together with the error signal
     std::atomic<bool> receiveQueueFull = false;
     std::atomic<PB_INT> queued = 0;
-    pb::Ref<PB_SIGNAL> errorSignal = pb::adopt( pbSignalCreate() );
-    pb::Ref<PB_ALERT> receiveAlert = pb::adopt( pbAlertCreate() );
+    // made when somebody asks for them; they stand for `failed` and `queued`
+    pb::Ref<PB_SIGNAL> errorSignal PB_GUARDED_BY( monitor );
+    pb::Ref<PB_ALERT> receiveAlert PB_GUARDED_BY( monitor );
     std::list<in::DatagramBatch> incoming PB_GUARDED_BY( monitor );
     std::list<in::DatagramBatch> held PB_GUARDED_BY( monitor ); // comes after all that is queued
 
@@ -93,11 +97,22 @@ struct UdpChannel final : in::Slot {
     std::list<in::DatagramBatch> outgoing PB_GUARDED_BY( takeMonitor );
     pb::Ref<IN_UDP_ADDRESS> remoteAddress PB_GUARDED_BY( takeMonitor ); // of the last datagram; reused
 
+    // opening and closing, for the ported engine
+    bool tryOpen( in::OpenFailure &failure );
+    unsigned scope() const { return interfaceNumber; }
+    bool tryFinish( in::OpenFailure &failure );
+    bool occupiesPort() const { return !isMulticast; }
+    pb::Ref<IN_ADDRESS> address() const { return pb::adopt( inUdpAddressAddress( local.get() ) ); }
+    PB_INT port() const { return inUdpAddressPort( local.get() ); }
+    void begin( in::Wakes &wakes ) PB_EXCLUDES( monitor );
+    void fail( in::Wakes &wakes ) PB_EXCLUDES( monitor );
+
+    // serving, for the slot engine
     PB_INT wantedCondsLocked() const override PB_REQUIRES( monitor )
     {
         if ( failed )
             return 0;
-        bool paused = receiveQueueFull || ( flags & IN_UDP_FLAG_NO_RECEIVE );
+        bool paused = receiveQueueFull || ( channelFlags & IN_UDP_FLAG_NO_RECEIVE );
         return paused ? UNIX_FD_ERROR : UNIX_FD_READABLE | UNIX_FD_ERROR;
     }
     void failLocked( in::Wakes &wakes ) override PB_REQUIRES( monitor )
@@ -107,9 +122,23 @@ struct UdpChannel final : in::Slot {
     }
     void serve( PB_INT conds, in::Wakes &wakes ) override PB_EXCLUDES( monitor );
 
+    // the path of a channel
+    pb::Ref<IN_QOS_STACK> optionalQosStack() override { return qosStack; }
+    pb::Ref<IN_UDP_ADDRESS> localAddress() override { return local; }
+    PB_INT flags() override { return channelFlags; }
+    bool error() override { return failed; }
+    void errorAddSignalable( PB_SIGNALABLE *signalable ) override;
+    void errorDelSignalable( PB_SIGNALABLE *signalable ) override;
+    int sendBytes( IN_UDP_ADDRESS *remote, const void *bytes, PB_INT byteCount ) override;
+    pb::Ref<IN_UDP_PACKET> optionalReceive() override;
+    void receiveAddAlertable( PB_ALERTABLE *alertable ) override;
+    void receiveDelAlertable( PB_ALERTABLE *alertable ) override;
+
+private:
+    pb::Ref<PB_SIGNAL> neededErrorSignal() PB_EXCLUDES( monitor );
+    pb::Ref<PB_ALERT> neededReceiveAlert() PB_EXCLUDES( monitor );
     void updateLocked( in::Wakes &wakes ) PB_REQUIRES( monitor );
-    void fail( in::Wakes &wakes ) PB_EXCLUDES( monitor );
-    std::list<in::DatagramBatch> receive();
+    std::list<in::DatagramBatch> readBatch();
     std::list<in::DatagramBatch> read( PB_INT space );
     void queueLocked( std::list<in::DatagramBatch> &batches ) PB_REQUIRES( monitor );
     void resumeLocked() PB_REQUIRES( monitor );
@@ -118,21 +147,19 @@ struct UdpChannel final : in::Slot {
     void taken() PB_EXCLUDES( monitor );
 };
 
-struct UdpEngine : in::SlotEngine {
+struct UdpEngine : in::PortedEngine<UdpChannel> {
+    using PortedEngine::PortedEngine;
     in::DatagramReader reader; // the thread's own
 };
 
-constinit UdpEngine *engine = nullptr;
+constinit pb::GlobalState<in::PortTable> in___ImpUdpPorts;
+constinit pb::GlobalState<UdpEngine> engine;
 
-UdpChannel &channelAt( PB_INT chan )
-{
-    auto &channelArray = engine->slots;
-    PB_ASSERT( IN___IMP_UDP_CHANNEL_OK( chan ) );
-    PB_ASSERT( chan < PB_SIZEOF_ARRAY( channelArray ) );
-    in::Slot *CHAN = channelArray[static_cast<std::size_t>( chan )].load( std::memory_order_acquire );
-    PB_ASSERT( CHAN );
-    return static_cast<UdpChannel &>( *CHAN );
-}
+UdpChannel::UdpChannel( const Plan &itsPlan )
+    : channelFlags( inUdpFlagsNormalize( itsPlan.open.flags ) ), isMulticast( itsPlan.isMulticast ),
+      qosStack( pb::share( itsPlan.open.optionalQosStack ) ),
+      interfaceName( pb::share( itsPlan.open.optionalInterface ) ), plan( &itsPlan )
+{}
 
 void UdpChannel::updateLocked( in::Wakes &wakes )
 {
@@ -215,7 +242,7 @@ void UdpChannel::resumeLocked()
 }
 
 /** One batch. What is left in the socket is reported again, after the other channels had their turn. */
-std::list<in::DatagramBatch> UdpChannel::receive()
+std::list<in::DatagramBatch> UdpChannel::readBatch()
 {
     if ( receiveQueueFull )
         return {};
@@ -231,7 +258,7 @@ void UdpChannel::serve( PB_INT conds, in::Wakes &wakes )
 {
     std::list<in::DatagramBatch> batches;
     if ( conds & UNIX_FD_READABLE )
-        batches = receive();
+        batches = readBatch();
     pb::Lock lock( monitor );
     if ( conds & UNIX_FD_ERROR )
         failLocked( wakes );
@@ -246,7 +273,7 @@ bool UdpChannel::fetchLocked()
     if ( outgoing.empty() ) {
         pb::Lock lock( monitor );
         outgoing.swap( incoming );
-        if ( outgoing.empty() ) // the alert stands for what somebody else has taken, but not counted yet
+        if ( outgoing.empty() && receiveAlert ) // it stands for what somebody else has taken, but not counted yet
             pbAlertUnset( receiveAlert.get() );
     }
     return !outgoing.empty();
@@ -284,141 +311,182 @@ void in___ImpUdpUnixChannelThreadFunc( PB_OBJ * )
     engine->run();
 }
 
-/** The number of the interface that is named, 0 when none is; nothing when there is no such interface. */
-std::optional<unsigned> interfaceIndex( PB_STRING *optionalInterface )
-{
-    if ( !optionalInterface )
-        return 0;
-    pb::Ref<PB_BUFFER> name = pb::adopt( pbStringTryToCstr( optionalInterface ) );
-    unsigned index = name ? if_nametoindex( reinterpret_cast<const char *>( pbBufferBacking( name.get() ) ) ) : 0;
-    return index == 0 ? std::nullopt : std::optional( index );
-}
-
-/** Link-local groups are bound with the number of their interface (RFC 4007 section 6); for others the kernel ignores it. */
-void setScope( void *record, unsigned index )
-{
-    if ( auto *sa = static_cast<sockaddr_in6 *>( record ); sa->sin6_family == AF_INET6 )
-        sa->sin6_scope_id = index;
-}
-
-/** Joins the group on the interface; errno tells why not. */
-bool joinGroup( int fd, IN_ADDRESS *group, unsigned index, const void *record, PB_INT sockaddrLength )
+/** Joins the group on the interface. */
+bool joinGroup( int fd, IN_ADDRESS *group, unsigned index, const in::LocalRecord &local, in::OpenFailure &failure )
 {
     group_req req{};
     req.gr_interface = index;
+    PB_INT sockaddrLength = local.length;
     PB_ASSERT( ( (unsigned int)sockaddrLength ) <= sizeof( req.gr_group ) );
-    std::memcpy( &req.gr_group, record, static_cast<std::size_t>( sockaddrLength ) );
+    std::memcpy( &req.gr_group, local.get(), local.length );
     int level = inAddressIsV6( group ) ? IPPROTO_IPV6 : IPPROTO_IP;
-    return setsockopt( fd, level, MCAST_JOIN_GROUP, &req, sizeof req ) == 0;
+    return setsockopt( fd, level, MCAST_JOIN_GROUP, &req, sizeof req ) == 0 || failure.failed( "MCAST_JOIN_GROUP" );
 }
 
 /** Reads back what the socket got; where that is the address asked for, the channel shares that object. */
-bool readLocalAddress( UdpChannel &channel, IN_ADDRESS *localAddress )
+bool readLocalAddress( int fd, pb::Ref<IN_UDP_ADDRESS> &local, in::OpenFailure &failure )
 {
-    channel.localAddress = pb::adopt( inUdpAddressCreate( localAddress, in::PORT_MAX ) );
     std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
     socklen_t length = record.size();
-    return getsockname( channel.fd.get(), reinterpret_cast<sockaddr *>( record.data() ), &length ) == 0 &&
-           in___ImpSockaddrUpdateUdpAddress( record.data(), length, channel.localAddress.handle() );
+    if ( getsockname( fd, reinterpret_cast<sockaddr *>( record.data() ), &length ) != 0 )
+        return failure.failed( "getsockname" );
+    return in___ImpSockaddrUpdateUdpAddress( record.data(), length, local.handle() ) ||
+           failure.failed( "getsockname", EAFNOSUPPORT );
 }
 
-/** Opens the socket of a record whose other members are set. */
-bool openChannel( UdpChannel &channel, IN_ADDRESS *localAddress, PB_INT optionalLocalPort )
+bool UdpChannel::tryOpen( in::OpenFailure &failure )
 {
-    UdpPlan plan{ localAddress, channel.flags,
-        pb::adopt( channel.qosStack ? inQosStackOptions( channel.qosStack.get() ) : nullptr ), channel.isMulticast,
-        channel.isMulticast && channel.interfaceName };
-    alignas( sockaddr_in6 ) std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
-    PB_INT length = 0;
-    if ( optionalLocalPort == IN_UDP_PORT_INVALID )
-        in___ImpSockaddrFromAddress( record.data(), &length, localAddress );
-    else
-        in___ImpSockaddrFromAddressAndUdpPort( record.data(), &length, localAddress, optionalLocalPort );
-
-    if ( channel.isMulticast && optionalLocalPort == IN_UDP_PORT_INVALID )
-        return false;
-    std::optional<unsigned> index = interfaceIndex( plan.namesInterface ? channel.interfaceName.get() : nullptr );
+    if ( isMulticast && plan->open.optionalPort < 0 )
+        return failure.failed( "multicast port", EDESTADDRREQ );
+    PB_STRING *optionalInterface = isMulticast ? plan->open.optionalInterface : plan->open.optionalScopeInterface;
+    std::optional<unsigned> index = in::interfaceIndex( optionalInterface, failure );
     if ( !index )
         return false;
-    setScope( record.data(), *index );
-    channel.fd = in::openSocket( localAddress, SOCK_DGRAM, IPPROTO_UDP );
-    if ( !channel.fd || !in::applySteps( channel.fd.get(), steps, plan ) )
+    interfaceNumber = *index;
+    fd = in::openSocket( plan->open.localAddress, SOCK_DGRAM, IPPROTO_UDP, failure );
+    return fd && in::applySteps( fd.get(), steps, *plan, failure );
+}
+
+bool UdpChannel::tryFinish( in::OpenFailure &failure )
+{
+    IN_ADDRESS *wanted = std::exchange( plan, nullptr )->open.localAddress;
+    local = pb::adopt( inUdpAddressCreate( wanted, in::PORT_MAX ) );
+    if ( !readLocalAddress( fd.get(), local, failure ) )
         return false;
-    if ( bind( channel.fd.get(), reinterpret_cast<sockaddr *>( record.data() ), static_cast<socklen_t>( length ) ) !=
-         0 )
-        return false;
-    if ( channel.isMulticast && !joinGroup( channel.fd.get(), localAddress, *index, record.data(), length ) )
-        return false;
-    return readLocalAddress( channel, localAddress );
+    return !isMulticast ||
+           joinGroup( fd.get(), wanted, interfaceNumber, in::LocalRecord( wanted, port(), interfaceNumber ), failure );
+}
+
+void UdpChannel::begin( in::Wakes &wakes )
+{
+    pb::Lock lock( monitor );
+    updateLocked( wakes );
+}
+
+pb::Ref<PB_SIGNAL> UdpChannel::neededErrorSignal()
+{
+    pb::Lock lock( monitor );
+    if ( !errorSignal ) {
+        errorSignal = pb::adopt( pbSignalCreate() );
+        if ( failed )
+            pbSignalAssert( errorSignal.get() ); // nobody waits for it yet
+    }
+    return errorSignal;
+}
+
+pb::Ref<PB_ALERT> UdpChannel::neededReceiveAlert()
+{
+    pb::Lock lock( monitor );
+    if ( !receiveAlert ) {
+        receiveAlert = pb::adopt( pbAlertCreate() );
+        if ( queued > 0 )
+            pbAlertSet( receiveAlert.get() ); // nobody waits for it yet
+    }
+    return receiveAlert;
+}
+
+void UdpChannel::errorAddSignalable( PB_SIGNALABLE *signalable )
+{
+    pbSignalAddSignalable( neededErrorSignal().get(), signalable );
+}
+
+void UdpChannel::errorDelSignalable( PB_SIGNALABLE *signalable )
+{
+    pbSignalDelSignalable( neededErrorSignal().get(), signalable );
+}
+
+void UdpChannel::receiveAddAlertable( PB_ALERTABLE *alertable )
+{
+    pbAlertAddAlertable( neededReceiveAlert().get(), alertable );
+}
+
+void UdpChannel::receiveDelAlertable( PB_ALERTABLE *alertable )
+{
+    pbAlertDelAlertable( neededReceiveAlert().get(), alertable );
+}
+
+// No lock: the system makes each datagram whole, and the socket stays open as long as the caller holds the channel.
+int UdpChannel::sendBytes( IN_UDP_ADDRESS *remote, const void *bytes, PB_INT byteCount )
+{
+    std::array<PB_BYTE, sizeof( sockaddr_in6 )> record;
+    PB_INT length = 0;
+    if ( failed || !in___ImpSockaddrFromUdpAddress( record.data(), &length, remote ) ) {
+        in::Wakes wakes;
+        fail( wakes );
+        return ENOTCONN;
+    }
+    ssize_t sent = sendto( fd.get(), bytes, static_cast<std::size_t>( byteCount ), 0,
+        reinterpret_cast<sockaddr *>( record.data() ), static_cast<socklen_t>( length ) );
+    return sent < 0 ? errno : 0;
+}
+
+pb::Ref<IN_UDP_PACKET> UdpChannel::optionalReceive()
+{
+    pb::Ref<IN_UDP_PACKET> pkt = take();
+    if ( pkt )
+        taken();
+    return pkt;
+}
+
+UdpChannel &channelAt( PB_INT chan )
+{
+    PB_ASSERT( IN___IMP_UDP_CHANNEL_OK( chan ) );
+    return engine->at( chan );
 }
 
 } // namespace
 
+void in___ImpUdpStartup()
+{
+    in___ImpUdpPorts.start();
+}
+
+void in___ImpUdpShutdown()
+{
+    in___ImpUdpPorts.stop();
+}
+
 void in___ImpUdpChannelStartup()
 {
-    engine = new UdpEngine;
+    engine.start( *in___ImpUdpPorts );
     engine->start( "in___ImpUdpUnixChannelThreadFunc()", in___ImpUdpUnixChannelThreadFunc, 4 );
 }
 
 void in___ImpUdpChannelShutdown()
 {
-    engine->stop();
-    delete engine;
-    engine = pb::released<UdpEngine>();
+    engine->beginStop();
+    engine->endStop();
+    engine.stop();
 }
 
-PB_INT in___ImpUdpChannelTryAllocate( IN_ADDRESS *localAddress, PB_INT optionalLocalPort, PB_INT flags,
-    IN_QOS_STACK *optionalQosStack, PB_STRING *optionalInterface )
+PB_INT in___ImpUdpChannelTryCreate( const in::OpenPlan &plan, in::OpenFailure &failure )
 {
+    auto [localAddress, optionalLocalPort] = std::pair( plan.localAddress, plan.optionalPort );
     PB_ASSERT( localAddress );
     PB_ASSERT( optionalLocalPort == IN_UDP_PORT_INVALID || IN_UDP_PORT_OK( optionalLocalPort ) );
-    auto record = std::make_unique<UdpChannel>();
-    record->flags = inUdpFlagsNormalize( flags );
-    record->qosStack = pb::share( optionalQosStack );
-    record->interfaceName = pb::share( optionalInterface );
-    record->isMulticast = inAddressIsMulticast( localAddress );
-    if ( !openChannel( *record, localAddress, optionalLocalPort ) )
-        return IN___IMP_UDP_CHANNEL_INVALID;
-    PB_INT chan = engine->tryInsert( std::move( record ) );
-    if ( chan == IN___IMP_UDP_CHANNEL_INVALID )
-        return chan;
-    in::Wakes wakes;
-    UdpChannel &channel = channelAt( chan );
-    pb::Lock lock( channel.monitor );
-    channel.updateLocked( wakes );
-    return chan;
+    return engine->tryCreate( UdpPlan( plan ), failure );
 }
 
-void in___ImpUdpChannelReleaseDeferred( PB_INT chan, in::Wakes &wakes )
+PB_BOOL in___ImpUdpChannelTryCreateRtp( PB_INT *rtp, PB_INT *rtcp, const in::OpenPlan &plan, in::OpenFailure &failure )
 {
-    channelAt( chan ).fail( wakes );
-    engine->release( chan );
+    PB_ASSERT( rtp );
+    PB_ASSERT( rtcp );
+    IN_ADDRESS *localAddress = plan.localAddress;
+    PB_ASSERT( localAddress );
+    in::PortPair pair = engine->tryCreatePair( UdpPlan( plan ), failure );
+    *rtp = pair.even;
+    *rtcp = pair.odd;
+    return pair.even != IN___IMP_UDP_CHANNEL_INVALID;
 }
 
-void in___ImpUdpChannelRelease( PB_INT chan )
+void in___ImpUdpChannelDestroy( PB_INT chan )
 {
-    in::Wakes wakes;
-    in___ImpUdpChannelReleaseDeferred( chan, wakes );
+    engine->destroy( chan );
 }
 
-IN_UDP_ADDRESS *in___ImpUdpChannelLocalAddress( PB_INT chan )
+in::UdpPath &in___ImpUdpChannelPath( PB_INT chan )
 {
-    return channelAt( chan ).localAddress.retained();
-}
-
-PB_INT in___ImpUdpChannelFlags( PB_INT chan )
-{
-    return channelAt( chan ).flags;
-}
-
-IN_QOS_STACK *in___ImpUdpChannelQosStack( PB_INT chan )
-{
-    return channelAt( chan ).qosStack.retained();
-}
-
-PB_BOOL in___ImpUdpChannelHasQosStack( PB_INT chan )
-{
-    return PB_BOOL_FROM( channelAt( chan ).qosStack );
+    return channelAt( chan );
 }
 
 PB_STRING *in___ImpUdpChannelInterface( PB_INT chan )
@@ -429,61 +497,4 @@ PB_STRING *in___ImpUdpChannelInterface( PB_INT chan )
 PB_BOOL in___ImpUdpChannelHasInterface( PB_INT chan )
 {
     return PB_BOOL_FROM( channelAt( chan ).interfaceName );
-}
-
-PB_BOOL in___ImpUdpChannelIsMulticast( PB_INT chan )
-{
-    return channelAt( chan ).isMulticast;
-}
-
-PB_BOOL in___ImpUdpChannelError( PB_INT chan )
-{
-    return channelAt( chan ).failed;
-}
-
-void in___ImpUdpChannelErrorAddSignalable( PB_INT chan, PB_SIGNALABLE *signalable )
-{
-    pbSignalAddSignalable( channelAt( chan ).errorSignal.get(), signalable );
-}
-
-void in___ImpUdpChannelErrorDelSignalable( PB_INT chan, PB_SIGNALABLE *signalable )
-{
-    pbSignalDelSignalable( channelAt( chan ).errorSignal.get(), signalable );
-}
-
-// No lock: the system makes each datagram whole, and the socket stays open as long as the caller holds the handle.
-void in___ImpUdpChannelSendBytes( PB_INT chan, IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount )
-{
-    UdpChannel &channel = channelAt( chan );
-    PB_ASSERT( remoteAddress );
-    PB_ASSERT( bytes || !byteCount );
-    PB_ASSERT( byteCount >= 0 );
-    std::array<PB_BYTE, sizeof( sockaddr_in6 )> record;
-    PB_INT length = 0;
-    if ( channel.failed || !in___ImpSockaddrFromUdpAddress( record.data(), &length, remoteAddress ) ) {
-        in::Wakes wakes;
-        return channel.fail( wakes );
-    }
-    // A datagram that the system refuses is lost, as UDP allows.
-    (void)sendto( channel.fd.get(), bytes, static_cast<std::size_t>( byteCount ), 0,
-        reinterpret_cast<sockaddr *>( record.data() ), static_cast<socklen_t>( length ) );
-}
-
-IN_UDP_PACKET *in___ImpUdpChannelReceive( PB_INT chan )
-{
-    UdpChannel &channel = channelAt( chan );
-    pb::Ref<IN_UDP_PACKET> pkt = channel.take();
-    if ( pkt )
-        channel.taken();
-    return pkt.give();
-}
-
-void in___ImpUdpChannelReceiveAddAlertable( PB_INT chan, PB_ALERTABLE *alertable )
-{
-    pbAlertAddAlertable( channelAt( chan ).receiveAlert.get(), alertable );
-}
-
-void in___ImpUdpChannelReceiveDelAlertable( PB_INT chan, PB_ALERTABLE *alertable )
-{
-    pbAlertDelAlertable( channelAt( chan ).receiveAlert.get(), alertable );
 }

@@ -37,10 +37,10 @@ void inMapStackTraceCompleteAnchor( IN_MAP_STACK *stack, TR_ANCHOR *anchor )
     trAnchorComplete( anchor, stack->stream.get() );
 }
 
-IN___MAP_UDP_CHANNEL *in___MapUdpChannelCreate( std::unique_ptr<in::MapUdpChannel> channel )
+IN___MAP_UDP_CHANNEL *in___MapUdpChannelCreate( std::unique_ptr<in::UdpPath> path )
 {
-    PB_ASSERT( channel );
-    return pb::create<IN___MAP_UDP_CHANNEL>( std::move( channel ) );
+    PB_ASSERT( path );
+    return pb::create<IN___MAP_UDP_CHANNEL>( std::move( path ) );
 }
 
 IN_MAP_STACK_PEER *in___MapStackPeerCreate( std::unique_ptr<in::MapPeer> peer )

@@ -8,34 +8,13 @@
 #include <in/base/in_stack.h>
 #include <in/map/in_map_stack.h>
 #include <in/qos/in_qos_stack.h>
-#include <in/udp/in_udp_packet.h>
+#include <in/udp/in_udp_path_private.hpp>
 #include <memory>
 #include <pb/pb.hpp>
 
 PB_CLASS( IN___MAP_UDP_CHANNEL, in___MapUdpChannel )
 
 namespace in {
-
-/** A UDP channel of a mapping. Objects that are returned are new references, or null where it says optional. */
-class MapUdpChannel {
-public:
-    virtual ~MapUdpChannel() = default;
-    virtual pb::Ref<IN_QOS_STACK> optionalQosStack() = 0;
-    virtual pb::Ref<IN_UDP_ADDRESS> localAddress() = 0;
-    virtual PB_INT flags() = 0;
-    virtual bool error() = 0;
-    virtual void errorAddSignalable( PB_SIGNALABLE *signalable ) = 0;
-    virtual void errorDelSignalable( PB_SIGNALABLE *signalable ) = 0;
-    /** Whether the outside address is known; it is told by the signalables. */
-    virtual bool mapped() = 0;
-    virtual void mappedAddSignalable( PB_SIGNALABLE *signalable ) = 0;
-    virtual void mappedDelSignalable( PB_SIGNALABLE *signalable ) = 0;
-    virtual pb::Ref<IN_UDP_ADDRESS> optionalMappedLocalAddress() = 0;
-    virtual void sendBytes( IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount ) = 0;
-    virtual pb::Ref<IN_UDP_PACKET> optionalReceive() = 0;
-    virtual void receiveAddAlertable( PB_ALERTABLE *alertable ) = 0;
-    virtual void receiveDelAlertable( PB_ALERTABLE *alertable ) = 0;
-};
 
 /** Opens channels. */
 class MapPeer {
@@ -52,14 +31,14 @@ public:
 } // namespace in
 
 struct IN___MAP_UDP_CHANNEL : PB_OBJ {
-    std::unique_ptr<in::MapUdpChannel> channel; // never null
+    std::unique_ptr<in::UdpPath> path; // never null
 };
 
 struct IN_MAP_STACK_PEER : PB_OBJ {
     std::unique_ptr<in::MapPeer> peer; // never null
 };
 
-IN___MAP_UDP_CHANNEL *in___MapUdpChannelCreate( std::unique_ptr<in::MapUdpChannel> channel );
+IN___MAP_UDP_CHANNEL *in___MapUdpChannelCreate( std::unique_ptr<in::UdpPath> path );
 IN_MAP_STACK_PEER *in___MapStackPeerCreate( std::unique_ptr<in::MapPeer> peer );
 /** A map stack with that peer, or with none. */
 IN_MAP_STACK *in___MapStackCreate( IN_MAP_STACK_PEER *optionalPeer, TR_ANCHOR *optionalAnchor );

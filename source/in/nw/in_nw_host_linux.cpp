@@ -62,15 +62,15 @@ pb::Ref<IN___NW_HOST> lookUp( uint64_t &count )
 {
     pb::Lock lock( monitor );
     count = changes;
-    bool usable = last.get() && lastChanges == changes && pbTimestamp() < lastUntil;
-    return usable ? pb::share( last.get() ) : nullptr;
+    bool usable = last.optional() && lastChanges == changes && pbTimestamp() < lastUntil;
+    return usable ? pb::share( last.optional() ) : nullptr;
 }
 
 void keep( const pb::Ref<IN___NW_HOST> &taken, uint64_t count, PB_INT until )
 {
     pb::Ref<IN___NW_HOST> replaced; // let go outside the monitor: that takes its time
     pb::Lock lock( monitor );
-    replaced = pb::adopt( last.get() );
+    replaced = pb::adopt( last.optional() );
     last.set( taken.retained() );
     lastChanges = count;
     lastUntil = until;

@@ -1,10 +1,12 @@
 /*
- * UDP channels: a backend channel or a mapped one, with a filter in front and a trace stream. No lock of their own; what is
- * held does not change from creation on.
+ * UDP channels: a path, of the backend or of a mapping, with a filter in front and a trace stream. No lock of their own;
+ * what is held does not change from creation on, and the counts are atomic.
  */
 #include <in/imp/in_imp_udp_private.h>
 #include <in/udp/in_udp_channel_private.h>
+#include <in/udp/in_udp_opening_private.hpp>
 #include <in/udp/in_udp_packet_private.h>
+#include <unix/unix.h>
 
 struct IN_UDP_CHANNEL : PB_OBJ {
     pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_UDP_CHANNEL", -1 ) );
@@ -16,8 +18,19 @@ struct IN_UDP_CHANNEL : PB_OBJ {
     pb::Ref<IN_UDP_OPTIONS> udpOptions;
     pb::Ref<IN___MAP_UDP_CHANNEL> intMapUdpChannel;
     PB_INT intImpUdpChannel = IN___IMP_UDP_CHANNEL_INVALID;
+    in::UdpPath *path = nullptr; // of one of the two
+    in::SendErrors sendErrors;
 
-    bool open() const { return intMapUdpChannel || IN___IMP_UDP_CHANNEL_OK( intImpUdpChannel ); }
+    void setMapped( pb::Ref<IN___MAP_UDP_CHANNEL> mapped )
+    {
+        intMapUdpChannel = std::move( mapped );
+        path = intMapUdpChannel ? intMapUdpChannel->path.get() : nullptr;
+    }
+    void setImp( PB_INT impUdpChannel )
+    {
+        intImpUdpChannel = impUdpChannel;
+        path = IN___IMP_UDP_CHANNEL_OK( impUdpChannel ) ? &in___ImpUdpChannelPath( impUdpChannel ) : nullptr;
+    }
 };
 
 namespace {
@@ -65,22 +78,24 @@ bool openMapped( IN_UDP_CHANNEL *chan, PB_INT optionalLocalPort, PB_INT flags )
     if ( !peer )
         return refuse( chan, "[inUdpChannelTryCreate()] inMapStackPeer(): null" );
     pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( chan->stream.get(), TR_ANCHOR_KIND_USES ) );
-    chan->intMapUdpChannel = peer->peer->tryCreateUdpChannel(
-        chan->stack.get(), chan->qosStack.get(), optionalLocalPort, flags, anchor.get() );
-    return chan->intMapUdpChannel ||
-           refuse( chan, "[inUdpChannelTryCreate()] inMapStackPeerTryCreateUdpChannel(): null" );
+    chan->setMapped( peer->peer->tryCreateUdpChannel(
+        chan->stack.get(), chan->qosStack.get(), optionalLocalPort, flags, anchor.get() ) );
+    return chan->path || refuse( chan, "[inUdpChannelTryCreate()] inMapStackPeerTryCreateUdpChannel(): null" );
 }
 
 bool openOnStack( IN_UDP_CHANNEL *chan, PB_INT optionalLocalPort, PB_INT flags )
 {
-    pb::Ref<IN_ADDRESS> localAddress = pb::adopt( inStackAddress( chan->stack.get() ) );
-    if ( !localAddress )
+    in::UdpOpening opening( chan->stack.get(), chan->udpOptions.get(), chan->qosStack.get(), flags );
+    if ( !opening.plan.localAddress )
         return refuse( chan, "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): inStackAddress(): null" );
-    pb::Ref<IN_UDP_PORT_RANGE> portRange = pb::adopt( inUdpOptionsPortRange( chan->udpOptions.get() ) );
-    chan->intImpUdpChannel = in___ImpUdpChannelTryCreate(
-        localAddress.get(), optionalLocalPort, portRange.get(), flags, chan->qosStack.get(), nullptr );
-    return IN___IMP_UDP_CHANNEL_OK( chan->intImpUdpChannel ) ||
-           refuse( chan, "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): IN___IMP_UDP_CHANNEL_INVALID" );
+    opening.plan.optionalPort = optionalLocalPort;
+    in::OpenFailure failure;
+    chan->setImp( in___ImpUdpChannelTryCreate( opening.plan, failure ) );
+    if ( chan->path )
+        return true;
+    refuse( chan, "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): IN___IMP_UDP_CHANNEL_INVALID" );
+    in::traceFailure( chan->stream.get(), "[inUdpChannelTryCreate()] %~s", failure );
+    return false;
 }
 
 void traceLocalAddress( IN_UDP_CHANNEL *chan )
@@ -95,13 +110,20 @@ void traceFiltered( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, const c
     trStreamSetPropertyObjCstr( chan->stream.get(), "inFilteredUdpAddress", -1, pb::obj( remoteAddress ) );
 }
 
-/** Forwards an operation: to the mapped channel where there is one, else to the backend. */
-template <class Imp, class Map>
-auto forward( IN_UDP_CHANNEL *chan, Imp imp, Map map )
+/** The path that the operations go. */
+in::UdpPath &pathOf( IN_UDP_CHANNEL *chan )
 {
     PB_ASSERT( chan );
     PB_ASSERT( chan->intMapUdpChannel || IN___IMP_UDP_CHANNEL_OK( chan->intImpUdpChannel ) );
-    return chan->intMapUdpChannel ? map( *chan->intMapUdpChannel->channel ) : imp( chan->intImpUdpChannel );
+    return *chan->path;
+}
+
+/** Counts a datagram that was not sent, and traces the first one that was not sent for that reason. */
+void noteSendError( IN_UDP_CHANNEL *chan, int error )
+{
+    if ( chan->sendErrors.add( error ) )
+        trStreamTextFormatCstr(
+            chan->stream.get(), "[inUdpChannelSendBytes()] sendto: %~s", -1, unixErrorToString( error ) );
 }
 
 } // namespace
@@ -109,7 +131,7 @@ auto forward( IN_UDP_CHANNEL *chan, Imp imp, Map map )
 static void in___UdpChannelFreeFunc( PB_OBJ *obj )
 {
     IN_UDP_CHANNEL *chan = inUdpChannelFrom( obj );
-    if ( chan->open() ) {
+    if ( chan->path ) {
         PB_BOOL error = inUdpChannelError( chan );
         if ( error )
             trStreamSetNotable( chan->stream.get() );
@@ -146,9 +168,9 @@ IN_UDP_CHANNEL *in___UdpChannelCreateWithImpUdpChannel(
 {
     PB_ASSERT( stack );
     PB_ASSERT( IN___IMP_UDP_CHANNEL_OK( impUdpChannel ) );
-    pb::Ref<IN_QOS_STACK> qosStack = pb::adopt( in___ImpUdpChannelQosStack( impUdpChannel ) );
+    pb::Ref<IN_QOS_STACK> qosStack = in___ImpUdpChannelPath( impUdpChannel ).optionalQosStack();
     pb::Ref<IN_UDP_CHANNEL> chan = create( stack, qosStack.get(), nullptr, optionalFilter, optionalTraceAnchor );
-    chan->intImpUdpChannel = impUdpChannel;
+    chan->setImp( impUdpChannel );
     traceLocalAddress( chan.get() );
     return chan.give();
 }
@@ -159,9 +181,9 @@ IN_UDP_CHANNEL *in___UdpChannelCreateWithMapUdpChannel( IN_STACK *stack, IN_MAP_
     PB_ASSERT( stack );
     PB_ASSERT( mapStack );
     PB_ASSERT( mapUdpChannel );
-    pb::Ref<IN_QOS_STACK> qosStack = mapUdpChannel->channel->optionalQosStack();
+    pb::Ref<IN_QOS_STACK> qosStack = mapUdpChannel->path->optionalQosStack();
     pb::Ref<IN_UDP_CHANNEL> chan = create( stack, qosStack.get(), mapStack, optionalFilter, optionalTraceAnchor );
-    chan->intMapUdpChannel = pb::share( mapUdpChannel );
+    chan->setMapped( pb::share( mapUdpChannel ) );
     traceLocalAddress( chan.get() );
     return chan.give();
 }
@@ -198,56 +220,53 @@ IN___PART( Filter, filter, IN_FILTER );
 
 IN_UDP_ADDRESS *inUdpChannelLocalAddress( IN_UDP_CHANNEL *chan )
 {
-    return forward( chan, in___ImpUdpChannelLocalAddress, []( auto &map ) { return map.localAddress().give(); } );
+    return pathOf( chan ).localAddress().give();
 }
 
 PB_INT inUdpChannelFlags( IN_UDP_CHANNEL *chan )
 {
-    return forward( chan, in___ImpUdpChannelFlags, []( auto &map ) { return map.flags(); } );
+    return pathOf( chan ).flags();
 }
 
 PB_BOOL inUdpChannelError( IN_UDP_CHANNEL *chan )
 {
-    return forward( chan, in___ImpUdpChannelError, []( auto &map ) { return map.error(); } );
+    return pathOf( chan ).error();
 }
 
 void inUdpChannelErrorAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
 {
-    forward(
-        chan, [=]( PB_INT imp ) { in___ImpUdpChannelErrorAddSignalable( imp, signalable ); },
-        [=]( auto &map ) { map.errorAddSignalable( signalable ); } );
+    pathOf( chan ).errorAddSignalable( signalable );
 }
 
 void inUdpChannelErrorDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
 {
-    forward(
-        chan, [=]( PB_INT imp ) { in___ImpUdpChannelErrorDelSignalable( imp, signalable ); },
-        [=]( auto &map ) { map.errorDelSignalable( signalable ); } );
+    pathOf( chan ).errorDelSignalable( signalable );
 }
 
 PB_BOOL inUdpChannelMapped( IN_UDP_CHANNEL *chan )
 {
-    return forward(
-        chan, []( PB_INT ) { return true; }, []( auto &map ) { return map.mapped(); } );
+    return pathOf( chan ).mapped();
 }
 
 void inUdpChannelMappedAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
 {
-    forward(
-        chan, [=]( PB_INT ) { pbSignalableSignal( signalable ); },
-        [=]( auto &map ) { map.mappedAddSignalable( signalable ); } );
+    pathOf( chan ).mappedAddSignalable( signalable );
 }
 
 void inUdpChannelMappedDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
 {
-    forward(
-        chan, []( PB_INT ) {}, [=]( auto &map ) { map.mappedDelSignalable( signalable ); } );
+    pathOf( chan ).mappedDelSignalable( signalable );
 }
 
 IN_UDP_ADDRESS *inUdpChannelMappedLocalAddress( IN_UDP_CHANNEL *chan )
 {
-    return forward(
-        chan, in___ImpUdpChannelLocalAddress, []( auto &map ) { return map.optionalMappedLocalAddress().give(); } );
+    return pathOf( chan ).optionalMappedLocalAddress().give();
+}
+
+PB_INT inUdpChannelSendErrorCount( IN_UDP_CHANNEL *chan )
+{
+    PB_ASSERT( chan );
+    return chan->sendErrors.count();
 }
 
 void inUdpChannelSendBytes( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount )
@@ -261,9 +280,8 @@ void inUdpChannelSendBytes( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress,
     if ( trSystemAcceptsHighVolumeMessages() )
         trStreamMessageFormatCstr( chan->stream.get(), bytes, byteCount,
             "[inUdpChannelSendBytes()] bytesSent: %i, remoteAddress: %o", -1, byteCount, remoteAddress );
-    forward(
-        chan, [=]( PB_INT imp ) { in___ImpUdpChannelSendBytes( imp, remoteAddress, bytes, byteCount ); },
-        [=]( auto &map ) { map.sendBytes( remoteAddress, bytes, byteCount ); } );
+    if ( int error = pathOf( chan ).sendBytes( remoteAddress, bytes, byteCount ) )
+        noteSendError( chan, error );
 }
 
 void inUdpChannelSend( IN_UDP_CHANNEL *chan, IN_UDP_PACKET *up )
@@ -318,10 +336,7 @@ void inUdpChannelSendBufferOuter(
 /** The next packet, accepted or not. */
 static pb::Ref<IN_UDP_PACKET> next( IN_UDP_CHANNEL *chan )
 {
-    if ( inUdpChannelError( chan ) )
-        return {};
-    pb::Ref<IN_UDP_PACKET> pkt = pb::adopt(
-        forward( chan, in___ImpUdpChannelReceive, []( auto &map ) { return map.optionalReceive().give(); } ) );
+    pb::Ref<IN_UDP_PACKET> pkt = pathOf( chan ).optionalReceive();
     if ( pkt )
         in___UdpPacketTrace(
             pkt.get(), chan->stream.get(), "[inUdpChannelReceive()] bytesReceived: %i, remoteAddress: %o" );
@@ -351,14 +366,10 @@ IN_UDP_PACKET *inUdpChannelReceive( IN_UDP_CHANNEL *chan )
 
 void inUdpChannelReceiveAddAlertable( IN_UDP_CHANNEL *chan, PB_ALERTABLE *alertable )
 {
-    forward(
-        chan, [=]( PB_INT imp ) { in___ImpUdpChannelReceiveAddAlertable( imp, alertable ); },
-        [=]( auto &map ) { map.receiveAddAlertable( alertable ); } );
+    pathOf( chan ).receiveAddAlertable( alertable );
 }
 
 void inUdpChannelReceiveDelAlertable( IN_UDP_CHANNEL *chan, PB_ALERTABLE *alertable )
 {
-    forward(
-        chan, [=]( PB_INT imp ) { in___ImpUdpChannelReceiveDelAlertable( imp, alertable ); },
-        [=]( auto &map ) { map.receiveDelAlertable( alertable ); } );
+    pathOf( chan ).receiveDelAlertable( alertable );
 }

@@ -60,6 +60,11 @@ PB_API IN_UDP_ADDRESS *inUdpChannelMappedLocalAddress( IN_UDP_CHANNEL *chan );
  */
 PB_API void inUdpChannelSendBytes(
     IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount );
+/**
+ * How many datagrams were given to be sent and not sent, because the system refused them or the channel had failed. What the
+ * filter keeps back is not counted. The first one for each reason is traced, with the reason.
+ */
+PB_API PB_INT inUdpChannelSendErrorCount( IN_UDP_CHANNEL *chan );
 /** The packet's payload to its remote address. */
 PB_API void inUdpChannelSend( IN_UDP_CHANNEL *chan, IN_UDP_PACKET *up );
 /** The whole buffer, a part of it, its first or last bytes, or all but a part of it. Aborts when that is no byte at all. */

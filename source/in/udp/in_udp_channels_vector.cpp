@@ -2,6 +2,7 @@
 #include <in/imp/in_imp_udp_private.h>
 #include <in/udp/in_udp_channel_private.h>
 #include <in/udp/in_udp_channels_vector.h>
+#include <in/udp/in_udp_opening_private.hpp>
 
 namespace {
 
@@ -50,19 +51,21 @@ PB_VECTOR *openMapped( const PairPlan &plan )
 
 PB_VECTOR *openOnStack( const PairPlan &plan )
 {
-    pb::Ref<IN_ADDRESS> localAddress = pb::adopt( inStackAddress( plan.stack ) );
-    if ( !localAddress )
-        return refuse( plan, "inStackAddress(): null" );
     pb::Ref<IN_OPTIONS> options = pb::adopt( inStackOptions( plan.stack ) );
     pb::Ref<IN_UDP_OPTIONS> udpOptions = pb::adopt( inOptionsUdpOptions( options.get() ) );
-    pb::Ref<IN_UDP_PORT_RANGE> portRange = pb::adopt( inUdpOptionsPortRange( udpOptions.get() ) );
+    in::UdpOpening opening( plan.stack, udpOptions.get(), plan.optionalQosStack, plan.flags );
+    if ( !opening.plan.localAddress )
+        return refuse( plan, "inStackAddress(): null" );
     PB_INT rtpChannel;
     PB_INT rtcpChannel;
-    in___ImpUdpChannelTryCreateRtp(
-        &rtpChannel, &rtcpChannel, localAddress.get(), portRange.get(), plan.flags, plan.optionalQosStack );
+    in::OpenFailure failure;
+    in___ImpUdpChannelTryCreateRtp( &rtpChannel, &rtcpChannel, opening.plan, failure );
     PB_ASSERT( ( rtpChannel == IN___IMP_UDP_CHANNEL_INVALID && rtcpChannel == IN___IMP_UDP_CHANNEL_INVALID ) || ( rtpChannel != IN___IMP_UDP_CHANNEL_INVALID && rtcpChannel != IN___IMP_UDP_CHANNEL_INVALID ) );
-    if ( rtpChannel == IN___IMP_UDP_CHANNEL_INVALID )
-        return refuse( plan, "rtpChannel: IN___IMP_UDP_CHANNEL_INVALID" );
+    if ( rtpChannel == IN___IMP_UDP_CHANNEL_INVALID ) {
+        refuse( plan, "rtpChannel: IN___IMP_UDP_CHANNEL_INVALID" );
+        in::traceFailure( plan.stream, "%~s", failure );
+        return nullptr;
+    }
     auto wrap = [&]( PB_INT impUdpChannel ) {
         return pb::adopt( in___UdpChannelCreateWithImpUdpChannel(
             plan.stack, impUdpChannel, plan.optionalFilter, plan.anchor.get() ) );

@@ -1,19 +1,21 @@
 /* Multicast receivers: a backend channel on a group. No lock of their own. */
 #include <in/imp/in_imp_udp_private.h>
 #include <in/udp/in_udp_multicast_receiver.h>
+#include <in/udp/in_udp_opening_private.hpp>
 #include <in/udp/in_udp_packet_private.h>
 #include <pb/pb.hpp>
 
 struct IN_UDP_MULTICAST_RECEIVER : PB_OBJ {
     pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_UDP_MULTICAST_RECEIVER", -1 ) );
     PB_INT intImpUdpChannel = IN___IMP_UDP_CHANNEL_INVALID;
+    in::UdpPath *path = nullptr; // of the backend's channel
 };
 
 static void in___UdpMulticastReceiverFreeFunc( PB_OBJ *obj )
 {
     IN_UDP_MULTICAST_RECEIVER *recv = inUdpMulticastReceiverFrom( obj );
     if ( IN___IMP_UDP_CHANNEL_OK( recv->intImpUdpChannel ) ) {
-        PB_BOOL error = in___ImpUdpChannelError( recv->intImpUdpChannel );
+        PB_BOOL error = recv->path->error();
         if ( error )
             trStreamSetNotable( recv->stream.get() );
         trStreamTextFormatCstr( recv->stream.get(), "[in___UdpMulticastReceiverFreeFunc()] error: %b", -1, error );
@@ -46,13 +48,20 @@ IN_UDP_MULTICAST_RECEIVER *inUdpMulticastReceiverTryCreate( IN_ADDRESS *multicas
     if ( optionalTraceAnchor )
         trAnchorComplete( optionalTraceAnchor, recv->stream.get() );
     traceProperties( recv->stream.get(), multicastAddress, optionalInterface, optionalLocalPort );
-    recv->intImpUdpChannel =
-        in___ImpUdpChannelTryCreate( multicastAddress, optionalLocalPort, nullptr, 0, nullptr, optionalInterface );
-    if ( IN___IMP_UDP_CHANNEL_OK( recv->intImpUdpChannel ) )
+    in::OpenPlan plan{ .localAddress = multicastAddress,
+        .optionalPort = optionalLocalPort,
+        .ports = {},
+        .optionalInterface = optionalInterface };
+    in::OpenFailure failure;
+    recv->intImpUdpChannel = in___ImpUdpChannelTryCreate( plan, failure );
+    if ( IN___IMP_UDP_CHANNEL_OK( recv->intImpUdpChannel ) ) {
+        recv->path = &in___ImpUdpChannelPath( recv->intImpUdpChannel );
         return recv.give();
+    }
     trStreamSetNotable( recv->stream.get() );
     trStreamTextCstr( recv->stream.get(),
         "[inUdpMulticastReceiverTryCreate()] in___ImpUdpChannelTryCreate(): IN___IMP_UDP_CHANNEL_INVALID", -1 );
+    in::traceFailure( recv->stream.get(), "[inUdpMulticastReceiverTryCreate()] %~s", failure );
     return nullptr;
 }
 
@@ -70,9 +79,15 @@ static PB_INT channelOf( IN_UDP_MULTICAST_RECEIVER *recv )
     return recv->intImpUdpChannel;
 }
 
+static in::UdpPath &pathOf( IN_UDP_MULTICAST_RECEIVER *recv )
+{
+    (void)channelOf( recv );
+    return *recv->path;
+}
+
 IN_UDP_ADDRESS *inUdpMulticastReceiverLocalAddress( IN_UDP_MULTICAST_RECEIVER *recv )
 {
-    return in___ImpUdpChannelLocalAddress( channelOf( recv ) );
+    return pathOf( recv ).localAddress().give();
 }
 
 PB_STRING *inUdpMulticastReceiverInterface( IN_UDP_MULTICAST_RECEIVER *recv )
@@ -87,24 +102,22 @@ PB_BOOL inUdpMulticastReceiverHasInterface( IN_UDP_MULTICAST_RECEIVER *recv )
 
 PB_BOOL inUdpMulticastReceiverError( IN_UDP_MULTICAST_RECEIVER *recv )
 {
-    return in___ImpUdpChannelError( channelOf( recv ) );
+    return pathOf( recv ).error();
 }
 
 void inUdpMulticastReceiverErrorAddSignalable( IN_UDP_MULTICAST_RECEIVER *recv, PB_SIGNALABLE *signalable )
 {
-    in___ImpUdpChannelErrorAddSignalable( channelOf( recv ), signalable );
+    pathOf( recv ).errorAddSignalable( signalable );
 }
 
 void inUdpMulticastReceiverErrorDelSignalable( IN_UDP_MULTICAST_RECEIVER *recv, PB_SIGNALABLE *signalable )
 {
-    in___ImpUdpChannelErrorDelSignalable( channelOf( recv ), signalable );
+    pathOf( recv ).errorDelSignalable( signalable );
 }
 
 IN_UDP_PACKET *inUdpMulticastReceiverReceive( IN_UDP_MULTICAST_RECEIVER *recv )
 {
-    if ( inUdpMulticastReceiverError( recv ) )
-        return nullptr;
-    pb::Ref<IN_UDP_PACKET> pkt = pb::adopt( in___ImpUdpChannelReceive( channelOf( recv ) ) );
+    pb::Ref<IN_UDP_PACKET> pkt = pathOf( recv ).optionalReceive();
     if ( pkt )
         in___UdpPacketTrace(
             pkt.get(), recv->stream.get(), "[inUdpMulticastReceiverReceive()] bytesReceived: %i, remoteAddress: %o" );
@@ -113,12 +126,12 @@ IN_UDP_PACKET *inUdpMulticastReceiverReceive( IN_UDP_MULTICAST_RECEIVER *recv )
 
 void inUdpMulticastReceiverReceiveAddAlertable( IN_UDP_MULTICAST_RECEIVER *recv, PB_ALERTABLE *alertable )
 {
-    in___ImpUdpChannelReceiveAddAlertable( channelOf( recv ), alertable );
+    pathOf( recv ).receiveAddAlertable( alertable );
 }
 
 void inUdpMulticastReceiverReceiveDelAlertable( IN_UDP_MULTICAST_RECEIVER *recv, PB_ALERTABLE *alertable )
 {
-    in___ImpUdpChannelReceiveDelAlertable( channelOf( recv ), alertable );
+    pathOf( recv ).receiveDelAlertable( alertable );
 }
 
 void inUdpMulticastReceiverReceiveWait( IN_UDP_MULTICAST_RECEIVER *recv, PB_SIGNAL *optionalAbortSignal )
