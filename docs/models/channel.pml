@@ -87,7 +87,6 @@ inline allocate( c )
         map[f] = c;
         record[c].alive = true;
         record[c].fd = f;
-        barrierReferences[c] = 1;
         f = 0
     };
     atomic { enter( c ); updateObserver( c ); updateAlert( c ); leave( c ); fire( c ) };
@@ -99,13 +98,19 @@ inline allocate( c )
     }
 }
 
-inline fail( c )
+/* Leaves what is to be fired to the caller. */
+inline failAndUpdate( c )
 {
     enter( c );
     failLocked( c );
     updateObserver( c );
     updateAlert( c );
-    leave( c );
+    leave( c )
+}
+
+inline fail( c )
+{
+    failAndUpdate( c );
     fire( c )
 }
 
@@ -115,19 +120,20 @@ inline take( c )
     !record[c].takeMonitor;
     record[c].takeMonitor = true;
     if
+    :: record[c].error -> taken = false
+    :: !record[c].error && len( outgoing[c] ) > 0 -> taken = true
     :: !record[c].error && len( outgoing[c] ) == 0 ->
         enter( c );
         do
         :: len( incoming[c] ) > 0 -> incoming[c] ? value; outgoing[c] ! value
         :: else -> break
         od;
+        taken = len( outgoing[c] ) > 0;
 #if !defined( EMPTY_KEEPS_ALERT ) && !defined( NO_ALERT_UPDATE )
-        record[c].alert = record[c].alert && len( outgoing[c] ) > 0;
+        record[c].alert = record[c].alert && taken;
 #endif
         leave( c )
-    :: else
     fi;
-    taken = !record[c].error && len( outgoing[c] ) > 0;
     if
     :: taken ->
         outgoing[c] ? value;
@@ -188,7 +194,6 @@ inline forget( c )
         sent[f] = 0;
         hasError[f] = false;
         f = 0;
-        barrierReferences[c]--;
         record[c].alive = false;
         record[c].fd = 0;
         record[c].error = false;
@@ -200,24 +205,27 @@ inline forget( c )
     }
 }
 
+/* What is to be fired is fired when the slot is gone. */
 inline release( c )
 {
 #ifdef TABLE_HELD
     atomic { !tableMonitor; tableMonitor = true };
-    atomic { fail( c ); tableMonitor = false };
+    atomic { failAndUpdate( c ); tableMonitor = false };
 #else
-    atomic { fail( c ) };
+    atomic { failAndUpdate( c ) };
 #endif
-#ifndef NO_PASS
     atomic {
+        !tableMonitor;
         touch( c );
-        if
-        :: record[c].blockers > 0 -> record[c].passing = true; !record[c].passing
-        :: else
-        fi
-    };
+#ifndef NO_PASS
+        do
+        :: served == c -> record[c].waiting = true; !record[c].waiting; !tableMonitor
+        :: else -> break
+        od;
 #endif
-    atomic { !tableMonitor; forget( c ) }
+        forget( c )
+    };
+    d_step { fire( c ) }
 }
 
 inline drop( c )

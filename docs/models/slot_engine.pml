@@ -1,5 +1,5 @@
 /*
- * The barrier protocol of the slot engine with UDP channels in its slots: one engine thread that serves all sockets
+ * Releasing slots of the slot engine while they are served, with UDP channels in the slots: one engine thread that serves all sockets
  * through one descriptor observer, two user threads that open, use, share and release channels, and the kernel.
  * README.md beside this file says which step is which function, what is checked, and why so few steps are enough.
  *
@@ -47,8 +47,7 @@ typedef Record {
     byte fd, conds;
     bool error, paused;
     byte queued;
-    byte blockers;         /* of the barrier */
-    bool passing;          /* somebody sleeps until it opens */
+    bool waiting;          /* whoever releases it sleeps until it has been served */
     bool alert, listening; /* the alert, and whether the owner's alertable is in */
     byte holders;          /* of the public object; the last one releases */
     byte last              /* the number of the datagram that was taken last */
@@ -58,10 +57,10 @@ chan incoming[CHANNELS] = [BOUND] of { byte };
 chan outgoing[CHANNELS] = [BOUND] of { byte };
 chan held[CHANNELS] = [SOCKET] of { byte }; /* read, and too much for the queue */
 byte map[DESCRIPTORS] = NONE;
+byte served = NONE; /* the channel that the engine is at */
 bool tableMonitor;
 
 /* What may outlive a record. */
-byte barrierReferences[CHANNELS];
 bool woken[CHANNELS];     /* the owner's alertable was fired */
 bool signalled[CHANNELS]; /* the error signal was asserted */
 
@@ -79,7 +78,7 @@ bool turn; /* changes when a datagram of channel 0 is taken */
 active proctype Engine()
 {
     byte c, conds, value, space, limit;
-    bool fires, fails;
+    bool fires, fails, queues;
     chan batch = [SOCKET] of { byte };
 
 waiting:
@@ -121,20 +120,23 @@ stopping:
     goto stopping;
 
 report:
+#ifdef UNBLOCK_FIRST
+    atomic { limit = openFd; closeReport() };
+#else
+    limit = openFd;
+#endif
     atomic {
         !tableMonitor;
-        c = map[openFd];
-        assert( c != NONE && c == eventOwner[openFd] );
-        eventOwner[openFd] = NONE
+        c = map[limit];
+        assert( c != NONE && c == eventOwner[limit] );
+        eventOwner[limit] = NONE;
+        served = c;
+        limit = 0
     };
-#ifdef UNBLOCK_FIRST
-    atomic { closeReport() };
-    d_step { touch( c ); record[c].blockers++ };
-#else
-    d_step { touch( c ); record[c].blockers++ };
 #ifdef MONITOR_FIRST
     atomic { enter( c ); leave( c ) };
 #endif
+#ifndef UNBLOCK_FIRST
     atomic { closeReport() };
 #endif
     if
@@ -172,8 +174,8 @@ report:
             batch ? value;
             if
             :: record[c].error
-            :: !record[c].error && space > 0 -> incoming[c] ! value; record[c].queued++; space--
-            :: !record[c].error && space == 0 -> held[c] ! value
+            :: !record[c].error && space > 0 -> incoming[c] ! value; record[c].queued++; space--; queues = true
+            :: !record[c].error && space == 0 -> held[c] ! value; queues = true
             fi
         :: else -> break
         od;
@@ -189,24 +191,18 @@ report:
     record[c].paused = true;
 updating:
     atomic {
-        resumeQueue( c );
+        if
+        :: queues -> resumeQueue( c ); queues = false
+        :: else
+        fi;
         updateObserver( c );
         updateAlert( c );
         leave( c )
     };
+    atomic { !tableMonitor; touch( c ); served = NONE };
     d_step {
-        touch( c );
-        assert( record[c].blockers > 0 );
-        record[c].blockers--;
-#ifndef NO_BARRIER_REFERENCE
-        barrierReferences[c]++
-#endif
-    };
-    d_step {
-        assert( barrierReferences[c] > 0 );
-        record[c].passing = false;
-#ifndef NO_BARRIER_REFERENCE
-        barrierReferences[c]--;
+#ifndef NO_SERVED_WAKE
+        record[c].waiting = false;
 #endif
         fire( c );
         c = 0
