@@ -23,18 +23,18 @@ constinit pb::Global<IN___NW_SOCKET> opened PB_GUARDED_BY( monitor );
 pb::Ref<IN___NW_SOCKET> in::hostSocket()
 {
     pb::Lock lock( monitor );
-    if ( opened.get() )
-        return pb::share( opened.get() );
+    if ( opened.optional() )
+        return pb::share( opened.optional() );
     pb::Fd fd( socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 ) );
     if ( fd )
         opened.set( pb::create<IN___NW_SOCKET>( std::move( fd ) ) );
-    return pb::share( opened.get() );
+    return pb::share( opened.optional() );
 }
 
 void in::hostSocketShutdown()
 {
     pb::Ref<IN___NW_SOCKET> closed; // outside the monitor
     pb::Lock lock( monitor );
-    closed = pb::adopt( opened.get() );
+    closed = pb::adopt( opened.optional() );
     opened.set( nullptr );
 }
