@@ -1,5 +1,6 @@
 /* Error texts, and commands: what reaches them, what comes back, and what they must not inherit. */
 #include <csignal>
+#include <netdb.h>
 #include <fcntl.h>
 #include <fstream>
 #include <pthread.h>
@@ -20,8 +21,12 @@ TEST( UnixError, Texts )
         { -1, "Unknown error -1" }, { 4294967296 + ECONNREFUSED, "Unknown error 4294967407" } };
     for ( auto [error, text] : rows )
         EXPECT_EQ( test::take( unixErrorToString( error ) ), text );
-    EXPECT_EQ( test::take( unixErrorGetaddrinfoToString( -2 ) ), "Name or service not known" ); // EAI_NONAME
-    EXPECT_EQ( test::take( unixErrorGetaddrinfoToString( 77 ) ), "Unknown error 77" );
+    // the texts of the C library as it has them in English, which this program speaks
+    for ( int code : { EAI_BADFLAGS, EAI_NONAME, EAI_AGAIN, EAI_FAIL, EAI_NODATA, EAI_FAMILY, EAI_SOCKTYPE, EAI_SERVICE,
+              EAI_ADDRFAMILY, EAI_MEMORY, EAI_SYSTEM, EAI_IDN_ENCODE } )
+        EXPECT_EQ( test::take( unixErrorGetaddrinfoToString( code ) ), gai_strerror( code ) );
+    for ( PB_INT code : { PB_INT( 0 ), PB_INT( 77 ), PB_INT( 4294967296 + EAI_NONAME ) } )
+        EXPECT_EQ( test::take( unixErrorGetaddrinfoToString( code ) ), "Unknown error " + std::to_string( code ) );
 }
 
 constexpr PB_INT LONG = 60'000; // ms; not reached
