@@ -26,6 +26,10 @@ install( FILES
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/quelvaris-in )
 
 # The pkg-config file finds the rest from where it stands itself, so that the tree may be moved.
+# It names every library, since the public headers declare what all of them export.
 file( RELATIVE_PATH QUELVARIS_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig / )
+list( TRANSFORM libraries PREPEND "-lquelvaris-" OUTPUT_VARIABLE flags )
+list( REVERSE flags )
+list( JOIN flags " " QUELVARIS_PC_LIBS )
 configure_file( ${PROJECT_SOURCE_DIR}/cmake/quelvaris-in.pc.in ${CMAKE_BINARY_DIR}/generated/quelvaris-in.pc @ONLY )
 install( FILES ${CMAKE_BINARY_DIR}/generated/quelvaris-in.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig )
