@@ -3,6 +3,7 @@
 #include <map>
 #include <tool/tool_channel_choice.hpp>
 #include <tool/tool_filter.hpp>
+#include <tool/tool_reason.hpp>
 
 namespace {
 
@@ -107,11 +108,11 @@ tool::Lanes tool::ChannelChoice::open( PB_INT flags, IN_ADDRESS *optionalPeer ) 
     if ( range )
         setPortRange( stack, range.get() );
     pb::Ref<IN_FILTER> filter = filters.empty() ? nullptr : makeFilter( filters, optionalPeer );
+    TracedReason reason( rtp ? "inUdpChannelsVectorTryCreateRtp()" : "IN_UDP_CHANNEL" );
     Lanes lanes = rtp ? openPair( stack, filter.get(), flags ) : openOne( stack, filter.get(), flags );
     if ( lanes.empty() )
-        fail(
-            "no channel could be opened on {}{}; the ports may be in use (ss -ulpn), QUELVARIS_TRACE=stderr tells more",
+        fail( "no channel could be opened on {}{}: {}",
             take( inAddressToString( pb::adopt( inStackAddress( stack ) ).get() ) ),
-            port > 0 ? fmt::format( " port {}", port ) : "" );
+            port > 0 ? fmt::format( " port {}", port ) : "", reason.text() );
     return lanes;
 }

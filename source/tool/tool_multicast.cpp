@@ -1,6 +1,7 @@
 /* The commands on multicast groups: multicast listen, multicast send. */
 #include <tool/tool_channel_choice.hpp>
 #include <tool/tool_listening.hpp>
+#include <tool/tool_reason.hpp>
 #include <tool/tool_sending.hpp>
 
 namespace {
@@ -25,12 +26,12 @@ tool::Lanes join( const Group &group )
     pb::Ref<IN_ADDRESS> address = tool::parse( group.address, inAddressTryCreateFromString, "IP address" );
     checkGroup( address.get() );
     pb::Ref<PB_STRING> interface = group.interface.empty() ? pb::Ref<PB_STRING>() : pb::string( group.interface );
+    tool::TracedReason reason( "IN_UDP_MULTICAST_RECEIVER" );
     pb::Ref<IN_UDP_MULTICAST_RECEIVER> receiver =
         pb::adopt( inUdpMulticastReceiverTryCreate( address.get(), interface.get(), group.port, nullptr ) );
     if ( !receiver )
         tool::fail(
-            "{} could not be joined{}; the interface must be there and up, and another program may hold the port",
-            group.address, interface ? " on " + group.interface : "" );
+            "{} could not be joined{}: {}", group.address, interface ? " on " + group.interface : "", reason.text() );
     return { { "", {}, receiver } };
 }
 

@@ -48,15 +48,22 @@ tool::Sending::Sending( const Lanes &lanes, const SendOptions &itsOptions )
 /** Of a pair the second lane, that of RTCP, gets one datagram in twenty (RFC 3550 section 6.2: a twentieth of the load). */
 tool::Sending::Stream &tool::Sending::nextStream()
 {
-    return streams.size() > 1 && sent.count % 20 == 19 ? streams[1] : streams[0];
+    return streams.size() > 1 && tried() % 20 == 19 ? streams[1] : streams[0];
 }
 
 void tool::Sending::sendNext()
 {
     Stream &stream = nextStream();
+    IN_UDP_CHANNEL *channel = stream.lane.channel.get();
     Time now = Clock::now();
-    Stamp{ stream.number, stream.sent++, nanoseconds( now ) }.write( bytes );
-    inUdpChannelSendBytes( stream.lane.channel.get(), stream.target.get(), bytes.data(), options.size );
+    Stamp{ stream.number, stream.sent, nanoseconds( now ) }.write( bytes );
+    PB_INT errorsBefore = inUdpChannelSendErrorCount( channel );
+    inUdpChannelSendBytes( channel, stream.target.get(), bytes.data(), options.size );
+    if ( inUdpChannelSendErrorCount( channel ) > errorsBefore ) {
+        ++notSent; // the next one gets the number
+        return;
+    }
+    ++stream.sent;
     sent.add( now, options.size );
 }
 
@@ -65,9 +72,18 @@ tool::Report tool::Sending::report( double seconds ) const
     Report report;
     std::string target = take( inUdpAddressToString( streams.front().target.get() ) );
     report.json = { { "event", "summary" }, { "target", target }, { "seconds", seconds }, { "sent", sent.count },
-        { "bytes", sent.bytes }, { "sentPerSecond", sent.perSecond() }, { "bitsPerSecond", sent.bitsPerSecond() } };
+        { "notSent", notSent }, { "bytes", sent.bytes }, { "sentPerSecond", sent.perSecond() },
+        { "bitsPerSecond", sent.bitsPerSecond() } };
     report.text = { { "target", target }, { "sent", sent.text() } };
+    if ( notSent > 0 )
+        report.text["not sent"] = std::to_string( notSent );
     return report;
+}
+
+void tool::Sending::checkAllSent() const
+{
+    if ( notSent > 0 )
+        fail( "{} datagram{} not sent; QUELVARIS_TRACE=stderr tells why", notSent, notSent == 1 ? " was" : "s were" );
 }
 
 tool::Pinging::Pinging( const Lanes &lanes, const SendOptions &itsOptions, const Output &printsTo )
@@ -169,6 +185,7 @@ void tool::send( const Output &output, const Lanes &lanes, const SendOptions &op
     Session session( lanes, sending, options.run );
     session.run( options.rate, false );
     output.report( sending.report( session.seconds() ) );
+    sending.checkAllSent();
 }
 
 void tool::ping( const Output &output, const Lanes &lanes, const SendOptions &options )
@@ -177,6 +194,7 @@ void tool::ping( const Output &output, const Lanes &lanes, const SendOptions &op
     Session session( lanes, pinging, options.run );
     session.run( options.rate, pinging.printsEchoes() );
     output.report( pinging.report( session.seconds() ) );
+    pinging.checkAllSent();
     if ( pinging.lost() > 0 )
         fail( "{} datagram{} lost", pinging.lost(), pinging.lost() == 1 ? " was" : "s were" );
 }

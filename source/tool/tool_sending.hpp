@@ -29,9 +29,11 @@ public:
 
     void sendNext() override;
     void arrived( std::size_t, IN_UDP_PACKET * ) override {}
-    bool complete() const override { return options.run.count > 0 && sent.count >= options.run.count; }
+    bool complete() const override { return options.run.count > 0 && tried() >= options.run.count; }
     std::string progress() const override { return "sent " + sent.text(); }
     virtual Report report( double seconds ) const;
+    /** Ends the command as failed when the system refused a datagram. */
+    void checkAllSent() const;
 
 protected:
     /** A lane, the stream that is sent on it, and which of its datagrams have come back. */
@@ -45,8 +47,10 @@ protected:
     std::vector<Stream> streams;
     const SendOptions &options;
     Meter sent;
+    uint64_t notSent = 0; // the system refused them
 
 private:
+    uint64_t tried() const { return sent.count + notSent; }
     Stream &nextStream();
     std::vector<uint8_t> bytes;
 };

@@ -282,3 +282,33 @@ TEST_F( UdpHosts, ALinkLocalGroup )
     pb::Ref<IN_UDP_PACKET> pkt = pb::adopt( inUdpMulticastReceiverBlockReceive( recv.get(), nullptr ) );
     EXPECT_EQ( test::payloadOf( pkt.get() ), "all" );
 }
+
+TEST_F( UdpHosts, AStackOnALinkLocalAddress )
+{
+    auto linkLocal = []( IN_NW_INTERFACE *iface ) -> pb::Ref<IN_ADDRESS> {
+        pb::Ref<IN_NW_INTERFACE_STATE> state = pb::adopt( inNwInterfaceState( iface ) );
+        for ( auto &ina : test::takeAll<IN_ADDRESS>( inNwInterfaceStateLayer3UnicastAddressesVector( state.get() ) ) )
+            if ( inAddressIsV6( ina.get() ) && inAddressIsLinkLocalUnicast( ina.get() ) )
+                return ina;
+        return {};
+    };
+    pb::Ref<IN_NW_INTERFACE> iface = interface( "v0" );
+    pb::Ref<IN_ADDRESS> own;
+    ASSERT_TRUE( eventually( [&] { return bool( own = linkLocal( iface.get() ) ); } ) );
+    // until the kernel has found out that nobody else has the address, it cannot be bound (RFC 4862 section 5.4)
+    auto tentative = [] { return std::system( "ip -6 address show dev v0 tentative | grep -q inet6" ) == 0; };
+    ASSERT_TRUE( eventually( [&] { return !tentative(); } ) );
+    pb::Ref<IN_OPTIONS> options = pb::adopt( inOptionsCreate() );
+    inOptionsSetInterface( options.handle(), str( "v0" ).get() );
+    inOptionsSetAddress( options.handle(), own.get() );
+    pb::Ref<IN_STACK> stack = test::stackWith( options.get() );
+    pb::Ref<IN_UDP_CHANNEL> one = test::channelOn( stack.get() );
+    pb::Ref<IN_UDP_CHANNEL> other = test::channelOn( stack.get() );
+    ASSERT_TRUE( one && other );
+    test::Receiver receiver( other.get() );
+    test::send( one.get(), test::localOf( other ).get(), "on the link" );
+    EXPECT_EQ( receiver.text(), "on the link" );
+    pb::Ref<PB_VECTOR> pair =
+        pb::adopt( inUdpChannelsVectorTryCreateRtp( stack.get(), nullptr, nullptr, nullptr, 0, nullptr ) );
+    EXPECT_TRUE( pair );
+}
