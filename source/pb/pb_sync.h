@@ -115,11 +115,13 @@ typedef void PB_THREAD_FUNC( PB_OBJ *argument );
  * Starts a thread that runs `func`; `optionalArgument` is retained until it ends. All signals are blocked in it, except
  * those that a thread causes itself (SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS) and SIGPROF, so that a
  * crash reporter and a profiler of the host see it. The name may be longer than what the kernel keeps (15 bytes; the beginning). Null when the system refuses.
- * The thread must be joined before the last reference goes (aborts otherwise).
+ * The thread must be joined or detached before the last reference goes (aborts otherwise).
  */
 PB_API PB_THREAD *pbThreadTrySpawnCstr(
     const char *name, PB_INT length, PB_THREAD_FUNC *func, PB_OBJ *optionalArgument, PB_INT option );
 /** Waits for the end of the thread. Joining again returns at once; joining oneself aborts. */
 PB_API void pbThreadJoin( PB_THREAD *thread );
+/** Gives up waiting for the thread, which ends by itself or never. Like joining when it has been joined. */
+PB_API void pbThreadDetach( PB_THREAD *thread );
 
 #endif

@@ -13,7 +13,7 @@ struct PB_THREAD : PB_OBJ {
 
     pb::Monitor joining;
     pthread_t id PB_GUARDED_BY( joining ) = {};
-    bool running PB_GUARDED_BY( joining ) = false; // until it is joined
+    bool running PB_GUARDED_BY( joining ) = false; // until it is joined or detached
 };
 
 namespace {
@@ -129,5 +129,15 @@ void pbThreadJoin( PB_THREAD *thread )
     if ( !thread->running )
         return;
     thread->running = pthread_join( thread->id, nullptr ) != 0;
+    PB_ASSERT( !thread->running );
+}
+
+void pbThreadDetach( PB_THREAD *thread )
+{
+    PB_ASSERT( thread );
+    pb::Lock lock( thread->joining );
+    if ( !thread->running )
+        return;
+    thread->running = pthread_detach( thread->id ) != 0;
     PB_ASSERT( !thread->running );
 }

@@ -29,8 +29,8 @@ std::string plain( const tool::Json &value )
 /** https://no-color.org: colour for people at a terminal who did not decline it. */
 bool wantsColour()
 {
-    const char *terminal = std::getenv( "TERM" );
-    return isatty( STDOUT_FILENO ) && !std::getenv( "NO_COLOR" ) && terminal && std::string( terminal ) != "dumb";
+    const char *terminal = secure_getenv( "TERM" );
+    return isatty( STDOUT_FILENO ) && !secure_getenv( "NO_COLOR" ) && terminal && std::string( terminal ) != "dumb";
 }
 
 tool::Json valueToJson( PB_STORE *store, PB_INT index )

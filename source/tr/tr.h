@@ -81,17 +81,19 @@ PB_API void trSystemAddSink( TR_SINK *sink );
 PB_API void trSystemDelSink( TR_SINK *sink );
 
 /**
- * A sink that writes JSON lines to a file ("stderr" for standard error) from a thread of its own. At most `queueLimit`
- * records wait; what comes on top is dropped and counted, and the next line that gets through says how many. Null when
- * the file cannot be opened (errno); a named pipe must have a reader. `highVolume` asks for packet lines too. Releasing
- * it writes what waits, but waits no longer than a second for a reader that does not read.
+ * A sink that writes JSON lines to a file ("stderr" for standard error) from a thread of its own. A new file belongs to its
+ * owner alone (mode 0600). At most `queueLimit` records and about 16 MiB wait; what comes on top is dropped and counted,
+ * and the next line that gets through says how many. Null when the file cannot be opened (errno); a named pipe must have a
+ * reader. `highVolume` asks for packet lines too.
+ * Releasing it writes what waits. That takes a second at most, whatever the file is; then the rest is thrown away. A
+ * thread that is still within a write then, which may be for ever, ends when that returns.
  * At start-up of the module one is added when QUELVARIS_TRACE is set to "stderr" or a path; QUELVARIS_TRACE_HIGH_VOLUME=1
- * asks it for packet lines.
+ * asks it for packet lines. Set-user-ID programs and the like do not look at these variables.
  */
 PB_API TR_SINK *trSinkTryCreateJson( PB_STRING *path, PB_INT queueLimit, PB_BOOL highVolume );
 /** Records that a JSON sink had to drop. */
 PB_API PB_INT trSinkDropped( TR_SINK *sink );
-/** Waits until everything written before the call has reached the file. */
+/** Waits until everything written before the call has reached the file, a second at most. */
 PB_API void trSinkFlush( TR_SINK *sink );
 
 /** A sink that keeps everything in memory, for tests. */

@@ -37,11 +37,25 @@ struct TR_STREAM : PB_OBJ {
 
 namespace tr {
 
+/** What sinks are told. Who traces only copies a payload; its text is made by whoever wants to have it. */
+struct Record {
+    Record( pb::Ref<PB_STORE> itsStore, pb::Ref<PB_BUFFER> itsPayload = {} )
+        : store( std::move( itsStore ) ), payload( std::move( itsPayload ) )
+    {}
+    /** The record with the text of its payload. */
+    pb::Ref<PB_STORE> complete() const;
+    /** About how many bytes it takes while it is kept. */
+    PB_INT weight() const;
+
+    pb::Ref<PB_STORE> store;    // several sinks may hold it
+    pb::Ref<PB_BUFFER> payload; // or none
+};
+
 /** Where records go. `write` is called by one thread at a time, under the lock of the delivery, and must not block. */
 class Output {
 public:
     virtual ~Output() = default;
-    virtual void write( const pb::Ref<PB_STORE> &record ) = 0;
+    virtual void write( const Record &record ) = 0;
     virtual PB_INT dropped() { return 0; }
     virtual void flush() {}
     virtual PB_VECTOR *takeRecords() { return nullptr; }
@@ -58,7 +72,7 @@ void beginStream( TR_STREAM &stream );
 void endStream( TR_STREAM &stream );
 
 /** Gives a record to the sinks that know its stream; a record of high volume only to those that asked for them. */
-void deliver( TR_STREAM &stream, const pb::Ref<PB_STORE> &record, bool highVolume = false );
+void deliver( TR_STREAM &stream, const Record &record, bool highVolume = false );
 
 } // namespace tr
 

@@ -29,22 +29,28 @@ namespace {
 
 class Recorder : public tr::Output {
 public:
-    void write( const pb::Ref<PB_STORE> &record ) override
+    void write( const tr::Record &record ) override
     {
         pb::Lock lock( monitor );
-        pbVectorAppend( records.handle(), pb::obj( record.get() ) );
+        records.push_back( record );
     }
     PB_VECTOR *takeRecords() override
     {
-        pb::Ref<PB_VECTOR> taken = pb::adopt( pbVectorCreate() );
-        pb::Lock lock( monitor );
-        std::swap( taken, records );
-        return taken.give();
+        pb::Ref<PB_VECTOR> vector = pb::adopt( pbVectorCreate() );
+        for ( const tr::Record &record : take() )
+            pbVectorAppend( vector.handle(), pb::obj( record.complete().get() ) );
+        return vector.give();
     }
 
 private:
+    std::vector<tr::Record> take()
+    {
+        pb::Lock lock( monitor );
+        return std::exchange( records, {} );
+    }
+
     pb::Monitor monitor;
-    pb::Ref<PB_VECTOR> records PB_GUARDED_BY( monitor ) = pb::adopt( pbVectorCreate() );
+    std::vector<tr::Record> records PB_GUARDED_BY( monitor );
 };
 
 } // namespace

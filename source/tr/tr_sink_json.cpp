@@ -1,15 +1,33 @@
 /*
  * The sink that writes JSON lines. Whoever traces puts the record in a queue; a thread of the sink's own makes the text
  * and writes it, so that a slow disk or reader holds up nobody. `monitor` guards the queue and the counts.
+ *
+ * What the file is decides how long a write takes: a pipe, a terminal or a disk may never let it return, and that a
+ * descriptor blocks is often not ours to change, since other programs share it. So nobody waits for the thread without a
+ * limit. Whoever releases the sink gives it a second, and then leaves it behind: what waits is thrown away, and the
+ * thread ends by itself when its write returns. Until then it keeps the writer and its descriptor alive, nothing else.
  */
 #include <cerrno>
 #include <deque>
 #include <fcntl.h>
+#include <optional>
 #include <poll.h>
 #include <tr/tr_private.h>
 #include <unistd.h>
 
 PB_CLASS( TR___JSON_WRITER, tr___JsonWriter )
+
+namespace {
+
+constexpr PB_INT waitingLimit = 16 << 20; // bytes
+constexpr PB_INT patience = 1'000;        // ms that the thread gets to write what waits
+
+struct Waiting {
+    tr::Record record;
+    PB_INT weight;
+};
+
+} // namespace
 
 /** What the sink and its thread share; the thread holds a reference, so it must not be the sink itself. */
 struct TR___JSON_WRITER : PB_OBJ {
@@ -17,19 +35,19 @@ struct TR___JSON_WRITER : PB_OBJ {
     PB_INT queueLimit = 0;
 
     pb::Monitor monitor;
-    pthread_cond_t changed = PTHREAD_COND_INITIALIZER; // something was queued or written, or it is time to stop
-    std::deque<pb::Ref<PB_STORE>> queue PB_GUARDED_BY( monitor );
+    pb::Condition due;      // something was queued, or it is time to stop
+    pb::Condition progress; // a record is finished, or the thread ended
+    std::deque<Waiting> queue PB_GUARDED_BY( monitor );
+    PB_INT weight PB_GUARDED_BY( monitor ) = 0; // of all that was queued and is not finished
     PB_INT queued PB_GUARDED_BY( monitor ) = 0;
     PB_INT finished PB_GUARDED_BY( monitor ) = 0; // of those queued
     PB_INT dropped PB_GUARDED_BY( monitor ) = 0;
     PB_INT told PB_GUARDED_BY( monitor ) = 0; // of those dropped
     bool stopping PB_GUARDED_BY( monitor ) = false;
+    bool leftBehind PB_GUARDED_BY( monitor ) = false;
+    bool ended PB_GUARDED_BY( monitor ) = false;
 
-    // the thread's own
-    bool midLine = false; // the last line broke off
-    int patience = 10;    // how many tenths of a second it waits for a reader once the sink is being released
-
-    ~TR___JSON_WRITER() { pthread_cond_destroy( &changed ); }
+    bool midLine = false; // the last line broke off; the thread's own
 };
 
 static void tr___JsonWriterFreeFunc( PB_OBJ *obj )
@@ -39,15 +57,19 @@ static void tr___JsonWriterFreeFunc( PB_OBJ *obj )
 
 PB_CLASS_DEFINE( TR___JSON_WRITER, tr___JsonWriter, tr___JsonWriterFreeFunc, nullptr, nullptr );
 
-/** Waits until the reader has made room; false when its time is up. */
+static bool isLeftBehind( TR___JSON_WRITER &writer )
+{
+    pb::Lock lock( writer.monitor );
+    return writer.leftBehind;
+}
+
+/** Waits until the reader has made room; false when nobody cares any more. */
 static bool waitForRoom( TR___JSON_WRITER &writer )
 {
-    while ( writer.patience > 0 ) {
+    while ( !isLeftBehind( writer ) ) {
         pollfd room{ writer.fd.get(), POLLOUT, 0 };
         if ( poll( &room, 1, 100 ) != 0 )
             return true; // or what is wrong shows when writing
-        pb::Lock lock( writer.monitor );
-        writer.patience -= writer.stopping;
     }
     return false;
 }
@@ -80,42 +102,63 @@ static bool writeLine( TR___JSON_WRITER &writer, PB_STORE *record )
     return done == line.size();
 }
 
-/** The next record, null when it is time to stop; `dropped` is how many drops its line is to tell of. */
-static pb::Ref<PB_STORE> takeNext( TR___JSON_WRITER &writer, PB_INT &dropped )
+/** The next record, or nothing when it is time to stop; `dropped` is how many drops its line is to tell of. */
+static std::optional<Waiting> takeNext( TR___JSON_WRITER &writer, PB_INT &dropped )
 {
     pb::Lock lock( writer.monitor );
     while ( writer.queue.empty() && !writer.stopping )
-        pthread_cond_wait( &writer.changed, writer.monitor.native() );
+        writer.due.wait( writer.monitor );
     if ( writer.queue.empty() )
         return {};
-    pb::Ref<PB_STORE> record = std::move( writer.queue.front() );
+    Waiting next = std::move( writer.queue.front() );
     writer.queue.pop_front();
     dropped = writer.dropped - writer.told;
-    return record;
+    return next;
 }
 
 /** A line that could not be written counts as dropped too, and what it should have told is told by the next. */
-static void finish( TR___JSON_WRITER &writer, bool written, PB_INT told )
+static void finish( TR___JSON_WRITER &writer, PB_INT weight, bool written, PB_INT told )
 {
     pb::Lock lock( writer.monitor );
     ++writer.finished;
+    writer.weight -= weight;
     if ( written )
         writer.told += told;
     else
         ++writer.dropped;
-    pthread_cond_broadcast( &writer.changed );
+    writer.progress.wakeAll();
 }
 
 static void tr___JsonWriterThreadFunc( PB_OBJ *argument )
 {
     TR___JSON_WRITER &writer = *tr___JsonWriterFrom( argument );
     PB_INT dropped = 0;
-    while ( pb::Ref<PB_STORE> record = takeNext( writer, dropped ) ) {
+    while ( std::optional<Waiting> next = takeNext( writer, dropped ) ) {
+        pb::Ref<PB_STORE> record = next->record.complete();
         if ( dropped > 0 ) // other sinks may hold the record too; the setter sees to that
             pbStoreSetValueIntCstr( record.handle(), "dropped", -1, dropped );
         bool written = writeLine( writer, record.get() );
-        finish( writer, written, dropped );
+        finish( writer, next->weight, written, dropped );
     }
+    writer.fd.close(); // on some disks that is when writing happens
+    pb::Lock lock( writer.monitor );
+    writer.ended = true;
+    writer.progress.wakeAll();
+}
+
+/** Tells the thread to write what waits and end. Whether it did; if not, what waits is gone. */
+static bool endThread( TR___JSON_WRITER &writer )
+{
+    std::deque<Waiting> rest; // goes after the lock
+    PB_INT until = pb::timeAfter( patience );
+    pb::Lock lock( writer.monitor );
+    writer.stopping = true;
+    writer.due.wakeAll();
+    while ( !writer.ended && pb::now() < until )
+        writer.progress.waitUntil( writer.monitor, until );
+    writer.leftBehind = !writer.ended;
+    rest.swap( writer.queue );
+    return writer.ended;
 }
 
 namespace {
@@ -127,23 +170,23 @@ public:
     {}
     ~JsonOutput() override
     {
-        {
-            pb::Lock lock( writer->monitor );
-            writer->stopping = true;
-            pthread_cond_broadcast( &writer->changed );
-        }
-        pbThreadJoin( thread.get() );
+        if ( endThread( *writer ) )
+            pbThreadJoin( thread.get() );
+        else
+            pbThreadDetach( thread.get() );
     }
-    void write( const pb::Ref<PB_STORE> &record ) override
+    void write( const tr::Record &record ) override
     {
+        PB_INT weight = record.weight();
         pb::Lock lock( writer->monitor );
-        if ( writer->queued - writer->finished >= writer->queueLimit ) {
+        if ( writer->queued - writer->finished >= writer->queueLimit || writer->weight + weight > waitingLimit ) {
             ++writer->dropped;
             return;
         }
-        writer->queue.push_back( record );
+        writer->queue.push_back( { record, weight } );
+        writer->weight += weight;
         ++writer->queued;
-        pthread_cond_broadcast( &writer->changed );
+        writer->due.wakeOne();
     }
     PB_INT dropped() override
     {
@@ -152,10 +195,11 @@ public:
     }
     void flush() override
     {
+        PB_INT until = pb::timeAfter( patience );
         pb::Lock lock( writer->monitor );
         PB_INT goal = writer->queued;
-        while ( writer->finished < goal )
-            pthread_cond_wait( &writer->changed, writer->monitor.native() );
+        while ( writer->finished < goal && pb::now() < until )
+            writer->progress.waitUntil( writer->monitor, until );
     }
 
 private:
@@ -175,8 +219,8 @@ static pb::Fd openFile( PB_STRING *path )
         return {};
     }
     const char *cstr = reinterpret_cast<const char *>( pbBufferBacking( name.get() ) );
-    // a pipe without a reader must hold up neither who opens it nor who releases the sink
-    return pb::Fd( open( cstr, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644 ) );
+    // A pipe without a reader must not hold up who opens it. What is traced may be meant for nobody else.
+    return pb::Fd( open( cstr, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600 ) );
 }
 
 TR_SINK *trSinkTryCreateJson( PB_STRING *path, PB_INT queueLimit, PB_BOOL highVolume )

@@ -298,11 +298,7 @@ void trStreamMessageFormatCstr(
     }
     if ( !payloadType.empty() )
         pbStoreSetValueCstr( record.handle(), "payloadType", -1, pb::string( payloadType ).get() );
-    pb::Ref<PB_BUFFER> payload = pb::adopt( pbBufferCreateFromBytesCopy( bytes, byteCount ) );
-    pb::Ref<PB_STRING> digits = pb::adopt( pbBufferToString( payload.get() ) );
-    pbStoreSetValueCstr( record.handle(), "payload", -1, digits.get() );
-    pbStoreSetValueIntCstr( record.handle(), "bytes", -1, byteCount );
-    tr::deliver( *stream, record, true );
+    tr::deliver( *stream, { record, pb::adopt( pbBufferCreateFromBytesCopy( bytes, byteCount ) ) }, true );
 }
 
 /** Immutable. */

@@ -132,7 +132,7 @@ void tr::endStream( TR_STREAM &stream )
         entry.known.erase( stream.number );
 }
 
-void tr::deliver( TR_STREAM &stream, const pb::Ref<PB_STORE> &record, bool highVolume )
+void tr::deliver( TR_STREAM &stream, const Record &record, bool highVolume )
 {
     System &all = system();
     pb::Lock lock( all.sinksMonitor );

@@ -1,53 +1,18 @@
 /* How a broken precondition ends the process: soon, and by its signal, whatever standard error is. */
 #include <csignal>
 #include <deque>
-#include <fcntl.h>
 #include <functional>
-#include <support/test_support.h>
+#include <support/stuck.hpp>
 #include <support/waiting.hpp>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 
 namespace {
 
-struct Ends {
-    pb::Fd read;
-    pb::Fd write;
-};
+using test::Ends;
+using test::full;
+using test::pipeEnds;
 
-Ends fromPipe( int flags = 0 )
-{
-    int fds[2] = { -1, -1 };
-    EXPECT_EQ( pipe2( fds, O_CLOEXEC | flags ), 0 );
-    return { pb::Fd( fds[0] ), pb::Fd( fds[1] ) };
-}
-Ends fromSocket()
-{
-    int fds[2] = { -1, -1 };
-    EXPECT_EQ( socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds ), 0 );
-    return { pb::Fd( fds[0] ), pb::Fd( fds[1] ) };
-}
-Ends fromTerminal()
-{
-    pb::Fd master( posix_openpt( O_RDWR | O_NOCTTY | O_CLOEXEC ) );
-    EXPECT_EQ( grantpt( master.get() ) | unlockpt( master.get() ), 0 );
-    pb::Fd slave( open( ptsname( master.get() ), O_RDWR | O_NOCTTY | O_CLOEXEC ) );
-    EXPECT_TRUE( slave );
-    return { std::move( master ), std::move( slave ) };
-}
-/** Writes until nothing more fits. */
-Ends full( Ends ends )
-{
-    int flags = fcntl( ends.write.get(), F_GETFL );
-    fcntl( ends.write.get(), F_SETFL, flags | O_NONBLOCK );
-    std::string filling( 4096, 'x' );
-    for ( std::size_t size : { filling.size(), std::size_t( 1 ) } )
-        while ( write( ends.write.get(), filling.data(), size ) > 0 ) {
-        }
-    fcntl( ends.write.get(), F_SETFL, flags );
-    return ends;
-}
 Ends unread( Ends ends )
 {
     ends.read.close();
@@ -96,13 +61,14 @@ TEST( Abort, EndsWhateverStandardErrorIs )
         std::function<Ends()> make;
         std::function<void()> prepare = [] {};
     };
-    const Row rows[] = { { "empty pipe", [] { return fromPipe(); } },
-        { "full pipe", [] { return full( fromPipe() ); } },
-        { "full pipe, all signals blocked", [] { return full( fromPipe() ); }, blockAll },
-        { "full pipe that does not block", [] { return full( fromPipe( O_NONBLOCK ) ); } },
-        { "pipe without a reader", [] { return unread( fromPipe() ); } },
-        { "full socket", [] { return full( fromSocket() ); } },
-        { "terminal that is not read", [] { return full( fromTerminal() ); } }, { "none", [] { return Ends(); } } };
+    const Row rows[] = { { "empty pipe", [] { return pipeEnds(); } },
+        { "full pipe", [] { return full( pipeEnds() ); } },
+        { "full pipe, all signals blocked", [] { return full( pipeEnds() ); }, blockAll },
+        { "full pipe that does not block", [] { return full( pipeEnds( O_NONBLOCK ) ); } },
+        { "pipe without a reader", [] { return unread( pipeEnds() ); } },
+        { "full socket", [] { return full( test::socketEnds() ); } },
+        { "terminal that is not read", [] { return full( test::terminalEnds() ); } },
+        { "none", [] { return Ends(); } } };
     PB_INT begin = pbTimestamp();
     std::deque<Child> children;
     for ( const Row &row : rows )
@@ -114,7 +80,7 @@ TEST( Abort, EndsWhateverStandardErrorIs )
 
 TEST( Abort, TellsWhereAndWhy )
 {
-    Child child( fromPipe(), [] {} );
+    Child child( pipeEnds(), [] {} );
     EXPECT_EQ( child.signal(), SIGILL );
     std::string text( 1000, 0 );
     text.resize( static_cast<std::size_t>( read( child.ends.read.get(), text.data(), text.size() ) ) );

@@ -1,6 +1,7 @@
 /* Threads: what a new one finds, and the rules of joining. */
 #include "race.h"
 #include <csignal>
+#include <support/waiting.hpp>
 #include <sys/resource.h>
 
 namespace {
@@ -66,6 +67,27 @@ TEST( Thread, ArgumentIsFreedBeforeAnyJoinReturns )
         EXPECT_TRUE( freed ); // none of them returns before the end
     } );
     pbThreadJoin( thread.get() );
+}
+
+/** A thread that was detached outlives its object, and frees its argument when it ends. */
+TEST( Thread, DetachedEndsByItself )
+{
+    std::atomic<bool> ended = false;
+    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
+    pb::Ref<test::Counter> counter = pb::adopt( pb::create<test::Counter>() );
+    counter->reaction = [&] {
+        pbBarrierPass( barrier.get() );
+        ended = true;
+    };
+    pb::Ref<PB_THREAD> thread = spawnCounter( counter.get() );
+    counter = nullptr;
+    pbThreadDetach( thread.get() );
+    pbThreadDetach( thread.get() );
+    pbThreadJoin( thread.get() ); // there is nobody to wait for
+    EXPECT_FALSE( ended );
+    thread = nullptr;
+    pbBarrierUnblock( barrier.get() );
+    EXPECT_TRUE( test::eventually( [&] { return ended.load(); } ) );
 }
 
 TEST( ThreadDeathTest, Misuse )

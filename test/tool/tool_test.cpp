@@ -4,8 +4,13 @@
  */
 #include <arpa/inet.h>
 #include <set>
+#include <support/command.hpp>
 #include <support/program.hpp>
+#include <support/stuck.hpp>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 
 namespace {
 
@@ -388,4 +393,64 @@ TEST_F( Tool, SignalsEndWhatIsRunning )
     twice.signal( SIGINT ); // now it would wait for the echo
     twice.signal( SIGTERM );
     EXPECT_EQ( twice.exitCode(), 128 + SIGTERM ) << "the second signal ends it at once";
+}
+
+/** A trace that nobody reads does not keep the program from ending. */
+TEST_F( Tool, EndsThoughNobodyReadsItsTrace )
+{
+    test::Folder folder;
+    std::string pipe = folder.file( "pipe" );
+    ASSERT_EQ( mkfifo( pipe.c_str(), 0600 ), 0 );
+    pb::Fd held( open( pipe.c_str(), O_RDWR | O_CLOEXEC ) );
+    test::Ends ends = test::full( { std::move( held ), pb::Fd( open( pipe.c_str(), O_WRONLY | O_CLOEXEC ) ) } );
+    Program program( "env QUELVARIS_TRACE=stderr " TOOL " interfaces --watch --json 2> " + pipe );
+    EXPECT_NE( program.until( "present" ), "" );
+    PB_INT begin = pbTimestamp();
+    program.signal( SIGTERM );
+    program.rest();
+    EXPECT_EQ( program.exitCode(), 0 );
+    EXPECT_LT( pbTimestamp() - begin, 10'000 );
+}
+
+/** A group that this process may give to a program, other than its own; nothing when there is none. */
+std::optional<gid_t> otherGroup()
+{
+    std::vector<gid_t> groups( 1000 );
+    int count = getgroups( static_cast<int>( groups.size() ), groups.data() );
+    groups.resize( static_cast<std::size_t>( std::max( count, 0 ) ) );
+    groups.push_back( 1 ); // root may give any
+    std::erase( groups, getgid() );
+    return groups.empty() ? std::nullopt : std::optional( groups.front() );
+}
+
+/** Gives the program another group than its user's, and rights with it; why not, if that cannot be. */
+std::string addPrivileges( const std::string &program )
+{
+    struct statvfs system;
+    if ( statvfs( program.c_str(), &system ) != 0 || ( system.f_flag & ST_NOSUID ) ||
+         prctl( PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0 ) != 0 )
+        return "programs get no privileges here";
+    gid_t group = otherGroup().value_or( getgid() );
+    if ( group == getgid() || chown( program.c_str(), -1U, group ) != 0 || chmod( program.c_str(), 02755 ) != 0 )
+        return "no program can be given another group here";
+    return {};
+}
+
+/** A program with more rights than its user neither writes what the user's environment asks for, nor runs his commands. */
+TEST( Privileged, DoesNotObeyTheEnvironment )
+{
+    test::Command ping( "ping", "touch \"$0.ran\"" );
+    std::string program = ping.file( "program" );
+    std::filesystem::copy_file( TOOL, program );
+    std::string command = "env QUELVARIS_TRACE=" + ping.file( "trace" ) + " " + program + " neighbour 127.0.0.1";
+    for ( bool privileged : { false, true } ) {
+        if ( privileged && ( chown( program.c_str(), -1U, otherGroup().value_or( getgid() ) ) != 0 ||
+                               chmod( program.c_str(), 02755 ) != 0 ) )
+            GTEST_SKIP() << "no program can be given another group: " << strerror( errno );
+        Program run( command );
+        run.rest();
+        EXPECT_EQ( run.exitCode(), 1 ) << run.errors();
+        for ( const char *written : { "ping.ran", "trace" } )
+            EXPECT_EQ( std::filesystem::remove( ping.file( written ) ), !privileged ) << written;
+    }
 }

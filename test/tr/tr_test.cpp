@@ -4,10 +4,13 @@
  */
 #include <atomic>
 #include <fcntl.h>
+#include <functional>
+#include <malloc.h>
 #include <map>
 #include <regex>
 #include <support/folder.hpp>
 #include <support/recording.hpp>
+#include <support/stuck.hpp>
 #include <sys/stat.h>
 #include <thread>
 #include <tr/tr_private.h>
@@ -15,6 +18,7 @@
 
 namespace {
 
+using test::full;
 using Stream = pb::Ref<TR_STREAM>;
 using Sink = pb::Ref<TR_SINK>;
 
@@ -158,6 +162,13 @@ struct Path : test::Folder {
         return pb::adopt( trSinkTryCreateJson( test::str( path ).get(), limit, highVolume ) );
     }
     std::string content() { return read( "trace" ); }
+    /** Makes it a named pipe; the ends are open already, so that nobody waits for the other. */
+    test::Ends makePipe()
+    {
+        EXPECT_EQ( mkfifo( path.c_str(), 0600 ), 0 );
+        pb::Fd readEnd( open( path.c_str(), O_RDWR | O_CLOEXEC ) );
+        return { std::move( readEnd ), pb::Fd( open( path.c_str(), O_WRONLY | O_CLOEXEC ) ) };
+    }
 };
 
 TEST( TrJson, WritesTheLinesThatARecorderKeeps )
@@ -182,8 +193,7 @@ TEST( TrJson, WritesTheLinesThatARecorderKeeps )
 TEST( TrJson, DropsAndTells )
 {
     Path path;
-    ASSERT_EQ( mkfifo( path.path.c_str(), 0600 ), 0 );
-    pb::Fd reader( open( path.path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC ) );
+    test::Ends ends = path.makePipe();
     Sink json = path.sink( 10 );
     ASSERT_TRUE( json );
     trSystemAddSink( json.get() );
@@ -195,11 +205,8 @@ TEST( TrJson, DropsAndTells )
     }
     std::string lines;
     std::thread drain( [&] {
-        std::array<char, 65536> bytes;
-        while ( lines.find( "\"last\"" ) == std::string::npos || lines.back() != '\n' ) {
-            ssize_t count = read( reader.get(), bytes.data(), bytes.size() );
-            count > 0 ? void( lines.append( bytes.data(), std::size_t( count ) ) ) : std::this_thread::yield();
-        }
+        while ( lines.find( "\"last\"" ) == std::string::npos || lines.back() != '\n' )
+            lines += test::drain( ends );
     } );
     trSinkFlush( json.get() );
     PB_INT dropped = trSinkDropped( json.get() );
@@ -214,29 +221,143 @@ TEST( TrJson, DropsAndTells )
     EXPECT_EQ( std::count( lines.begin(), lines.end(), '\n' ), written + 1 - dropped );
 }
 
+/** A sink that writes to standard error, which is that descriptor at the moment. */
+Sink sinkToStandardError( const pb::Fd &standardError )
+{
+    pb::Fd before( fcntl( STDERR_FILENO, F_DUPFD_CLOEXEC, 0 ) );
+    dup2( standardError.get(), STDERR_FILENO );
+    Sink sink = pb::adopt( trSinkTryCreateJson( test::str( "stderr" ).get(), 10'000, false ) );
+    dup2( before.get(), STDERR_FILENO );
+    return sink;
+}
+
+/** Milliseconds that it takes. */
+template <class Function>
+PB_INT timed( Function function )
+{
+    PB_INT begin = pbTimestamp();
+    function();
+    return pbTimestamp() - begin;
+}
+
+/** Nobody is held up for longer than a second by a file that takes nothing, whatever it is. */
 TEST( TrJson, IsReleasedThoughNobodyReads )
 {
+    struct Row {
+        const char *what;
+        test::Ends ends;
+        Sink sink = sinkToStandardError( ends.write );
+        std::string text = {};
+    };
+    PB_INT objects = pbObjLiveCount();
     Path path;
-    ASSERT_EQ( mkfifo( path.path.c_str(), 0600 ), 0 );
-    EXPECT_FALSE( path.sink( 10 ) ) << "a pipe that nobody has opened";
-    pb::Fd reader( open( path.path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC ) );
-    while ( write( reader.get(), "full", 4 ) > 0 ) {
+    path.makePipe();
+    EXPECT_FALSE( path.sink( 10 ) ) << "a pipe that nobody has open";
+    std::filesystem::remove( path.path );
+    std::vector<Row> rows;
+    rows.push_back( { "pipe", full( test::pipeEnds() ) } );
+    rows.push_back( { "pipe that does not block", full( test::pipeEnds( O_NONBLOCK ) ) } );
+    rows.push_back( { "socket", full( test::socketEnds() ) } );
+    rows.push_back( { "terminal", full( test::terminalEnds() ) } );
+    rows.push_back( { "named pipe", full( path.makePipe() ) } ); // gets its sink when it is there
+    rows.back().sink = path.sink( 10 );
+    for ( Row &row : rows )
+        trSystemAddSink( row.sink.get() );
+    for ( int i = 0; i < 20; ++i )
+        trStreamTextCstr( stream().get(), "text", -1 );
+
+    std::vector<std::thread> threads;
+    for ( Row &row : rows )
+        threads.emplace_back( [&row] {
+            trSystemDelSink( row.sink.get() );
+            for ( PB_INT took :
+                { timed( [&] { trSinkFlush( row.sink.get() ); } ), timed( [&] { row.sink = nullptr; } ) } ) {
+                EXPECT_GE( took, 900 ) << row.what << ": there may still be a reader";
+                EXPECT_LT( took, 5'000 ) << row.what;
+            }
+        } );
+    for ( std::thread &thread : threads )
+        thread.join();
+    // Once somebody reads, the threads that were left behind end. They finish their line at most.
+    EXPECT_TRUE( test::eventually( [&] {
+        for ( Row &row : rows )
+            row.text += test::drain( row.ends );
+        return pbObjLiveCount() == objects;
+    } ) );
+    for ( Row &row : rows )
+        EXPECT_LE( std::count( row.text.begin(), row.text.end(), '{' ), 1 ) << row.what;
+}
+
+/** A reader that is slow gets what fits into the second, one that comes within the second gets all. */
+TEST( TrJson, GivesTheReaderASecond )
+{
+    for ( bool slow : { false, true } ) {
+        Path path;
+        test::Ends ends = full( path.makePipe() );
+        Sink json = path.sink( 10'000 );
+        trSystemAddSink( json.get() );
+        Stream one = stream();
+        for ( int i = 0; i < 5'000; ++i )
+            trStreamTextCstr( one.get(), "text", -1 );
+        trSystemDelSink( json.get() );
+        std::atomic<bool> stop = false;
+        std::string text;
+        std::thread reader( [&] {
+            for ( pbSleep( 300 ); !stop; pbSleep( 20 ) )
+                text += test::drain( ends, slow ? 4096 : 1 << 20 );
+        } );
+        PB_INT took = timed( [&] { json = nullptr; } );
+        stop = true;
+        reader.join();
+        text += test::drain( ends );
+        PB_INT lines = std::count( text.begin(), text.end(), '\n' );
+        EXPECT_EQ( lines == 5'001, !slow ) << lines;
+        EXPECT_LT( took, 5'000 );
     }
-    Sink json = path.sink( 10 );
-    trSystemAddSink( json.get() );
+}
+
+/** However large what is traced is, only about 16 MiB of it wait, and nobody but the sink's thread makes texts of bytes. */
+TEST( TrJson, KeepsLittleInMemory )
+{
     Stream one = stream();
-    for ( int i = 0; i < 10; ++i )
-        trStreamTextCstr( one.get(), "text", -1 );
-    trSystemDelSink( json.get() );
-    PB_INT begin = pbTimestamp();
-    json = nullptr;
-    EXPECT_GE( pbTimestamp() - begin, 900 ) << "there may still be a reader";
-    EXPECT_LT( pbTimestamp() - begin, 9'000 ) << "but not for each line";
+    const std::string bytes( 60'000, 'b' ), text( 1'000'000, 't' );
+    pb::Ref<PB_STORE> nested = pb::adopt( pbStoreCreateArray() );
+    pbStoreAppendValue( nested.handle(), test::str( text ).get() );
+    for ( int i = 0; i < 10'000; ++i ) {
+        pb::Ref<PB_STORE> outer = pb::adopt( pbStoreCreateArray() );
+        pbStoreAppendStore( outer.handle(), nested.get() );
+        nested = std::move( outer );
+    }
+    struct Row {
+        PB_INT size;
+        std::function<void()> trace;
+    };
+    const Row rows[] = {
+        { 1'300, [&] { trStreamTextCstr( one.get(), "a text of the usual length", -1 ); } },
+        { 60'000, [&] { trStreamMessageFormatCstr( one.get(), bytes.data(), PB_INT_FROM( bytes.size() ), "m", -1 ); } },
+        { 4'000'000, [&] { trStreamTextCstr( one.get(), text.data(), PB_INT_FROM( text.size() ) ); } },
+        { 8'000'000, [&] { trStreamSetConfiguration( one.get(), nested.get() ); } },
+    };
+    for ( const Row &row : rows ) {
+        Path path;
+        test::Ends ends = full( path.makePipe() );
+        Sink json = path.sink( 100'000, true );
+        trSystemAddSink( json.get() );
+        std::size_t before = mallinfo2().uordblks;
+        PB_INT traced = 0;
+        for ( ; trSinkDropped( json.get() ) == 0 && traced < 100'000; ++traced )
+            row.trace();
+        EXPECT_NEAR( double( traced - 1 ) * double( row.size ), 1 << 24, double( row.size ) + 2'000'000 );
+        EXPECT_LT( mallinfo2().uordblks, before + ( 18 << 20 ) );
+        trSystemDelSink( json.get() );
+        ends.read.close(); // what waits cannot be written any more
+    }
 }
 
 TEST( TrModule, AddsTheSinkOfTheEnvironment )
 {
     Path path;
+    mode_t mask = umask( 0 );
     setenv( "QUELVARIS_TRACE_HIGH_VOLUME", "1", 1 );
     for ( std::string name : { path.path.c_str(), "/no/such/folder/x", "" } ) {
         setenv( "QUELVARIS_TRACE", name.c_str(), 1 );
@@ -248,6 +369,8 @@ TEST( TrModule, AddsTheSinkOfTheEnvironment )
         EXPECT_FALSE( trSystemActive() );
     }
     EXPECT_NE( path.content().find( "IN_THING" ), std::string::npos );
+    EXPECT_EQ( std::filesystem::status( path.path ).permissions(), std::filesystem::perms( 0600 ) );
+    umask( mask );
     unsetenv( "QUELVARIS_TRACE" );
     unsetenv( "QUELVARIS_TRACE_HIGH_VOLUME" );
 }
