@@ -11,7 +11,11 @@ namespace tool {
 /** Listens to the trace of a kind of object, to the end of the scope. */
 class TracedReason {
 public:
-    explicit TracedReason( const char *itsStreams ) : streams( itsStreams ), recorder( pb::adopt( trSinkCreateRecorder( false ) ) ) { trSystemAddSink( recorder.get() ); }
+    explicit TracedReason( const char *itsStreams )
+        : streams( itsStreams ), recorder( pb::adopt( trSinkCreateRecorder( false ) ) )
+    {
+        trSystemAddSink( recorder.get() );
+    }
     ~TracedReason() { trSystemDelSink( recorder.get() ); }
     TracedReason( const TracedReason & ) = delete;
     TracedReason &operator=( const TracedReason & ) = delete;

@@ -128,17 +128,14 @@ PB_INT realTime()
     return PB_INT( now.tv_sec ) * 1000 + now.tv_nsec / 1'000'000;
 }
 
-/** Waits until there is something to read, or the time has come; whether there is. */
+/** Waits until there is something to read, or the time has come; whether there is. An interruption changes nothing. */
 bool waitReadable( int fd, PB_INT until )
 {
     for ( ;; ) {
         PB_INT left = std::min<PB_INT>( until - realTime(), INT_MAX );
-        if ( left <= 0 )
-            return false;
         pollfd readable{ fd, POLLIN, 0 };
-        int count = poll( &readable, 1, static_cast<int>( left ) );
-        if ( count > 0 || ( count < 0 && errno != EINTR ) )
-            return count > 0;
+        if ( left <= 0 || poll( &readable, 1, static_cast<int>( left ) ) > 0 )
+            return left > 0;
     }
 }
 
@@ -163,7 +160,7 @@ class Process {
 public:
     explicit Process( pid_t started ) : pid( started ), fd( pidfd_open( started, 0 ) ) {}
 
-    /** Waits for its end until that time; false also when the system cannot tell. */
+    /** Waits for its end until that time; false at once when the system cannot tell. */
     bool endsBefore( PB_INT until ) const { return fd && waitReadable( fd.get(), until ); }
 
     /**

@@ -50,15 +50,24 @@ TEST( FaultObserver, ServesOrSaysThatItCannot )
     } );
 }
 
+std::string run( std::initializer_list<const char *> arguments, PB_INT milliseconds )
+{
+    pb::Ref<PB_VECTOR> vector = pb::adopt( pbVectorCreate() );
+    for ( const char *argument : arguments )
+        pbVectorAppend( vector.handle(), pb::obj( test::str( argument ).get() ) );
+    fault::Armed armed;
+    return test::takeBytes( unixCommandTryRun( vector.get(), 1000, milliseconds ) );
+}
+
 TEST( FaultCommand, GivesItsOutputOrNull )
 {
-    pb::Ref<PB_VECTOR> arguments = pb::adopt( pbVectorCreate() );
-    for ( const char *argument : { "echo", "hello" } )
-        pbVectorAppend( arguments.handle(), pb::obj( test::str( argument ).get() ) );
-    fault::ladder( { "hello\n", "", "(null)" }, [&] {
-        fault::Armed armed;
-        return test::takeBytes( unixCommandTryRun( arguments.get(), 1000, 60'000 ) );
-    } );
+    fault::ladder( { "hello\n", "", "(null)" }, [] { return run( { "echo", "hello" }, 60'000 ); } );
+}
+
+/** Where the command cannot be killed, it ends before the caller gives it up. */
+TEST( FaultCommand, LeavesNoProcessBehindAtItsLimit )
+{
+    fault::ladder( { "", "(null)" }, [] { return run( { "sleep", "0.3" }, 30 ); } );
 }
 
 } // namespace

@@ -115,7 +115,8 @@ TEST( CommandLine, IsAnsweredInOneLine )
         { "neighbour foo", 2, "'foo' is no IP address" },
         { "multicast listen 10.9.0.1 7000", 2, "10.9.0.1 is no multicast group" },
         { "multicast send 10.9.0.1 7000", 2, "10.9.0.1 is no multicast group" },
-        { "multicast listen 239.1.2.3 7000 --interface nosuch", 1, "could not be joined on nosuch: interface: No such device (ENODEV)" },
+        { "multicast listen 239.1.2.3 7000 --interface nosuch", 1,
+            "could not be joined on nosuch: interface: No such device (ENODEV)" },
         { "udp send 192.0.2.1 9 --loopback --count 2 --rate 100 --json > /dev/null", 1, "2 datagrams were not sent" },
     };
     for ( const Case &row : cases ) {

@@ -1,8 +1,8 @@
 /* Error texts, and commands: what reaches them, what comes back, and what they must not inherit. */
 #include <csignal>
-#include <netdb.h>
 #include <fcntl.h>
 #include <fstream>
+#include <netdb.h>
 #include <pthread.h>
 #include <sstream>
 #include <support/test_support.h>
