@@ -86,8 +86,8 @@ PB_API CS_SORT_BACKEND *csSortBackendCreate( const PB_SORT *sort, CS_SORT_TRY_CR
     CS_SORT_NORMALIZE_CONFIG_FUNC *normalizeConfigFunc, CS_SORT_STATUS_FUNC *optionalStatusFunc,
     CS_SORT_TRACE_COMPLETE_ANCHOR_FUNC *optionalTraceCompleteAnchorFunc );
 /**
- * What normalising would pass over in a configuration, a new store: the path of each such key ("udpOptions.portRange")
- * leads to the reason, in words. The file that the configuration stands in is there to look up what it refers to.
+ * What normalising would pass over in a configuration, and what has no effect, a new store: the path of each such key
+ * ("udpOptions.portRange") leads to the reason, in words. The file that the configuration stands in is there to look up what it refers to.
  */
 typedef PB_STORE *CS_SORT_CHECK_FUNC( PB_STORE *config, CS_CONFIG *optionalFile );
 /** Lets configurations of the sort be checked; once, right after registering. */
@@ -172,7 +172,10 @@ PB_API PB_BOOL csConfigTryUpdate( CS_CONFIG **config, PB_STRING **error );
  * or its sort has none.
  */
 PB_API PB_STORE *csConfigCheckObject( CS_CONFIG *config, PB_STRING *name );
-/** Normalises the configuration of every object whose sort is registered; the others stay as they are. */
+/**
+ * Normalises the configuration of every object whose sort is registered; the others stay as they are. `full` is for
+ * display: the defaults, written out, would count as chosen when the configuration is loaded again.
+ */
 PB_API void csConfigNormalize( CS_CONFIG **config, PB_BOOL full );
 
 /* ---- the live store ---- */

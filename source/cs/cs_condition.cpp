@@ -164,11 +164,26 @@ static PB_STORE *cs___ConditionNormalizeConfigFunc( PB_STORE *config, PB_BOOL fu
     return cs___ConditionStore( cs___ConditionRestore( config ), full );
 }
 
+static PB_STORE *cs___ConditionCheckFunc( PB_STORE *config, CS_CONFIG * )
+{
+    pb::Ref<PB_STORE> report = pb::adopt( pbStoreCreate() );
+    for ( PB_INT i = 0; i < pbStoreLength( config ); ++i ) {
+        pb::Ref<PB_STRING> key = pb::adopt( pbStoreKeyAt( config, i ) );
+        bool known = pbStringEqualsCstr( key.get(), "value", -1 );
+        PB_BOOL value;
+        if ( !known || !pbStoreValueBoolCstr( config, &value, "value", -1 ) )
+            pbStoreSetValue(
+                report.handle(), key.get(), pb::string( known ? "must be true or false" : "unknown key" ).get() );
+    }
+    return report.give();
+}
+
 void cs::conditionStartup()
 {
     cs___ConditionBackend.set( csSortBackendCreate( csConditionSort(), cs___ConditionTryCreateFunc,
         cs___ConditionConfigFunc, cs___ConditionSetConfigFunc, cs___ConditionNormalizeConfigFunc, nullptr,
         cs___ConditionTraceCompleteAnchorFunc ) );
+    csSortBackendSetCheckFunc( cs___ConditionBackend.get(), cs___ConditionCheckFunc );
 }
 
 void cs::conditionShutdown()

@@ -143,6 +143,17 @@ std::string_view bytes( PB_BUFFER *buf )
         reinterpret_cast<const char *>( pbBufferBacking( buf ) ), static_cast<std::size_t>( pbBufferLength( buf ) ) };
 }
 
+/** The first key of an object record beside "sort", or null. Others are kept; without a "config" one may be meant as it. */
+pb::Ref<PB_STRING> otherKey( PB_STORE *record )
+{
+    for ( PB_INT i = 0; i < pbStoreLength( record ); ++i ) {
+        pb::Ref<PB_STRING> key = pb::adopt( pbStoreKeyAt( record, i ) );
+        if ( !pbStringEqualsCstr( key.get(), "sort", -1 ) )
+            return key;
+    }
+    return {};
+}
+
 /** Puts "path: what is wrong" into an error argument. */
 void setPathError( PB_STRING **error, PB_STRING *path, PB_STRING *words )
 {
@@ -336,7 +347,13 @@ PB_STORE *csConfigCheckObject( CS_CONFIG *config, PB_STRING *name )
     if ( !sortName )
         return nullptr;
     pb::Ref<PB_STORE> stored = pb::adopt( csConfigObjectConfig( config, name ) );
-    return cs::checkConfig( pb::text( sortName.get() ), stored.get(), config ).give();
+    pb::Ref<PB_STORE> report = cs::checkConfig( pb::text( sortName.get() ), stored.get(), config );
+    pb::Ref<PB_STRING> other = stored ? nullptr : otherKey( cs::configRecord( config, name ).get() );
+    if ( report && other ) {
+        pb::Ref<PB_STRING> words = pb::string( "missing; " + cs::jsonQuote( other.get() ) + " may be meant" );
+        pbStoreSetValueCstr( report.handle(), "config", -1, words.get() );
+    }
+    return report.give();
 }
 
 void csConfigNormalize( CS_CONFIG **config, PB_BOOL full )

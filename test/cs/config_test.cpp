@@ -154,6 +154,25 @@ TEST( Config, NormalizesWhatItKnows )
     EXPECT_TRUE( csConfigHasObject( config.get(), test::str( "d" ).get() ) );
 }
 
+TEST( Config, ChecksConditionsAndRecords )
+{
+    auto check = []( const char *record ) {
+        Config config = test::config( std::string( R"({"objects": {"a": )" ) + record + "}}" );
+        Store report = pb::adopt( csConfigCheckObject( config.get(), test::str( "a" ).get() ) );
+        return report ? test::textOf( report.get() ) : "(null)";
+    };
+    const std::pair<const char *, const char *> rows[] = {
+        { R"({"sort": "OTHER", "confg": {}})", "(null)" },
+        { R"({"sort": "CS_CONDITION"})", "{}" },
+        { R"({"sort": "CS_CONDITION", "note": 1, "config": {"value": true}})", "{}" },
+        { R"({"sort": "CS_CONDITION", "config": {"value": 1, "valeu": true}})",
+            R"({"value":"must be true or false","valeu":"unknown key"})" },
+        { R"({"sort": "CS_CONDITION", "confg": {"value": true}})", R"({"config":"missing; \"confg\" may be meant"})" },
+    };
+    for ( auto [record, report] : rows )
+        EXPECT_EQ( check( record ), report ) << record;
+}
+
 TEST( ConfigDeathTest, Misuse )
 {
     auto backend = test::boxBackend();

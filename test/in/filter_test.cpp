@@ -63,41 +63,108 @@ class FilterStore : public test::LiveStore {};
 TEST( FilterOptions, NormalizeAndCheck )
 {
     struct Row {
-        std::string from, result, report = "{}";
+        std::string from, result, report = ""; // the report a line each
         bool full = false;
     };
     const Row rows[] = {
         { "{}", "{}" },
-        { "{}", R"({"entries":[],"stackAddressPermitted":true,"rebuildInterval":600000})", "{}", true },
-        { R"({"rebuildInterval":1,"stackAddressPermitted":false,"stackName":"a b","entries":[]})",
-            R"({"stackName":"a b","stackAddressPermitted":false,"rebuildInterval":1})" },
+        { "{}", R"({"entries":[],"stackAddressPermitted":true,"rebuildInterval":600000})", "", true },
+        { R"({"rebuildInterval":1,"stackAddressPermitted":false,"stackName":"a stack","entries":[]})",
+            R"({"stackName":"a stack","stackAddressPermitted":false,"rebuildInterval":1})" },
+        { R"({"stackName":"a b"})", R"({"stackName":"a b"})", R"(stackName: the file has no object "a b")" },
+        { R"({"stackName":"o"})", R"({"stackName":"o"})", R"(stackName: "o" is of sort IN_FILTER, not IN_STACK)" },
         { entries( R"({"dnsSrvPrefixes":["_sip._udp","b"],"addressMatchingBits":300,"host":" 10.1.2.3",)"
                    R"("addressVersion":"IN_ADDRESS_VERSION_6","flags":"x|IN_FILTER_ENTRY_FLAG_DNS_QUERY_SRV"},)"
                    R"({"host":"b\u00fccher.example"})" ),
             entries( R"({"host":" 10.1.2.3","flags":"IN_FILTER_ENTRY_FLAG_DNS_QUERY_SRV",)"
                      R"("addressVersion":"IN_ADDRESS_VERSION_6","addressMatchingBits":300,)"
-                     R"("dnsSrvPrefixes":["_sip._udp","b"]},{"host":"bücher.example","flags":""})" ) },
+                     R"("dnsSrvPrefixes":["_sip._udp","b"]},{"host":"bücher.example","flags":""})" ),
+            R"(entries.0.flags: unknown name "x" (known: IN_FILTER_ENTRY_FLAG_ADDRESS, )"
+            R"(IN_FILTER_ENTRY_FLAG_DNS_QUERY_ADDRESSES, IN_FILTER_ENTRY_FLAG_DNS_QUERY_SRV)
+entries.0.addressMatchingBits: 300 is more than the 32 bits of an address
+entries.1.flags: no flag, so the entry permits nothing)" },
         // what is bad goes alone: a key, a prefix, an entry
         { entries( R"({"host":"a..b"},"a",{},{"host":"a","addressMatchingBits":-1,"addressVersion":"6","x":1,)"
                    R"("dnsSrvPrefixes":[".a","b",{}]},{"host":"::1","dnsSrvPrefixes":{}})" ),
             entries( R"({"host":"a","flags":"","dnsSrvPrefixes":["b"]},{"host":"::1","flags":""})" ),
-            R"({"entries.0":"does not parse","entries.0.host":"does not parse","entries.1":"wrong type",)"
-            R"("entries.2":"does not parse","entries.3.addressMatchingBits":"out of range",)"
-            R"("entries.3.addressVersion":"does not parse","entries.3.x":"unknown key",)"
-            R"("entries.3.dnsSrvPrefixes.0":"does not parse","entries.3.dnsSrvPrefixes.2":"wrong type",)"
-            R"("entries.4.dnsSrvPrefixes":"wrong type"})" },
+            R"(entries.0: left out as a whole
+entries.0.host: "a..b" does not parse
+entries.0.flags: no flag, so the entry permits nothing
+entries.1: wrong type
+entries.2: left out as a whole
+entries.2.host: missing
+entries.2.flags: no flag, so the entry permits nothing
+entries.3.addressMatchingBits: -1 is out of range
+entries.3.addressVersion: unknown name "6" (known: IN_ADDRESS_VERSION_4, IN_ADDRESS_VERSION_6)
+entries.3.x: unknown key
+entries.3.dnsSrvPrefixes.0: ".a" does not parse
+entries.3.dnsSrvPrefixes.2: wrong type
+entries.3.flags: no flag, so the entry permits nothing
+entries.3.dnsSrvPrefixes: without effect, since the flags do not ask for SRV records
+entries.4.dnsSrvPrefixes: wrong type
+entries.4.flags: no flag, so the entry permits nothing)" },
         { R"({"entries":{"0":{"host":"a"}},"stackName":"a/b","rebuildInterval":0,"stack":"a"})", "{}",
-            R"({"entries":"wrong type","stackName":"does not parse","rebuildInterval":"out of range",)"
-            R"("stack":"unknown key"})" },
+            R"(entries: wrong type
+stackName: "a/b" does not parse
+rebuildInterval: 0 is out of range
+stack: unknown key)" },
     };
     for ( const Row &row : rows ) {
         pb::Ref<CS_CONFIG> config = test::fileOf( "IN_FILTER", row.from );
+        csConfigSetObject( config.handle(), str( "a stack" ).get(), str( "IN_STACK" ).get(), nullptr );
         auto name = str( "o" );
-        EXPECT_EQ( textOf( pb::adopt( csConfigCheckObject( config.get(), name.get() ) ).get() ), row.report );
+        EXPECT_EQ( test::linesOf( csConfigCheckObject( config.get(), name.get() ) ), row.report );
         for ( int again = 0; again < 2; ++again ) {
             csConfigNormalize( config.handle(), row.full );
             EXPECT_EQ( textOf( pb::adopt( csConfigObjectConfig( config.get(), name.get() ) ).get() ), row.result );
         }
+    }
+}
+
+/** What a check says of entries of which each key is good. */
+TEST( FilterOptions, ChecksWhatEntriesPermit )
+{
+    const char *flags[] = { "IN_FILTER_ENTRY_FLAG_ADDRESS", "IN_FILTER_ENTRY_FLAG_DNS_QUERY_ADDRESSES",
+        "IN_FILTER_ENTRY_FLAG_DNS_QUERY_SRV" };
+    struct Row {
+        const char *host;
+        int flags; // bit by bit
+        const char *more, *report = "";
+    };
+    const Row rows[] = {
+        { "10.0.0.0", 1, R"(,"addressMatchingBits":8)" },
+        { "10.0.0.0", 3, R"(,"addressMatchingBits":32,"addressVersion":"IN_ADDRESS_VERSION_4")" },
+        { "::1", 1, R"(,"addressMatchingBits":128)" },
+        { "10.0.0.256", 1, "", R"(host: "10.0.0.256" is no IP address)" },
+        { "10.0.0.256", 3, "", R"(host: "10.0.0.256" is no IP address
+stackName: missing, though entries have names to look up)" },
+        { "10.0.0.0/8", 1, "",
+            R"(host: "10.0.0.0/8" is no IP address; the number of bits goes into addressMatchingBits)" },
+        { "1:2", 1, "", R"(host: "1:2" is no IP address)" },
+        { "a.example", 1, "", R"(host: "a.example" is no IP address)" },
+        { "a.example", 3, "", "stackName: missing, though entries have names to look up" },
+        { "a.example", 2, R"(,"addressMatchingBits":129)",
+            R"(addressMatchingBits: 129 is more than the 128 bits of an address
+stackName: missing, though entries have names to look up)" },
+        { "10.0.0.0", 1, R"(,"addressMatchingBits":33)",
+            "addressMatchingBits: 33 is more than the 32 bits of an address" },
+        { "::1", 1, R"(,"addressVersion":"IN_ADDRESS_VERSION_4")",
+            R"(addressVersion: the host "::1" is of the other version)" },
+        { "a.4you", 4, "", R"(dnsSrvPrefixes: missing, though the flags ask for SRV records
+stackName: missing, though entries have names to look up)" },
+        { "::1", 1, R"(,"dnsSrvPrefixes":["a"])",
+            "dnsSrvPrefixes: without effect, since the flags do not ask for SRV records" },
+    };
+    for ( const Row &row : rows ) {
+        std::string names;
+        for ( int i = 0; i < 3; ++i )
+            names += row.flags >> i & 1 ? flags[i] + std::string( "|" ) : "";
+        std::string entry = std::string( R"({"host":")" ) + row.host + R"(","flags":")" + names + '"' + row.more + "}";
+        pb::Ref<CS_CONFIG> config = test::fileOf( "IN_FILTER", entries( entry ) );
+        std::string report = test::linesOf( csConfigCheckObject( config.get(), str( "o" ).get() ) );
+        for ( std::size_t at; ( at = report.find( "entries.0." ) ) != report.npos; )
+            report.erase( at, 10 );
+        EXPECT_EQ( report, row.report ) << entry;
     }
 }
 

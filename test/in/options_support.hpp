@@ -36,6 +36,17 @@ inline Store storeOf( const std::string &json )
     return pb::adopt( csConfigObjectConfig( fileOf( "SORT", json ).get(), str( "o" ).get() ) );
 }
 
+/** What a check says, a line each: the path of a key and what there is to say. */
+inline std::string linesOf( PB_STORE *report )
+{
+    Store held = pb::adopt( report );
+    std::string lines;
+    for ( PB_INT i = 0; i < pbStoreLength( held.get() ); ++i )
+        lines +=
+            ( i ? "\n" : "" ) + take( pbStoreKeyAt( held.get(), i ) ) + ": " + take( pbStoreValueAt( held.get(), i ) );
+    return lines;
+}
+
 /** Leaves the live store empty, as it was: the first configuration brings the versions of the modules, which stay. */
 class LiveStore : public testing::Test {
 protected:

@@ -40,9 +40,9 @@ const Kind dns = KIND( inDnsOptions ), tcp = KIND( inTcpOptions ), udp = KIND( i
 
 struct Row {
     const Kind &kind;
-    std::string from;   // a configuration
-    std::string result; // restored and stored again
-    std::string report = "{}";
+    std::string from;        // a configuration
+    std::string result;      // restored and stored again
+    std::string report = ""; // what a check says, a line each
 };
 
 const Row fulls[] = {
@@ -78,36 +78,66 @@ const Row rows[] = {
     { stack, "{}", R"({"flags":""})" },
     { qos, R"({"layer3Tos":0})", R"({"defaults":"IN_QOS_DEFAULTS_NONE","layer3Tos":"0x00"})" },
     // the negative time-out, the later key, also beats a positive one; a bad one leaves it alone
-    { dns, R"({"negativeCacheTimeout":5000,"cacheTimeout":7})", R"({"cacheTimeout":5000})" },
+    { dns, R"({"negativeCacheTimeout":5000,"cacheTimeout":7})", R"({"cacheTimeout":5000})",
+        "negativeCacheTimeout: applied to cacheTimeout" },
     { dns, R"({"negativeCacheTimeout":-1,"cacheTimeout":7})", R"({"cacheTimeout":7})",
-        R"({"negativeCacheTimeout":"out of range"})" },
+        "negativeCacheTimeout: -1 is out of range" },
     // bad values leave the default, one key does not touch the others
     { dns,
         R"({"CacheTimeout":1,"cacheTimeout":-1,"maxBlockDuration":"1s","disableQuerySrv":"yes",)"
         R"("disableQueryAddresses":{}})",
         "{}",
-        R"({"CacheTimeout":"unknown key","cacheTimeout":"out of range","maxBlockDuration":"does not parse",)"
-        R"("disableQuerySrv":"does not parse","disableQueryAddresses":"wrong type"})" },
-    { tcp, R"({"keepAliveTime":0,"blacklistGranularity":[1],"portRange":"5000"})", "{}",
-        R"({"keepAliveTime":"out of range","blacklistGranularity":"wrong type","portRange":"wrong type"})" },
-    { udp, R"({"portRange":{"firstPort":0,"count":65536}})", "{}",
-        R"({"portRange":"does not parse","portRange.firstPort":"out of range","portRange.count":"out of range"})" },
-    { udp, R"({"portRange":{"firstPort":"x","count":{},"last":1}})", "{}",
-        R"({"portRange":"does not parse","portRange.firstPort":"does not parse","portRange.count":"wrong type",)"
-        R"("portRange.last":"unknown key"})" },
+        R"(CacheTimeout: unknown key
+cacheTimeout: -1 is out of range
+maxBlockDuration: "1s" does not parse
+disableQuerySrv: "yes" does not parse
+disableQueryAddresses: wrong type)" },
+    { tcp,
+        R"({"keepAliveTime":0,"blacklistGranularity":[1],"blacklistTimeout":99999999999999999999,"portRange":"5000"})",
+        "{}", R"(keepAliveTime: 0 is out of range
+blacklistGranularity: wrong type
+blacklistTimeout: "99999999999999999999" does not parse
+portRange: wrong type)" },
+    { udp, R"({"portRange":{"firstPort":0,"count":65536}})", "{}", R"(portRange: left out as a whole
+portRange.firstPort: 0 is out of range
+portRange.count: 65536 is out of range)" },
+    { udp, R"({"portRange":{"firstPort":"x","last":1}})", "{}", R"(portRange: left out as a whole
+portRange.firstPort: "x" does not parse
+portRange.count: missing
+portRange.last: unknown key)" },
+    { udp, R"({"portRange":[1,2]})", "{}", "portRange: wrong type" },
+    // names that are unknown, among them one that would keep the stack off the network
+    { stack, R"({"flags":"IN_FLAG_LOOPBACK_ONLY| IN_FLAG_LOPBACK_ONLY ||in_flag_x\u001b\n"})",
+        R"({"flags":"IN_FLAG_LOOPBACK_ONLY"})",
+        "flags: unknown name \"IN_FLAG_LOPBACK_ONLY\" (known: IN_FLAG_LOOPBACK_ONLY); "
+        "unknown name \"in_flag_x\ufffd\" (known: IN_FLAG_LOOPBACK_ONLY)" },
+    { stack, R"({"flags":")" + std::string( 70, 'x' ) + R"(","dnsOptions":[]})", R"({"flags":"","dnsOptions":{}})",
+        "flags: unknown name \"" + std::string( 60, 'x' ) +
+            "\"... (known: IN_FLAG_LOOPBACK_ONLY)\ndnsOptions: wrong type" },
     { stack,
         R"({"network":"10.0.0.0/33","addressVersion":"IN_ADDRESS_VERSION_5","address":"10.0.0",)"
-        R"("interface":{},"flags":"IN_FLAG_LOOPBACK_ONLY|IN_FLAG_OTHER","dnsOptions":{"cacheTimeout":-1,"x":{}},)"
+        R"("interface":{},"flags":7,"dnsOptions":{"cacheTimeout":-1,"x":{}},)"
         R"("tcpOptions":5,"udpOptions":{"portRange":{"firstPort":0,"count":1}}})",
-        R"({"flags":"IN_FLAG_LOOPBACK_ONLY","dnsOptions":{},"udpOptions":{}})",
-        R"({"network":"does not parse","addressVersion":"does not parse","address":"does not parse",)"
-        R"("interface":"wrong type","dnsOptions.cacheTimeout":"out of range","dnsOptions.x":"unknown key",)"
-        R"("tcpOptions":"wrong type","udpOptions.portRange":"does not parse",)"
-        R"("udpOptions.portRange.firstPort":"out of range"})" },
-    { qos, R"({"defaults":"IN_QOS_DEFAULTS_LOUD","layer3Tos":"256","layer2Pcp":"5","windowsTrafficType":{}})",
+        R"({"flags":"","dnsOptions":{},"udpOptions":{}})", R"(network: "10.0.0.0/33" does not parse
+addressVersion: unknown name "IN_ADDRESS_VERSION_5" (known: IN_ADDRESS_VERSION_4, IN_ADDRESS_VERSION_6)
+address: "10.0.0" does not parse
+interface: wrong type
+flags: unknown name "7" (known: IN_FLAG_LOOPBACK_ONLY)
+dnsOptions.cacheTimeout: -1 is out of range
+dnsOptions.x: unknown key
+tcpOptions: wrong type
+udpOptions.portRange: left out as a whole
+udpOptions.portRange.firstPort: 0 is out of range)" },
+    { qos, R"({"defaults":"IN_QOS_DEFAULTS_LOUD","layer3Tos":"256","layer2Pcp":{},"windowsTrafficType":"5"})",
         R"({"defaults":"IN_QOS_DEFAULTS_NONE"})",
-        R"({"defaults":"does not parse","layer3Tos":"out of range","layer2Pcp":"does not parse",)"
-        R"("windowsTrafficType":"wrong type"})" },
+        R"(defaults: unknown name "IN_QOS_DEFAULTS_LOUD" (known: IN_QOS_DEFAULTS_NONE, IN_QOS_DEFAULTS_IPC, )"
+        R"(IN_QOS_DEFAULTS_VOICE, IN_QOS_DEFAULTS_SIGNALING)
+layer3Tos: 256 is out of range
+layer2Pcp: wrong type
+windowsTrafficType: unknown name "5" (known: IN_QOS_WINDOWS_TRAFFIC_TYPE_BEST_EFFORT, )"
+        R"(IN_QOS_WINDOWS_TRAFFIC_TYPE_BACKGROUND, IN_QOS_WINDOWS_TRAFFIC_TYPE_EXCELLENT_EFFORT, )"
+        R"(IN_QOS_WINDOWS_TRAFFIC_TYPE_AUDIO_VIDEO, IN_QOS_WINDOWS_TRAFFIC_TYPE_VOICE, )"
+        R"(IN_QOS_WINDOWS_TRAFFIC_TYPE_CONTROL))" },
 };
 
 } // namespace
@@ -117,7 +147,7 @@ TEST( Options, RestoreStoreAndCheck )
     for ( const Row &row : rows ) {
         SCOPED_TRACE( row.kind.name + ( " " + row.from ) );
         Store from = storeOf( row.from );
-        EXPECT_EQ( textOf( pb::adopt( row.kind.check( from.get() ) ).get() ), row.report );
+        EXPECT_EQ( test::linesOf( row.kind.check( from.get() ) ), row.report );
         Store result = row.kind.normal( from.get(), false );
         EXPECT_EQ( textOf( result.get() ), row.result );
         Store read = test::throughFile( result.get() );

@@ -10,9 +10,11 @@
 
 /**
  * The functions, the handle, Startup and Shutdown of the binding of a class with a constructor, Options, SetOptions and
- * TraceCompleteAnchor; `statusFunc` may be nullptr.
+ * TraceCompleteAnchor, and of its options; `statusFunc` may be nullptr.
  */
-#define IN_CONFIGURED_DEFINE( CLASS, prefix, internalPrefix, OPTIONS, optionsPrefix, statusFunc )             \
+#define IN_CONFIGURED_DEFINE(                                                                                 \
+    CLASS, prefix, internalPrefix, OPTIONS, optionsPrefix, internalOptionsPrefix, statusFunc )                \
+    PB_STORE *internalOptionsPrefix##Check( PB_STORE *store, CS_CONFIG *optionalFile );                       \
     static constinit pb::Global<CS_SORT_BACKEND> internalPrefix##SortBackend;                                 \
     static PB_OBJ *internalPrefix##TryCreateFunc( PB_STORE *optionalConfig, TR_ANCHOR *optionalAnchor )       \
     {                                                                                                         \
@@ -38,16 +40,12 @@
     {                                                                                                         \
         prefix##TraceCompleteAnchor( prefix##From( obj ), anchor );                                           \
     }                                                                                                         \
-    static PB_STORE *internalPrefix##CheckFunc( PB_STORE *config, CS_CONFIG * )                               \
-    {                                                                                                         \
-        return optionsPrefix##Check( config );                                                                \
-    }                                                                                                         \
     void internalPrefix##CsStartup()                                                                          \
     {                                                                                                         \
         internalPrefix##SortBackend.set( csSortBackendCreate( prefix##Sort(), internalPrefix##TryCreateFunc,  \
             internalPrefix##ConfigFunc, internalPrefix##SetConfigFunc, internalPrefix##NormalizeConfigFunc,   \
             statusFunc, internalPrefix##TraceCompleteAnchorFunc ) );                                          \
-        csSortBackendSetCheckFunc( internalPrefix##SortBackend.get(), internalPrefix##CheckFunc );            \
+        csSortBackendSetCheckFunc( internalPrefix##SortBackend.get(), internalOptionsPrefix##Check );         \
     }                                                                                                         \
     void internalPrefix##CsShutdown()                                                                         \
     {                                                                                                         \

@@ -79,24 +79,23 @@ inline PB_STORE *storePortRange( PortRange &range )
 
 inline bool restorePortRange( PB_STORE *store, PB_INT &firstPort, PB_INT &count )
 {
-    return pbStoreValueIntCstr( store, &firstPort, "firstPort", -1 ) && firstPort >= 1 && firstPort <= 65535 &&
-           pbStoreValueIntCstr( store, &count, "count", -1 ) && count >= 0 && count <= 65535;
+    return !readWithin( store, "firstPort", 1, 65535, firstPort ) && !readWithin( store, "count", 0, 65535, count );
 }
 
 /** Why a stored port range is not taken, key by key: a new store. */
 inline PB_STORE *checkPortRange( PB_STORE *store )
 {
     Report report;
+    PB_INT value;
+    for ( auto [key, lowest] : { std::pair( "firstPort", 1 ), std::pair( "count", 0 ) } )
+        if ( !hasEntry( store, key ) )
+            report.add( key, missing );
+        else if ( Ignored reason = readWithin( store, key, lowest, 65535, value ) )
+            report.add( key, reason.words );
     for ( PB_INT i = 0; i < pbStoreLength( store ); ++i ) {
         pb::Ref<PB_STRING> key = pb::adopt( pbStoreKeyAt( store, i ) );
-        bool first = key && pbStringEqualsCstr( key.get(), "firstPort", -1 );
-        PB_INT value = 0;
-        if ( !first && !( key && pbStringEqualsCstr( key.get(), "count", -1 ) ) )
-            report.add( key ? key.get() : pb::format( "%i", i ).get(), "unknown key" );
-        else if ( Ignored reason = readValue( store, first ? "firstPort" : "count", value ) )
-            report.add( key.get(), reason );
-        else if ( value < ( first ? 1 : 0 ) || value > 65535 )
-            report.add( key.get(), outOfRange );
+        if ( !pbStringEqualsCstr( key.get(), "firstPort", -1 ) && !pbStringEqualsCstr( key.get(), "count", -1 ) )
+            report.add( key.get(), "unknown key" );
     }
     return report.give();
 }

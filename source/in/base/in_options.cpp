@@ -12,13 +12,12 @@ struct IN_OPTIONS : PB_OBJ {
     in::Setting<pb::Ref<IN_TCP_OPTIONS>> tcpOptions;
     in::Setting<pb::Ref<IN_UDP_OPTIONS>> udpOptions;
 
-    static constexpr bool anyFlags( PB_INT ) { return true; }
     static constexpr bool versionOk( PB_INT version ) { return IN_ADDRESS_VERSION_OK( version ); }
 
     static constexpr auto options()
     {
         return std::tuple{
-            in::NameRow<IN_OPTIONS>{ "flags", &IN_OPTIONS::flags, 0, inFlagsToString, inFlagsFromString, anyFlags },
+            in::FlagsRow<IN_OPTIONS>{ "flags", &IN_OPTIONS::flags, inFlagsToString, inFlagsFromString },
             in::TextRow<IN_OPTIONS, PB_STRING>{
                 "interface", &IN_OPTIONS::interface, pbStringCreateFrom, pbStringRetain },
             in::TextRow<IN_OPTIONS, IN_NETWORK>{

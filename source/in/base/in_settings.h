@@ -15,8 +15,8 @@
  * - prefixCreate: new options, everything at its default.
  * - prefixCreateFrom: a new, unshared copy.
  * - prefixRestore: new options from a store; keys that are absent, unknown or hold something bad leave the default.
- * - prefixCheck: what prefixRestore passes over, a new store: the path of each such key ("portRange.count") leads to the
- *   reason ("unknown key", "wrong type", "does not parse", "out of range").
+ * - prefixCheck: what prefixRestore passes over, and what it takes without an effect, a new store: the path of each such
+ *   key ("portRange.count") leads to the reason, in words ("unknown key", "70000 is out of range").
  */
 #define IN_OPTIONS_CLASS( NAME, prefix )             \
     PB_CLASS( NAME, prefix )                         \

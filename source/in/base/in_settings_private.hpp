@@ -6,6 +6,7 @@
 #ifndef IN_SETTINGS_PRIVATE_HPP
 #define IN_SETTINGS_PRIVATE_HPP
 
+#include <in/base/in_report_private.hpp>
 #include <pb/pb.hpp>
 #include <tuple>
 
@@ -23,30 +24,6 @@ Setting<T> chosen( T value )
 {
     return { std::move( value ), false };
 }
-
-/** Why a stored entry is passed over by restoring; null when it is taken. */
-using Ignored = const char *;
-constexpr Ignored wrongType = "wrong type";
-constexpr Ignored notParsed = "does not parse";
-constexpr Ignored outOfRange = "out of range";
-
-/** The report of a check: the path of each ignored key leads to the reason. */
-class Report {
-public:
-    void add( PB_STRING *key, Ignored reason ) { pbStoreSetValue( entries.handle(), key, pb::string( reason ).get() ); }
-    /** Adds what a report on the sub-store under `key` holds. */
-    void addAll( const char *key, PB_STORE *inner )
-    {
-        for ( PB_INT i = 0; i < pbStoreLength( inner ); ++i ) {
-            pb::Ref<PB_STRING> path = pb::format( "%~s.%~s", pb::string( key ).give(), pbStoreKeyAt( inner, i ) );
-            pbStoreSetValue( entries.handle(), path.get(), pb::adopt( pbStoreValueAt( inner, i ) ).get() );
-        }
-    }
-    PB_STORE *give() { return entries.give(); }
-
-private:
-    pb::Ref<PB_STORE> entries = pb::adopt( pbStoreCreate() );
-};
 
 inline PB_INT compareValues( bool a, bool b )
 {
@@ -75,39 +52,56 @@ PB_INT compareValues( const Setting<T> &a, const Setting<T> &b )
  * Reading one entry of a store, which gives the value or why it is passed over, and writing one.
  */
 
+inline Ignored notRead( PB_STORE *store, const char *key )
+{
+    pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, key, -1 ) );
+    return text ? notParsed( text.get() ) : wrongType;
+}
 inline Ignored readValue( PB_STORE *store, const char *key, bool &value )
 {
     PB_BOOL read;
     if ( !pbStoreValueBoolCstr( store, &read, key, -1 ) )
-        return pbStoreHasValueCstr( store, key, -1 ) ? notParsed : wrongType;
+        return notRead( store, key );
     value = read;
-    return nullptr;
+    return {};
 }
 inline Ignored readValue( PB_STORE *store, const char *key, PB_INT &value )
 {
-    if ( pbStoreValueIntCstr( store, &value, key, -1 ) )
-        return nullptr;
-    return pbStoreHasValueCstr( store, key, -1 ) ? notParsed : wrongType;
+    return pbStoreValueIntCstr( store, &value, key, -1 ) ? Ignored() : notRead( store, key );
 }
-/** An object made from a stored text or sub-store. */
-template <class T, class Stored>
-Ignored readObject( pb::Ref<Stored> stored, T *( *tryFrom )( Stored *stored ), pb::Ref<T> &object )
+/** An integer within bounds. */
+inline Ignored readWithin( PB_STORE *store, const char *key, PB_INT lowest, PB_INT highest, PB_INT &value )
+{
+    Ignored reason = readValue( store, key, value );
+    return reason || ( value >= lowest && value <= highest ) ? reason : outOfRange( value );
+}
+/** An object made from a stored text. */
+template <class T>
+Ignored readObject( pb::Ref<PB_STRING> stored, T *( *tryFrom )( PB_STRING *text ), pb::Ref<T> &object )
 {
     if ( !stored )
         return wrongType;
     object = pb::adopt( tryFrom( stored.get() ) );
-    return object ? nullptr : notParsed;
+    return object ? Ignored() : notParsed( stored.get() );
+}
+/** An object made from a sub-store. */
+template <class T>
+Ignored readObject( pb::Ref<PB_STORE> stored, T *( *tryFrom )( PB_STORE *store ), pb::Ref<T> &object )
+{
+    if ( !stored )
+        return wrongType;
+    object = pb::adopt( tryFrom( stored.get() ) );
+    return object ? Ignored() : leftOut;
 }
 /** An integer that is stored as a name. */
-template <class Valid>
-Ignored readName(
-    PB_STORE *store, const char *key, PB_INT ( *fromText )( PB_STRING *text ), Valid valid, PB_INT &value )
+inline Ignored readName( PB_STORE *store, const char *key, PB_STRING *( *toText )( PB_INT value ),
+    PB_INT ( *fromText )( PB_STRING *text ), bool ( *valid )( PB_INT value ), PB_INT &value )
 {
     pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, key, -1 ) );
     if ( !text )
         return wrongType;
     value = fromText( text.get() );
-    return valid( value ) ? nullptr : notParsed;
+    return valid( value ) ? Ignored() : unknownName( pb::chars( text.get() ), namesOf( toText, valid ) );
 }
 
 inline void writeValue( PB_STORE **store, const char *key, bool value )
@@ -130,7 +124,8 @@ inline void writeStore( PB_STORE **store, const char *key, PB_STORE *owned )
 
 /*
  * Rows. Each kind has `key` and `member` and says how one value is read and written; what there is to say beside that, it
- * says with more functions (reset, stored, check, restoredInto). The rest stands once behind the kinds.
+ * says with more functions (reset, stored, check) and members (restoredInto; whenMissing, what a check says when the key is
+ * not there). The rest stands once behind the kinds.
  */
 
 /** A boolean or integer with a default. `lowest` bounds integers; what is below is ignored by restoring. */
@@ -147,7 +142,7 @@ struct ValueRow {
     Ignored read( PB_STORE *store, T &value ) const
     {
         Ignored reason = readValue( store, key, value );
-        return reason || value >= lowest ? reason : outOfRange;
+        return reason || value >= lowest ? reason : outOfRange( value );
     }
 };
 
@@ -158,6 +153,7 @@ struct TextRow {
     pb::Ref<T> Owner::*member;
     PB_STRING *( *toText )( T *object );
     T *( *tryFromText )( PB_STRING *text );
+    const char *whenMissing = nullptr;
 
     void write( PB_STORE **store, const pb::Ref<T> &object, bool ) const
     {
@@ -169,7 +165,82 @@ struct TextRow {
     }
 };
 
-/** An integer that is stored as a name; written always, or only while it is `valid`. */
+/** The optional name of an object of a sort, which a check looks for in the file. */
+template <class Owner>
+struct ObjectNameRow {
+    const char *key;
+    pb::Ref<PB_STRING> Owner::*member;
+    const PB_SORT *( *sort )();
+
+    void write( PB_STORE **store, const pb::Ref<PB_STRING> &name, bool ) const
+    {
+        writeText( store, key, name.retained() );
+    }
+    Ignored read( PB_STORE *store, pb::Ref<PB_STRING> &name ) const
+    {
+        auto tryName = []( PB_STRING *text ) {
+            return csObjectRecordNameOk( text ) ? pbStringRetain( text ) : nullptr;
+        };
+        return readObject<PB_STRING>( pb::adopt( pbStoreValueCstr( store, key, -1 ) ), tryName, name );
+    }
+    void check( PB_STORE *store, Report &report ) const
+    {
+        pb::Ref<PB_STRING> name;
+        if ( !report.file || read( store, name ) )
+            return;
+        pb::Ref<PB_STRING> sortName = pb::adopt( csConfigObjectSort( report.file, name.get() ) );
+        std::string object = quoted( pb::chars( name.get() ) );
+        if ( !sortName )
+            report.add( key, "the file has no object " + object );
+        else if ( !pbStringEqualsCstr( sortName.get(), pbSortName( sort() ), -1 ) )
+            report.add( key, object + " is of sort " + pb::text( sortName.get() ) + ", not " + pbSortName( sort() ) );
+    }
+};
+
+/** Flags, normalised, that are stored as their names joined by "|"; restoring takes those that it knows. */
+template <class Owner>
+struct FlagsRow {
+    const char *key;
+    PB_INT Owner::*member;
+    PB_STRING *( *toText )( PB_INT flags );
+    PB_INT ( *fromText )( PB_STRING *text );
+    const char *whenMissing = nullptr; // also when no flag is set
+
+    void reset( Owner &owner ) const { owner.*member = 0; }
+    bool stored( PB_INT, bool ) const { return true; }
+    void write( PB_STORE **store, PB_INT flags, bool ) const { writeText( store, key, toText( flags ) ); }
+    Ignored read( PB_STORE *store, PB_INT &flags ) const
+    {
+        pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, key, -1 ) );
+        flags = text ? fromText( text.get() ) : 0;
+        return text ? Ignored() : wrongType;
+    }
+    void check( PB_STORE *store, Report &report ) const
+    {
+        pb::Ref<PB_STRING> text = pb::adopt( pbStoreValueCstr( store, key, -1 ) );
+        pb::Chars rest = text ? pb::chars( text.get() ) : pb::Chars();
+        pb::Chars piece;
+        while ( pb::takePiece( rest, '|', piece ) )
+            checkName( pb::trim( piece ), report );
+        checkName( pb::trim( rest ), report );
+        if ( whenMissing && text && !fromText( text.get() ) )
+            report.add( key, whenMissing );
+    }
+
+private:
+    void checkName( pb::Chars name, Report &report ) const
+    {
+        pb::Ref<PB_STRING> str = pb::adopt( pbStringCreateFromCharsCopy( name.data(), PB_INT_FROM( name.size() ) ) );
+        if ( name.empty() || fromText( str.get() ) )
+            return;
+        std::string names = pb::text( pb::adopt( toText( -1 ) ).get() );
+        for ( std::size_t at; ( at = names.find( '|' ) ) != names.npos; )
+            names.replace( at, 1, ", " );
+        report.add( key, unknownName( name, names ) );
+    }
+};
+
+/** An integer that is stored as a name while it is `valid`; the names count from 0. */
 template <class Owner>
 struct NameRow {
     const char *key;
@@ -182,7 +253,10 @@ struct NameRow {
     void reset( Owner &owner ) const { owner.*member = initial; }
     bool stored( PB_INT value, bool ) const { return valid( value ); }
     void write( PB_STORE **store, PB_INT value, bool ) const { writeText( store, key, toText( value ) ); }
-    Ignored read( PB_STORE *store, PB_INT &value ) const { return readName( store, key, fromText, valid, value ); }
+    Ignored read( PB_STORE *store, PB_INT &value ) const
+    {
+        return readName( store, key, toText, fromText, valid, value );
+    }
 };
 
 /** An optional integer from 0 on, -1 when absent. */
@@ -194,11 +268,7 @@ struct OptionalIntRow {
     void reset( Owner &owner ) const { owner.*member = -1; }
     bool stored( PB_INT value, bool ) const { return value >= 0; }
     void write( PB_STORE **store, PB_INT value, bool ) const { writeValue( store, key, value ); }
-    Ignored read( PB_STORE *store, PB_INT &value ) const
-    {
-        Ignored reason = readValue( store, key, value );
-        return reason || value >= 0 ? reason : outOfRange;
-    }
+    Ignored read( PB_STORE *store, PB_INT &value ) const { return readWithin( store, key, 0, PB_INT_MAX, value ); }
 };
 
 /** An optional object that is stored as a sub-store. */
@@ -252,9 +322,9 @@ struct TextItem {
         if ( !text )
             return wrongType;
         if ( !valid( text.get() ) )
-            return notParsed;
+            return notParsed( text.get() );
         item = pb::adopt( pbStringObj( text.give() ) );
-        return nullptr;
+        return {};
     }
     void check( PB_STORE *, PB_INT, Report &, const char * ) const {}
 };
@@ -313,7 +383,7 @@ struct VectorRow {
         for ( PB_INT i = 0; i < pbStoreLength( array.get() ); ++i )
             if ( !item.read( array.get(), i, object ) )
                 pbVectorAppend( objects.handle(), object.get() );
-        return nullptr;
+        return {};
     }
     void check( PB_STORE *store, Report &report ) const
     {
@@ -322,7 +392,7 @@ struct VectorRow {
         for ( PB_INT i = 0; array && i < pbStoreLength( array.get() ); ++i ) {
             pb::Ref<PB_STRING> path = pb::format( "%~s.%i", pb::string( key ).give(), i );
             if ( Ignored reason = item.read( array.get(), i, object ) )
-                report.add( path.get(), reason );
+                report.add( path.get(), reason.words );
             item.check( array.get(), i, report, pb::text( path.get() ).c_str() );
         }
     }
@@ -409,20 +479,7 @@ Ignored restoreRow( const Row &row, Owner &owner, PB_STORE *store )
         changed( owner.*row.restoredInto ) = value;
     else
         changed( owner.*row.member ) = std::move( value );
-    return nullptr;
-}
-
-/** Reports on the entry of a store under the row's key. */
-template <StoredRow Row, class Owner>
-void checkRow( const Row &row, PB_STRING *key, PB_STORE *store, Owner &scratch, Report &report )
-{
-    if ( Ignored reason = restoreRow( row, scratch, store ) )
-        report.add( key, reason );
-    if constexpr ( requires { row.check( store, report ); } )
-        row.check( store, report );
-    else if constexpr ( requires { row.checkStore; } )
-        if ( pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreCstr( store, row.key, -1 ) ) )
-            report.addAll( row.key, pb::adopt( row.checkStore( inner.get() ) ).get() );
+    return {};
 }
 
 /** Calls `visit` for each row of an options class, in order, until it gives a value that is not zero; that value. */
@@ -491,26 +548,89 @@ PB_INT compareOptions( Owner &a, Owner &b )
     return eachRow<Owner>( [&]( const auto &row ) { return compareValues( a.*row.member, b.*row.member ); } );
 }
 
-/** What restoring ignores of a store, and why: a new store, paths of keys to reasons. */
+/** The key of the row of a member. */
+template <class Owner, class Member>
+const char *keyOf( Member Owner::*member )
+{
+    const char *key = nullptr;
+    eachStoredRow<Owner>( [&]( const auto &row ) {
+        if constexpr ( std::is_same_v<std::remove_cvref_t<decltype( row.member )>, Member Owner::*> )
+            key = row.member == member ? row.key : key;
+    } );
+    return key;
+}
+
+/** Reports on what stands within an entry. */
+template <StoredRow Row>
+void checkWithin( const Row &row, PB_STORE *store, Report &report )
+{
+    if constexpr ( requires { row.check( store, report ); } )
+        row.check( store, report );
+    else if constexpr ( requires { row.checkStore; } )
+        if ( pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreCstr( store, row.key, -1 ) ) )
+            report.addAll( row.key, pb::adopt( row.checkStore( inner.get() ) ).get() );
+}
+
+/** Whether an array stands where a row wants keys; restoring finds none in it. */
+template <StoredRow Row>
+bool holdsArray( const Row &row, PB_STORE *store )
+{
+    if constexpr ( requires { row.checkStore; } ) {
+        pb::Ref<PB_STORE> inner = pb::adopt( pbStoreStoreCstr( store, row.key, -1 ) );
+        return inner && pbStoreIsArray( inner.get() );
+    }
+    return false;
+}
+
+/** Reports on the entry of a store under the row's key. */
+template <StoredRow Row, class Owner>
+void checkRow( const Row &row, PB_STORE *store, Owner &scratch, Report &report )
+{
+    if ( holdsArray( row, store ) )
+        return report.add( row.key, wrongType );
+    Ignored reason = restoreRow( row, scratch, store );
+    if ( reason )
+        report.add( row.key, reason.words );
+    if constexpr ( requires { row.restoredInto; } )
+        if ( !reason && row.restoredInto != row.member )
+            report.add( row.key, std::string( "applied to " ) + keyOf( row.restoredInto ) );
+    checkWithin( row, store, report );
+}
+
+/** Reports on the key of one entry, known or not. */
 template <class Owner>
-PB_STORE *checkOptions( PB_STORE *store )
+void checkKey( PB_STRING *key, PB_STORE *store, Owner &scratch, Report &report )
+{
+    bool known = false;
+    eachStoredRow<Owner>( [&]( const auto &row ) {
+        if ( !pbStringEqualsCstr( key, row.key, -1 ) )
+            return;
+        known = true;
+        checkRow( row, store, scratch, report );
+    } );
+    if ( !known )
+        report.add( key, "unknown key" );
+}
+
+/** What restoring ignores of a store or takes without an effect, and why: a new store, paths of keys to reasons. */
+template <class Owner>
+PB_STORE *checkOptions( PB_STORE *store, CS_CONFIG *optionalFile = nullptr )
 {
     pb::Ref<Owner> scratch = pb::adopt( createOptions<Owner>() );
-    Report report;
+    Report report( optionalFile );
     for ( PB_INT i = 0; i < pbStoreLength( store ); ++i ) {
         pb::Ref<PB_STRING> key = pb::adopt( pbStoreKeyAt( store, i ) );
         if ( !key )
             break;
-        bool known = false;
-        eachStoredRow<Owner>( [&]( const auto &row ) {
-            if ( !pbStringEqualsCstr( key.get(), row.key, -1 ) )
-                return;
-            known = true;
-            checkRow( row, key.get(), store, *scratch, report );
-        } );
-        if ( !known )
-            report.add( key.get(), "unknown key" );
+        checkKey( key.get(), store, *scratch, report );
     }
+    eachStoredRow<Owner>( [&]( const auto &row ) {
+        if constexpr ( requires { row.whenMissing; } )
+            if ( row.whenMissing && !hasEntry( store, row.key ) )
+                report.add( row.key, row.whenMissing );
+    } );
+    if constexpr ( requires { scratch->checkWhole( report ); } )
+        scratch->checkWhole( report ); // what the rows mean for one another
     return report.give();
 }
 
@@ -602,6 +722,11 @@ bool resetIf( const Row &row, Owner &owner, Member Owner::*member )
     {                                                                                              \
         PB_ASSERT( store );                                                                        \
         return in::checkOptions<CLASS>( store );                                                   \
+    }                                                                                              \
+    PB_STORE *internalPrefix##Check( PB_STORE *store, CS_CONFIG *optionalFile );                   \
+    PB_STORE *internalPrefix##Check( PB_STORE *store, CS_CONFIG *optionalFile )                    \
+    {                                                                                              \
+        return in::checkOptions<CLASS>( store, optionalFile );                                     \
     }                                                                                              \
     static_assert( true )
 

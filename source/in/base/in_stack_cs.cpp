@@ -7,4 +7,4 @@ static CS_STATUS_REPORTER *in___StackStatusFunc( PB_OBJ *obj )
     return inStackCsStatus( inStackFrom( obj ) );
 }
 
-IN_CONFIGURED_DEFINE( IN_STACK, inStack, in___Stack, IN_OPTIONS, inOptions, in___StackStatusFunc );
+IN_CONFIGURED_DEFINE( IN_STACK, inStack, in___Stack, IN_OPTIONS, inOptions, in___Options, in___StackStatusFunc );

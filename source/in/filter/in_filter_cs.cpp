@@ -2,4 +2,5 @@
 #include <in/base/in_configured_private.hpp>
 #include <in/filter/in_filter_private.h>
 
-IN_CONFIGURED_DEFINE( IN_FILTER, inFilter, in___Filter, IN_FILTER_OPTIONS, inFilterOptions, nullptr );
+IN_CONFIGURED_DEFINE(
+    IN_FILTER, inFilter, in___Filter, IN_FILTER_OPTIONS, inFilterOptions, in___FilterOptions, nullptr );

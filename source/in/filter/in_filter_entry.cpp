@@ -16,7 +16,6 @@ struct IN_FILTER_ENTRY : PB_OBJ {
     PB_INT addressMatchingBits = -1;
     pb::Ref<PB_VECTOR> dnsSrvPrefixes;
 
-    static constexpr bool anyFlags( PB_INT ) { return true; }
     static constexpr bool versionOk( PB_INT version ) { return IN_ADDRESS_VERSION_OK( version ); }
     static PB_STRING *tryHost( PB_STRING *text )
     {
@@ -24,13 +23,19 @@ struct IN_FILTER_ENTRY : PB_OBJ {
     }
     static bool prefixOk( PB_STRING *text ) { return inDnsIdnaDomainNameOk( text ); }
 
+    void checkWhole( in::Report &report ) const;
+    void checkHost( IN_ADDRESS *optionalAddress, in::Report &report ) const;
+    void checkBits( IN_ADDRESS *optionalAddress, in::Report &report ) const;
+    void checkPrefixes( in::Report &report ) const;
+
     static constexpr auto options()
     {
         using Name = in::NameRow<IN_FILTER_ENTRY>;
         return std::tuple{
-            in::TextRow<IN_FILTER_ENTRY, PB_STRING>{ "host", &IN_FILTER_ENTRY::host, pbStringRetain, tryHost },
-            Name{ "flags", &IN_FILTER_ENTRY::flags, 0, inFilterEntryFlagsToString, inFilterEntryFlagsFromString,
-                anyFlags },
+            in::TextRow<IN_FILTER_ENTRY, PB_STRING>{
+                "host", &IN_FILTER_ENTRY::host, pbStringRetain, tryHost, in::missing },
+            in::FlagsRow<IN_FILTER_ENTRY>{ "flags", &IN_FILTER_ENTRY::flags, inFilterEntryFlagsToString,
+                inFilterEntryFlagsFromString, "no flag, so the entry permits nothing" },
             Name{ "addressVersion", &IN_FILTER_ENTRY::addressVersion, -1, inAddressVersionToString,
                 inAddressVersionFromString, versionOk },
             in::OptionalIntRow<IN_FILTER_ENTRY>{ "addressMatchingBits", &IN_FILTER_ENTRY::addressMatchingBits },
@@ -39,6 +44,59 @@ struct IN_FILTER_ENTRY : PB_OBJ {
         };
     }
 };
+
+/** Whether a text can only be meant as an address: a last label of digits is no top-level domain. */
+static bool in___FilterEntryLooksLikeAddress( PB_STRING *host )
+{
+    pb::Chars text = pb::trim( pb::chars( host ) );
+    auto lastLabel = std::find( text.rbegin(), text.rend(), PB_CHAR( '.' ) ).base();
+    return std::ranges::any_of( text, []( PB_CHAR ch ) { return ch == ':' || ch == '/'; } ) ||
+           ( lastLabel != text.end() &&
+               std::all_of( lastLabel, text.end(), []( PB_CHAR ch ) { return ch >= '0' && ch <= '9'; } ) );
+}
+
+/** What keeps an entry from permitting anything, though each of its keys is good. */
+void IN_FILTER_ENTRY::checkWhole( in::Report &report ) const
+{
+    pb::Ref<IN_ADDRESS> ina = pb::adopt( host ? inAddressTryCreateFromString( host.get() ) : nullptr );
+    if ( host )
+        checkHost( ina.get(), report );
+    checkBits( ina.get(), report );
+    checkPrefixes( report );
+}
+
+void IN_FILTER_ENTRY::checkHost( IN_ADDRESS *optionalAddress, in::Report &report ) const
+{
+    bool literal = flags & IN_FILTER_ENTRY_FLAG_ADDRESS;
+    std::string quotedHost = in::quoted( pb::chars( host.get() ) );
+    if ( optionalAddress ) {
+        if ( literal && addressVersion >= 0 && addressVersion != inAddressVersion( optionalAddress ) )
+            report.add( "addressVersion", "the host " + quotedHost + " is of the other version" );
+    } else if ( flags && ( flags == IN_FILTER_ENTRY_FLAG_ADDRESS || in___FilterEntryLooksLikeAddress( host.get() ) ) ) {
+        bool prefix = pbStringFindChar( host.get(), 0, '/' ) >= 0;
+        report.add( "host",
+            quotedHost + " is no IP address" + ( prefix ? "; the number of bits goes into addressMatchingBits" : "" ) );
+    }
+}
+
+void IN_FILTER_ENTRY::checkBits( IN_ADDRESS *optionalAddress, in::Report &report ) const
+{
+    PB_INT version = optionalAddress ? inAddressVersion( optionalAddress ) : addressVersion;
+    PB_INT length = version == IN_ADDRESS_VERSION_4 ? 32 : 128;
+    if ( addressMatchingBits > length )
+        report.add( "addressMatchingBits", std::to_string( addressMatchingBits ) + " is more than the " +
+                                               std::to_string( length ) + " bits of an address" );
+}
+
+void IN_FILTER_ENTRY::checkPrefixes( in::Report &report ) const
+{
+    bool queried = flags & IN_FILTER_ENTRY_FLAG_DNS_QUERY_SRV;
+    bool there = pbVectorLength( dnsSrvPrefixes.get() ) > 0;
+    if ( queried && !there )
+        report.add( "dnsSrvPrefixes", "missing, though the flags ask for SRV records" );
+    if ( there && !queried )
+        report.add( "dnsSrvPrefixes", "without effect, since the flags do not ask for SRV records" );
+}
 
 static void in___FilterEntryFreeFunc( PB_OBJ *obj )
 {

@@ -38,7 +38,10 @@ IN_ITEMS( IN_FILTER_ENTRY, inFilterEntry, DnsSrvPrefix, DnsSrvPrefixes, PB_STRIN
 PB_API PB_STORE *inFilterEntryStore( IN_FILTER_ENTRY *entry );
 /** A new entry from a store, null without a good "host"; other keys that are bad are passed over. */
 PB_API IN_FILTER_ENTRY *inFilterEntryTryRestore( PB_STORE *store );
-/** What inFilterEntryTryRestore passes over, a new store: paths of keys lead to reasons. */
+/**
+ * What inFilterEntryTryRestore passes over, and what keeps the entry from permitting anything, a new store: paths of keys
+ * lead to reasons.
+ */
 PB_API PB_STORE *inFilterEntryCheck( PB_STORE *store );
 
 #endif

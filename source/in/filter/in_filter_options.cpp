@@ -1,4 +1,5 @@
 /* Filter options. No state. */
+#include <in/base/in_address.h>
 #include <in/base/in_settings_private.hpp>
 #include <in/filter/in_filter_options.h>
 
@@ -9,9 +10,19 @@ struct IN_FILTER_OPTIONS : PB_OBJ {
     in::Setting<PB_INT> rebuildInterval;
     pb::Ref<IN_STACK> stack;
 
-    static PB_STRING *tryName( PB_STRING *text )
+    /** Whether an entry has a name to look up, for which a stack is needed. */
+    static bool asks( IN_FILTER_ENTRY *entry )
     {
-        return csObjectRecordNameOk( text ) ? pbStringRetain( text ) : nullptr;
+        constexpr PB_INT queries = IN_FILTER_ENTRY_FLAG_DNS_QUERY_ADDRESSES | IN_FILTER_ENTRY_FLAG_DNS_QUERY_SRV;
+        pb::Ref<PB_STRING> host = pb::adopt( inFilterEntryHost( entry ) );
+        return ( inFilterEntryFlags( entry ) & queries ) && !pb::adopt( inAddressTryCreateFromString( host.get() ) );
+    }
+    /** A program may give the stack itself, a file can only name it. */
+    void checkWhole( in::Report &report ) const
+    {
+        for ( PB_INT i = 0; report.file && !stackName && i < pbVectorLength( entries.get() ); ++i )
+            if ( asks( pb::adoptAs<IN_FILTER_ENTRY>( pbVectorObjAt( entries.get(), i ) ).get() ) )
+                return report.add( "stackName", "missing, though entries have names to look up" );
     }
 
     static constexpr auto options()
@@ -19,8 +30,7 @@ struct IN_FILTER_OPTIONS : PB_OBJ {
         return std::tuple{
             in::VectorRow<IN_FILTER_OPTIONS, in::StoreItem<IN_FILTER_ENTRY>>{ "entries", &IN_FILTER_OPTIONS::entries,
                 { inFilterEntryStore, inFilterEntryTryRestore, inFilterEntryCheck } },
-            in::TextRow<IN_FILTER_OPTIONS, PB_STRING>{
-                "stackName", &IN_FILTER_OPTIONS::stackName, pbStringRetain, tryName },
+            in::ObjectNameRow<IN_FILTER_OPTIONS>{ "stackName", &IN_FILTER_OPTIONS::stackName, inStackSort },
             in::ValueRow<IN_FILTER_OPTIONS, bool>{
                 "stackAddressPermitted", &IN_FILTER_OPTIONS::stackAddressPermitted, true },
             in::ValueRow<IN_FILTER_OPTIONS, PB_INT>{

@@ -45,7 +45,7 @@ struct SetRow {
         for ( PB_INT i = 0; i < pbStoreLength( array.get() ); ++i )
             if ( pb::Ref<T> object = tryReadAt( array.get(), i ) )
                 pbDictSet( set.handle(), pb::obj( object.get() ), pb::obj( object.get() ) );
-        return nullptr;
+        return {};
     }
 };
 

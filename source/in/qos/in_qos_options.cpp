@@ -39,15 +39,14 @@ PB_STRING *tosToText( PB_INT tos )
 
 in::Ignored readTos( PB_STORE *store, const char *key, PB_INT &value )
 {
-    in::Ignored reason = in::readValue( store, key, value );
-    return reason || ( value >= 0 && value <= 255 ) ? reason : in::outOfRange;
+    return in::readWithin( store, key, 0, 255, value );
 }
 
-template <PB_INT ( *FromString )( PB_STRING *pbs )>
+template <PB_STRING *( *ToString )( PB_INT value ), PB_INT ( *FromString )( PB_STRING *pbs ), PB_INT last>
 in::Ignored readEnumerant( PB_STORE *store, const char *key, PB_INT &value )
 {
     return in::readName(
-        store, key, FromString, []( PB_INT read ) { return read >= 0; }, value );
+        store, key, ToString, FromString, []( PB_INT read ) { return read >= 0 && read <= last; }, value );
 }
 
 } // namespace
@@ -68,9 +67,11 @@ struct IN_QOS_OPTIONS : PB_OBJ {
                 inQosDefaultsToString, inQosDefaultsFromString, defaultsOk },
             Mark{ "layer3Tos", &IN_QOS_OPTIONS::layer3Tos, &Preset::layer3Tos, tosToText, readTos },
             Mark{ "layer2Pcp", &IN_QOS_OPTIONS::layer2Pcp, &Preset::layer2Pcp, inQosLayer2PcpToString,
-                readEnumerant<inQosLayer2PcpFromString> },
+                readEnumerant<inQosLayer2PcpToString, inQosLayer2PcpFromString, IN_QOS_LAYER2_PCP_NETWORK_CONTROL> },
             Mark{ "windowsTrafficType", &IN_QOS_OPTIONS::windowsTrafficType, &Preset::windowsTrafficType,
-                inQosWindowsTrafficTypeToString, readEnumerant<inQosWindowsTrafficTypeFromString> },
+                inQosWindowsTrafficTypeToString,
+                readEnumerant<inQosWindowsTrafficTypeToString, inQosWindowsTrafficTypeFromString,
+                    IN_QOS_WINDOWS_TRAFFIC_TYPE_CONTROL> },
         };
     }
 
