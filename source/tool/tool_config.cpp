@@ -34,17 +34,48 @@ Json check( CS_CONFIG *config )
     } );
 }
 
-Json show( CS_CONFIG *config )
+/** Prints a line for each finding, and one for each object without any. */
+void printFindings( const Json &results )
 {
-    return objects( config, [&]( Json &item, PB_STRING *name, PB_STRING * ) {
-        pb::Ref<PB_STORE> store = pb::adopt( csConfigObjectConfig( config, name ) );
+    for ( const Json &item : results ) {
+        std::string object = item["name"].get<std::string>() + " (" + item["sort"].get<std::string>() + "): ";
+        Json lines = item.contains( "ignored" ) ? item["ignored"] : Json::array( { item["result"] } );
+        for ( const Json &line : lines )
+            tool::write( tool::printable( object + line.get<std::string>() ) + "\n" );
+    }
+    if ( results.empty() )
+        tool::write( "no objects\n" );
+}
+
+void checkFile( const std::string &file, const tool::Output &output )
+{
+    Json results = check( tool::loadConfig( file ).get() );
+    std::size_t findings = 0;
+    for ( const Json &item : results )
+        findings += item.contains( "ignored" ) ? item["ignored"].size() : 0;
+    if ( output.json )
+        output.print( results );
+    else
+        printFindings( results );
+    tool::flush();
+    if ( findings > 0 )
+        tool::fail( "{}: {} {} found", file, findings, findings == 1 ? "problem" : "problems" );
+}
+
+/** The objects as the file has them, or in full, with what is at its default. */
+Json show( pb::Ref<CS_CONFIG> config, bool full )
+{
+    if ( full )
+        csConfigNormalize( config.handle(), true );
+    return objects( config.get(), [&]( Json &item, PB_STRING *name, PB_STRING * ) {
+        pb::Ref<PB_STORE> store = pb::adopt( csConfigObjectConfig( config.get(), name ) );
         item["config"] = store ? tool::toJson( store.get() ) : Json();
     } );
 }
 
-void normalise( pb::Ref<CS_CONFIG> config, const std::string &file, bool full, bool write )
+void normalise( pb::Ref<CS_CONFIG> config, const std::string &file, bool write )
 {
-    csConfigNormalize( config.handle(), full );
+    csConfigNormalize( config.handle(), false );
     pb::Ref<PB_STRING> error;
     if ( !write ) {
         pb::Ref<PB_BUFFER> encoded = pb::adopt( csConfigEncode( config.get() ) );
@@ -53,6 +84,12 @@ void normalise( pb::Ref<CS_CONFIG> config, const std::string &file, bool full, b
     } else if ( !csConfigTrySave( config.get(), pb::string( file ).get(), error.handle() ) ) {
         tool::fail( "{}", pb::text( error.get() ) );
     }
+}
+
+/** Written to a file, the defaults would count as chosen, and the one that is applied elsewhere would change another. */
+void refuseFull()
+{
+    tool::refuse( "--full belongs to 'config show'; a file that holds every default would mean something else" );
 }
 
 } // namespace
@@ -91,12 +128,19 @@ void tool::addConfigCommands( CLI::App &app, Output &output )
         return command;
     };
 
-    add( "check", "Parse a file and tell what each object's configuration means to the loaded modules" )
-        ->callback( [&] { output.print( check( loadConfig( file ).get() ) ); } );
-    add( "show", "Show the objects of a file" )->callback( [&] { output.print( show( loadConfig( file ).get() ) ); } );
+    add( "check", "Tell what in a file has no effect, or another one than it seems to; exit code 1 if anything" )
+        ->callback( [&] { checkFile( file, output ); } );
+
+    CLI::App *showCommand = add( "show", "Show the objects of a file" );
+    showCommand->add_flag( "--full", full, "As the loaded modules take them, defaulted values too" );
+    showCommand->callback( [&] { output.print( show( loadConfig( file ), full ) ); } );
 
     CLI::App *command = add( "normalise", "Print a file in its current, normalised form (JSON)" );
-    command->add_flag( "--full", full, "Write defaulted values too" );
+    command->add_flag( "--full", full )->group( "" );
     command->add_flag( "--write", write, "Replace the file instead of printing" );
-    command->callback( [&] { normalise( loadConfig( file ), file, full, write ); } );
+    command->callback( [&] {
+        if ( full )
+            refuseFull();
+        normalise( loadConfig( file ), file, write );
+    } );
 }

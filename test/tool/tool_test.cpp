@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <set>
 #include <support/command.hpp>
+#include <support/folder.hpp>
 #include <support/program.hpp>
 #include <support/stuck.hpp>
 #include <sys/prctl.h>
@@ -167,6 +168,103 @@ TEST( Configuration, OfTheExampleIsKnownWhole )
     ASSERT_EQ( objects.size(), 4U );
     for ( const Json &object : objects )
         EXPECT_EQ( object["result"], "ok" ) << object;
+}
+
+/** A line for each finding, and what nothing is to be said of; in JSON the same by object. */
+TEST( Configuration, IsCheckedKeyByKey )
+{
+    test::Folder folder;
+    std::string file = folder.write( "config.json", R"({"objects": {
+        "open": {"sort": "IN_STACK", "config": {"flags": "IN_FLAG_LOPBACK_ONLY", "a\u001b[31m\u009bb": 1,
+            "dnsOptions": {"negativeCacheTimeout": 5000}}},
+        "none": {"sort": "IN_STACK", "confg": {"flags": "IN_FLAG_LOOPBACK_ONLY"}},
+        "peers": {"sort": "IN_FILTER", "config": {"stackName": "opened", "entries": [{"host": "10.0.0.0/8",
+            "flags": "IN_FILTER_ENTRY_FLAG_ADDRESS"}, {"flags": ""}]}},
+        "on": {"sort": "CS_CONDITION", "config": {"value": true}}, "theirs": {"sort": "IN_OTHER"}}})" );
+    Program check( TOOL " config check " + file );
+    EXPECT_EQ(
+        check.rest(), R"(open (IN_STACK): flags: unknown name "IN_FLAG_LOPBACK_ONLY" (known: IN_FLAG_LOOPBACK_ONLY)
+open (IN_STACK): a\x1b[31m\x9bb: unknown key
+open (IN_STACK): dnsOptions.negativeCacheTimeout: applied to cacheTimeout
+none (IN_STACK): config: missing; "confg" may be meant
+peers (IN_FILTER): stackName: the file has no object "opened"
+peers (IN_FILTER): entries.0.host: "10.0.0.0/8" is no IP address; the number of bits goes into addressMatchingBits
+peers (IN_FILTER): entries.1: left out as a whole
+peers (IN_FILTER): entries.1.flags: no flag, so the entry permits nothing
+peers (IN_FILTER): entries.1.host: missing
+on (CS_CONDITION): ok
+theirs (IN_OTHER): kept as it is: no loaded module knows this sort
+)" );
+    EXPECT_EQ( check.exitCode(), 1 );
+    EXPECT_EQ( check.errors(), "quelvaris-in: " + file + ": 9 problems found\n" );
+    Json objects = Json::parse( Program( TOOL " --json config check " + file ).rest() );
+    ASSERT_EQ( objects.size(), 5U );
+    EXPECT_EQ( objects[2]["ignored"].size(), 5U );
+    EXPECT_EQ( objects[3]["result"], "ok" );
+}
+
+/** Defaults are shown, but never written: the negative time-out would go into the positive one. */
+TEST( Configuration, KeepsItsMeaningWhenItIsWritten )
+{
+    test::Folder folder;
+    std::string file = folder.write( "config.json", R"({"objects": {
+        "s": {"sort": "IN_STACK", "config": {"dnsOptions": {"cacheTimeout": 7}}}}})" );
+    auto dns = [&] { return json( Program( TOOL " --json config show --full " + file ) )[0]["config"]["dnsOptions"]; };
+    Json before = dns();
+    EXPECT_EQ( before["cacheTimeout"], 7 );
+    EXPECT_EQ( before["negativeCacheTimeout"], 60'000 );
+    Program refused( TOOL " config normalise --full --write " + file );
+    EXPECT_EQ( refused.exitCode(), 2 );
+    EXPECT_NE( refused.errors().find( "--full belongs to 'config show'" ), std::string::npos );
+    EXPECT_EQ( Program( TOOL " config normalise --write " + file ).exitCode(), 0 );
+    EXPECT_EQ( dns(), before );
+}
+
+/** Whatever a path leads to, the answer is one line, and the file stays as it is. */
+TEST( Configuration, ThatHurtsIsRefused )
+{
+    using namespace std::literals;
+    test::Folder folder;
+    std::filesystem::create_directory( folder.file( "folder" ) );
+    std::filesystem::create_symlink( "loop", folder.file( "loop" ) );
+    ASSERT_EQ( mkfifo( folder.file( "pipe" ).c_str(), 0600 ), 0 );
+    std::filesystem::resize_file( folder.write( "endless", "" ), std::uintmax_t( 1 ) << 40 );
+    struct Case {
+        std::string path;
+        std::string_view content;
+        const char *error;
+    };
+    const Case cases[] = {
+        { folder.file( "folder" ), "", ": Is a directory" },
+        { folder.file( "loop" ), "", ": Too many levels of symbolic links" },
+        { folder.file( "pipe" ), "", ": not a regular file" },
+        { folder.file( "endless" ), "", ": File too large" },
+        { folder.file( "nowhere" ), "", ": No such file or directory" },
+        { "/dev/full", "", "/dev/full: not a regular file" },
+        { "/proc/self/mem", "", "/proc/self/mem: " },
+        { folder.file( "a" ), "\xEF\xBB\xBF", ": line 1, column 1: expected an object" },
+        { folder.file( "a" ), "{\n\"a\": \0}"sv, ": line 2, column 6: expected a value, found U+0000" },
+        { folder.file( "a" ), "{\n\"a\": \"\xff\"}", ": line 2, column 7: ill-formed UTF-8" },
+        { folder.file( "a" ), "{\"a\": 1,\n \"a\": 2}", ": line 2, column 2: the key \"a\" stands twice" },
+        { folder.file( "a" ), "{\"a\":\n1e999}", ": line 2, column 1: the number is out of range" },
+        { folder.file( "a" ), "{\"objects\": {\"s\\u001b[31m\": {}}}",
+            ": line 1, column 14: \"s\\u001b[31m\" cannot name an object" },
+    };
+    for ( const Case &row : cases ) {
+        if ( row.path.ends_with( "/a" ) )
+            folder.write( "a", row.content );
+        for ( const char *command : { " config check ", " config show ", " config normalise --write " } ) {
+            Program program( TOOL + ( command + row.path ) );
+            EXPECT_EQ( program.rest(), "" ) << row.path;
+            EXPECT_EQ( program.exitCode(), 1 ) << row.path;
+            std::string error = program.errors();
+            EXPECT_NE( error.find( row.error ), error.npos ) << error;
+            EXPECT_EQ( std::ranges::count( error, '\n' ), 1 ) << error;
+        }
+        EXPECT_EQ( folder.read( "a" ), row.path.ends_with( "/a" ) ? row.content : "" );
+    }
+    EXPECT_EQ( folder.names(), "a endless folder loop pipe " );
+    EXPECT_EQ( Program( TOOL " config check " + folder.write( "a", "\xEF\xBB\xBF{}" ) ).rest(), "no objects\n" );
 }
 
 TEST_F( Tool, InterfacesAreThoseThatTheSystemShows )
