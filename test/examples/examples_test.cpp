@@ -1,0 +1,70 @@
+/* The examples as they are built: each does what it says, and ends in order. */
+#include <support/program.hpp>
+
+namespace {
+
+using Json = nlohmann::json;
+using test::Program;
+using test::sh;
+
+/** The host 10.9.0.1, with a veth pair to nowhere. */
+class Examples : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        NEEDS_NAMESPACE();
+        sh( "ip link set lo up && ip link add v0 type veth peer name w0 && ip address add 10.9.0.1/24 dev v0 && "
+            "ip link set v0 up && ip link set w0 up" );
+    }
+    void TearDown() override
+    {
+        if ( std::getenv( "TEST_NAMESPACE" ) )
+            sh( "ip link delete v0" );
+    }
+};
+
+/** Ends it with a signal, as its users do: the exit code, and what it wrote on standard error. */
+std::pair<int, std::string> end( Program &program, int signal )
+{
+    program.signal( signal );
+    int exitCode = program.exitCode();
+    return { exitCode, program.errors() };
+}
+const std::pair<int, std::string> inOrder{ 0, "" };
+
+} // namespace
+
+TEST_F( Examples, EchoSendsAllBackAndEndsWhileItIsBusy )
+{
+    for ( int signal : { SIGINT, SIGTERM } ) {
+        Program echo( EXAMPLE "echo 10.9.0.1" );
+        std::string port = echo.until( "echo on 10.9.0.1:" ).substr( 17 );
+        Program quiet( TOOL " --json udp ping 10.9.0.1 " + port + " --rate 2000 --count 1000" );
+        EXPECT_EQ( Json::parse( quiet.rest(), nullptr, false )["lost"], 0 );
+        Program busy( TOOL " --json udp ping 10.9.0.1 " + port + " --rate 50000 --duration 1 --wait 0" );
+        std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
+        EXPECT_EQ( end( echo, signal ), inOrder );
+    }
+    Program late( EXAMPLE "echo 10.9.0.2" );
+    sh( "ip address add 10.9.0.2/24 dev v0" );
+    EXPECT_NE( late.until( "echo on 10.9.0.2:" ), "" );
+    EXPECT_EQ( end( late, SIGTERM ), inOrder );
+}
+
+TEST_F( Examples, WatchSeesEachAddress )
+{
+    Program watch( EXAMPLE "watch-address v0" );
+    EXPECT_EQ( watch.until( "10.9.0.1" ), "10.9.0.1" );
+    sh( "ip address add 10.9.1.7/24 dev v0 && ip address delete 10.9.0.1/24 dev v0" );
+    EXPECT_EQ( watch.until( "10." ), "10.9.1.7" );
+    sh( "ip address flush dev v0" );
+    EXPECT_EQ( watch.until( "no" ), "no address" );
+    EXPECT_EQ( end( watch, SIGTERM ), inOrder );
+}
+
+TEST_F( Examples, RtpPairGetsAllThrough )
+{
+    Program pair( EXAMPLE "rtp-pair" );
+    EXPECT_EQ( pair.rest(), "50 of 50 packets, 1 of 1 report\n" );
+    EXPECT_EQ( std::pair( pair.exitCode(), pair.errors() ), inOrder );
+}
