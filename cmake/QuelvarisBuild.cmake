@@ -8,6 +8,13 @@ set( CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g" )
 set( CMAKE_CXX_FLAGS_RELEASE "-O2" )
 set( CMAKE_C_FLAGS_RELEASE "-O2" )
 
+# A compiler cache is used where there is one.
+find_program( QUELVARIS_CCACHE ccache )
+if( QUELVARIS_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER )
+    set( CMAKE_C_COMPILER_LAUNCHER ${QUELVARIS_CCACHE} )
+    set( CMAKE_CXX_COMPILER_LAUNCHER ${QUELVARIS_CCACHE} )
+endif()
+
 set( QUELVARIS_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=" )
 option( QUELVARIS_COVERAGE "Measure line and branch coverage" OFF )
 
@@ -32,7 +39,11 @@ if( QUELVARIS_FUZZ )
     target_compile_options( quelvaris_flags INTERFACE -fsanitize=fuzzer-no-link )
 endif()
 
+# The time of the first configuring of a build folder: a new one each time would build what has not changed.
 # SOURCE_DATE_EPOCH, when set, makes the build reproducible.
-string( TIMESTAMP QUELVARIS_BUILD_TIME "UTC %Y-%m-%d %H:%M:%S (%a)" UTC )
+if( NOT QUELVARIS_BUILD_TIME )
+    string( TIMESTAMP time "UTC %Y-%m-%d %H:%M:%S (%a)" UTC )
+    set( QUELVARIS_BUILD_TIME "${time}" CACHE INTERNAL "What the libraries tell as the time of their build" )
+endif()
 string( TOLOWER "${CMAKE_SYSTEM_NAME} ${CMAKE_SYSTEM_PROCESSOR} ${CMAKE_BUILD_TYPE}" QUELVARIS_BUILD_PLATFORM )
 configure_file( ${PROJECT_SOURCE_DIR}/source/pb/pb_build.h.in ${CMAKE_BINARY_DIR}/generated/pb/pb_build.h @ONLY )
