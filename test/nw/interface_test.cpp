@@ -16,6 +16,8 @@ namespace {
 using namespace test;
 
 const int loopback = addLoopback();
+const int clock =
+    addFixture( -1, { [] { fastClock = std::make_unique<FastClock>( 50 ); }, [] { fastClock.reset(); } } );
 const int modules = addModules( { trModule(), prModule(), csModule(), inModule() } );
 const int threads = addFixture( 1,
     { [] { ASSERT_TRUE( startAllThreads( nullptr, std::max( 2U, std::thread::hardware_concurrency() ) ) ); }, [] {} } );

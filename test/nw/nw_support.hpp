@@ -8,6 +8,7 @@
 #include <in/nw/in_nw_interface_private.h>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <support/clock.hpp>
 #include <support/namespace.hpp>
 #include <support/test_support.h>
 
@@ -63,20 +64,23 @@ inline State stateOf( const Interface &iface )
     return pb::adopt( inNwInterfaceState( iface.get() ) );
 }
 
-/** Waits until something holds, which is tried again at every update; whether it came in time. */
+/** The clock by which the monitor polls, from before the modules start until they have stopped. */
+inline std::unique_ptr<FastClock> fastClock;
+
+/** Waits until something holds, which is tried again at every update; whether it came in time, in real milliseconds. */
 template <class Add, class Del, class Holds>
 bool waitUntil( PB_INT milliseconds, Add add, Del del, Holds holds )
 {
-    PB_INT deadline = pbTimestamp() + milliseconds;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds( milliseconds );
     for ( ;; ) {
         auto barrier = pb::adopt( pbBarrierCreate( 1 ) );
         auto signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
         add( signalable.get() );
         bool done = holds();
-        if ( !done && pbTimestamp() < deadline )
-            pbBarrierPassTimed( barrier.get(), deadline - pbTimestamp() );
+        if ( !done )
+            pbBarrierPassTimed( barrier.get(), 1'000 ); // of the clock that runs faster
         del( signalable.get() );
-        if ( done || pbTimestamp() >= deadline )
+        if ( done || std::chrono::steady_clock::now() >= deadline )
             return done || holds();
     }
 }

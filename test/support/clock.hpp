@@ -23,6 +23,41 @@ public:
     }
 };
 
+/**
+ * The clock runs faster than the real one while this lives, so that what is polled every few seconds is seen in
+ * milliseconds. What is waited for still takes its real time, so waiting goes by the real clock.
+ */
+class FastClock {
+public:
+    explicit FastClock( PB_INT itsSpeed ) : speed( itsSpeed ) {}
+    ~FastClock()
+    {
+        ended = true;
+        thread.join();
+    }
+    FastClock( const FastClock & ) = delete;
+    FastClock &operator=( const FastClock & ) = delete;
+
+    std::atomic<PB_INT> speed; // milliseconds of the clock in a real one
+
+private:
+    void run()
+    {
+        auto before = std::chrono::steady_clock::now();
+        while ( !ended ) {
+            std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
+            auto passed =
+                std::chrono::duration_cast<std::chrono::milliseconds>( std::chrono::steady_clock::now() - before );
+            before += passed;
+            clock.move( speed * passed.count() );
+        }
+    }
+
+    MovedClock clock;
+    std::atomic<bool> ended = false;
+    std::thread thread{ [this] { run(); } };
+};
+
 } // namespace test
 
 #endif
