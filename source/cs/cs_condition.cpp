@@ -23,18 +23,8 @@ struct CS_CONDITION_OBSERVER : PB_OBJ {
     cs::Watch watch;
 };
 
-static void cs___ConditionFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<CS_CONDITION>( obj );
-}
-
-static void cs___ConditionObserverFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<CS_CONDITION_OBSERVER>( obj );
-}
-
-PB_CLASS_DEFINE( CS_CONDITION, csCondition, cs___ConditionFreeFunc, nullptr, nullptr );
-PB_CLASS_DEFINE( CS_CONDITION_OBSERVER, csConditionObserver, cs___ConditionObserverFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( CS_CONDITION, csCondition, pb::destroy<CS_CONDITION>, nullptr, nullptr );
+PB_CLASS_DEFINE( CS_CONDITION_OBSERVER, csConditionObserver, pb::destroy<CS_CONDITION_OBSERVER>, nullptr, nullptr );
 
 CS_CONDITION *csConditionCreate( PB_BOOL value )
 {

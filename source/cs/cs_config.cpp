@@ -17,11 +17,6 @@ struct CS_CONFIG : PB_OBJ {
     pb::Ref<PB_STORE> objects;
 };
 
-static void cs___ConfigFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<CS_CONFIG>( obj );
-}
-
 static void cs___PutBack( pb::Ref<PB_STORE> &top, const char *key, PB_STORE *store )
 {
     if ( pbStoreLength( store ) > 0 )
@@ -44,7 +39,7 @@ static PB_INT cs___ConfigCompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
     return pbStoreCompare( thisStore.get(), thatStore.get() );
 }
 
-PB_CLASS_DEFINE( CS_CONFIG, csConfig, cs___ConfigFreeFunc, cs___ConfigCompFunc, nullptr );
+PB_CLASS_DEFINE( CS_CONFIG, csConfig, pb::destroy<CS_CONFIG>, cs___ConfigCompFunc, nullptr );
 
 static CS_CONFIG *cs___ConfigCreateFrom( CS_CONFIG *source )
 {

@@ -11,12 +11,7 @@ struct CS_STATUS_REPORTER : PB_OBJ {
     pb::UpdateSignal update;
 };
 
-static void cs___StatusReporterFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<CS_STATUS_REPORTER>( obj );
-}
-
-PB_CLASS_DEFINE( CS_STATUS_REPORTER, csStatusReporter, cs___StatusReporterFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( CS_STATUS_REPORTER, csStatusReporter, pb::destroy<CS_STATUS_REPORTER>, nullptr, nullptr );
 
 CS_STATUS_REPORTER *csStatusReporterCreate( void )
 {

@@ -21,24 +21,9 @@ struct CS_UPDATE_OBJECTS : PB_OBJ {
     std::vector<Entry> entries;
 };
 
-static void cs___UpdateFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<CS_UPDATE>( obj );
-}
-
-static void cs___UpdateObjectFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<CS_UPDATE_OBJECT>( obj );
-}
-
-static void cs___UpdateObjectsFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<CS_UPDATE_OBJECTS>( obj );
-}
-
-PB_CLASS_DEFINE( CS_UPDATE, csUpdate, cs___UpdateFreeFunc, nullptr, nullptr );
-PB_CLASS_DEFINE( CS_UPDATE_OBJECT, csUpdateObject, cs___UpdateObjectFreeFunc, nullptr, nullptr );
-PB_CLASS_DEFINE( CS_UPDATE_OBJECTS, csUpdateObjects, cs___UpdateObjectsFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( CS_UPDATE, csUpdate, pb::destroy<CS_UPDATE>, nullptr, nullptr );
+PB_CLASS_DEFINE( CS_UPDATE_OBJECT, csUpdateObject, pb::destroy<CS_UPDATE_OBJECT>, nullptr, nullptr );
+PB_CLASS_DEFINE( CS_UPDATE_OBJECTS, csUpdateObjects, pb::destroy<CS_UPDATE_OBJECTS>, nullptr, nullptr );
 
 static CS_UPDATE *cs___UpdateCreateFrom( CS_UPDATE *source )
 {

@@ -156,12 +156,7 @@ struct CS_OBJECT_OBSERVER : PB_OBJ {
     cs::Watch watch;
 };
 
-static void cs___ObjectObserverFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<CS_OBJECT_OBSERVER>( obj );
-}
-
-PB_CLASS_DEFINE( CS_OBJECT_OBSERVER, csObjectObserver, cs___ObjectObserverFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( CS_OBJECT_OBSERVER, csObjectObserver, pb::destroy<CS_OBJECT_OBSERVER>, nullptr, nullptr );
 
 CS_OBJECT_OBSERVER *csObjectObserverCreate( const PB_SORT *sort, TR_ANCHOR *optionalAnchor )
 {

@@ -22,18 +22,8 @@ struct PB_ALERT : PB_OBJ {
     pb::Waiters waiters PB_GUARDED_BY( monitor ); // PB_ALERTABLE
 };
 
-static void pb___AlertableFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_ALERTABLE>( obj );
-}
-
-static void pb___AlertFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_ALERT>( obj );
-}
-
-PB_CLASS_DEFINE( PB_ALERTABLE, pbAlertable, pb___AlertableFreeFunc, nullptr, nullptr );
-PB_CLASS_DEFINE( PB_ALERT, pbAlert, pb___AlertFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_ALERTABLE, pbAlertable, pb::destroy<PB_ALERTABLE>, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_ALERT, pbAlert, pb::destroy<PB_ALERT>, nullptr, nullptr );
 
 PB_ALERTABLE *pbAlertableCreate( PB_ALERTABLE_FUNC *func, PB_OBJ *optionalArgument )
 {

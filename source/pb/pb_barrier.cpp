@@ -20,12 +20,7 @@ struct PB_BARRIER : PB_OBJ {
     uint64_t openings PB_GUARDED_BY( monitor ) = 0;
 };
 
-static void pb___BarrierFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_BARRIER>( obj );
-}
-
-PB_CLASS_DEFINE( PB_BARRIER, pbBarrier, pb___BarrierFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_BARRIER, pbBarrier, pb::destroy<PB_BARRIER>, nullptr, nullptr );
 
 /** Takes a blocker away if there is one; whether it was the last. */
 static bool pb___BarrierTakeBlocker( PB_BARRIER &barrier )

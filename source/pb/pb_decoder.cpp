@@ -17,12 +17,7 @@ struct PB_DECODER : PB_OBJ {
     }
 };
 
-static void pb___DecoderFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_DECODER>( obj );
-}
-
-PB_CLASS_DEFINE( PB_DECODER, pbDecoder, pb___DecoderFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_DECODER, pbDecoder, pb::destroy<PB_DECODER>, nullptr, nullptr );
 
 PB_DECODER *pbDecoderCreate( PB_BUFFER *buf )
 {

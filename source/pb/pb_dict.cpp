@@ -14,11 +14,6 @@ struct PB_DICT : PB_OBJ {
     PB_INT length() const { return static_cast<PB_INT>( entries.size() ); }
 };
 
-static void pb___DictFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_DICT>( obj );
-}
-
 static PB_INT pb___DictCompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
 {
     const Entries &thisEntries = static_cast<PB_DICT *>( thisObj )->entries;
@@ -50,7 +45,7 @@ static PB_STRING *pb___DictToStringFunc( PB_OBJ *obj )
     return text.give();
 }
 
-PB_CLASS_DEFINE( PB_DICT, pbDict, pb___DictFreeFunc, pb___DictCompFunc, pb___DictToStringFunc );
+PB_CLASS_DEFINE( PB_DICT, pbDict, pb::destroy<PB_DICT>, pb___DictCompFunc, pb___DictToStringFunc );
 
 PB_DICT *pbDictCreate( void )
 {

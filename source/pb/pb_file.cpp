@@ -349,12 +349,7 @@ PB_STRING *PB_LINE_SOURCE::take( std::size_t length, std::size_t withLineFeed )
     return line;
 }
 
-static void pb___LineSourceFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_LINE_SOURCE>( obj );
-}
-
-PB_CLASS_DEFINE( PB_LINE_SOURCE, pbLineSource, pb___LineSourceFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_LINE_SOURCE, pbLineSource, pb::destroy<PB_LINE_SOURCE>, nullptr, nullptr );
 
 PB_LINE_SOURCE *pbLineSourceCreateFromBuffer( PB_BUFFER *buf )
 {
@@ -399,12 +394,7 @@ struct PB_BYTE_SINK : PB_OBJ {
     bool error = false;
 };
 
-static void pb___ByteSinkFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_BYTE_SINK>( obj );
-}
-
-PB_CLASS_DEFINE( PB_BYTE_SINK, pbByteSink, pb___ByteSinkFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_BYTE_SINK, pbByteSink, pb::destroy<PB_BYTE_SINK>, nullptr, nullptr );
 
 PB_BYTE_SINK *pbByteSinkCreateBuffer( void )
 {

@@ -69,11 +69,6 @@ Ranges PB_RANGE_MAP::cut( PB_INT first, PB_INT last )
     return removed;
 }
 
-static void pb___RangeMapFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_RANGE_MAP>( obj );
-}
-
 static PB_INT pb___RangeMapCompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
 {
     const Ranges &thisRanges = static_cast<PB_RANGE_MAP *>( thisObj )->ranges;
@@ -103,7 +98,8 @@ static PB_STRING *pb___RangeMapToStringFunc( PB_OBJ *obj )
     return text.give();
 }
 
-PB_CLASS_DEFINE( PB_RANGE_MAP, pbRangeMap, pb___RangeMapFreeFunc, pb___RangeMapCompFunc, pb___RangeMapToStringFunc );
+PB_CLASS_DEFINE(
+    PB_RANGE_MAP, pbRangeMap, pb::destroy<PB_RANGE_MAP>, pb___RangeMapCompFunc, pb___RangeMapToStringFunc );
 
 PB_RANGE_MAP *pbRangeMapCreate( void )
 {
@@ -170,11 +166,6 @@ struct PB_PRIORITY_MAP : PB_OBJ {
     }
 };
 
-static void pb___PriorityMapFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_PRIORITY_MAP>( obj );
-}
-
 static PB_INT pb___PriorityMapCompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
 {
     const auto &thisRanking = static_cast<PB_PRIORITY_MAP *>( thisObj )->ranking;
@@ -202,8 +193,8 @@ static PB_STRING *pb___PriorityMapToStringFunc( PB_OBJ *obj )
     return text.give();
 }
 
-PB_CLASS_DEFINE(
-    PB_PRIORITY_MAP, pbPriorityMap, pb___PriorityMapFreeFunc, pb___PriorityMapCompFunc, pb___PriorityMapToStringFunc );
+PB_CLASS_DEFINE( PB_PRIORITY_MAP, pbPriorityMap, pb::destroy<PB_PRIORITY_MAP>, pb___PriorityMapCompFunc,
+    pb___PriorityMapToStringFunc );
 
 PB_PRIORITY_MAP *pbPriorityMapCreate( void )
 {

@@ -12,18 +12,8 @@ struct PB_REGION : PB_OBJ {
     pb::Region region;
 };
 
-static void pb___MonitorFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_MONITOR>( obj );
-}
-
-static void pb___RegionFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_REGION>( obj );
-}
-
-PB_CLASS_DEFINE( PB_MONITOR, pbMonitor, pb___MonitorFreeFunc, nullptr, nullptr );
-PB_CLASS_DEFINE( PB_REGION, pbRegion, pb___RegionFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_MONITOR, pbMonitor, pb::destroy<PB_MONITOR>, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_REGION, pbRegion, pb::destroy<PB_REGION>, nullptr, nullptr );
 
 PB_MONITOR *pbMonitorCreate( void )
 {

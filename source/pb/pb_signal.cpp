@@ -19,18 +19,8 @@ struct PB_SIGNAL : PB_OBJ {
     pb::Waiters waiters PB_GUARDED_BY( monitor ); // PB_SIGNALABLE and PB_BARRIER
 };
 
-static void pb___SignalableFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_SIGNALABLE>( obj );
-}
-
-static void pb___SignalFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_SIGNAL>( obj );
-}
-
-PB_CLASS_DEFINE( PB_SIGNALABLE, pbSignalable, pb___SignalableFreeFunc, nullptr, nullptr );
-PB_CLASS_DEFINE( PB_SIGNAL, pbSignal, pb___SignalFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_SIGNALABLE, pbSignalable, pb::destroy<PB_SIGNALABLE>, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_SIGNAL, pbSignal, pb::destroy<PB_SIGNAL>, nullptr, nullptr );
 
 PB_SIGNALABLE *pbSignalableCreate( PB_SIGNALABLE_FUNC *func, PB_OBJ *optionalArgument )
 {

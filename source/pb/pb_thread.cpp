@@ -100,12 +100,7 @@ PB_INT pbForkCount( void )
     return forks.load( std::memory_order_relaxed );
 }
 
-static void pb___ThreadFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_THREAD>( obj );
-}
-
-PB_CLASS_DEFINE( PB_THREAD, pbThread, pb___ThreadFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PB_THREAD, pbThread, pb::destroy<PB_THREAD>, nullptr, nullptr );
 
 PB_THREAD *pbThreadTrySpawnCstr(
     const char *name, PB_INT length, PB_THREAD_FUNC *func, PB_OBJ *optionalArgument, PB_INT option )

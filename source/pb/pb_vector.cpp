@@ -26,11 +26,6 @@ void PB_VECTOR::delFirst()
     head = 0;
 }
 
-static void pb___VectorFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PB_VECTOR>( obj );
-}
-
 static PB_INT pb___VectorCompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
 {
     auto &thisVec = *static_cast<PB_VECTOR *>( thisObj );
@@ -57,7 +52,7 @@ static PB_STRING *pb___VectorToStringFunc( PB_OBJ *obj )
     return text.give();
 }
 
-PB_CLASS_DEFINE( PB_VECTOR, pbVector, pb___VectorFreeFunc, pb___VectorCompFunc, pb___VectorToStringFunc );
+PB_CLASS_DEFINE( PB_VECTOR, pbVector, pb::destroy<PB_VECTOR>, pb___VectorCompFunc, pb___VectorToStringFunc );
 
 PB_VECTOR *pbVectorCreate( void )
 {

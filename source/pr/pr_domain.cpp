@@ -22,18 +22,13 @@ struct PR_DOMAIN : PB_OBJ {
 /** The pool that the thread works for, if any; never followed. */
 static constinit thread_local const PR___POOL *pr___WorkerPool = nullptr;
 
-static void pr___PoolFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PR___POOL>( obj );
-}
-
 static void pr___DomainFreeFunc( PB_OBJ *obj )
 {
     pr___PoolEnd( *static_cast<PR_DOMAIN *>( obj )->pool );
     pb::destroy<PR_DOMAIN>( obj );
 }
 
-PB_CLASS_DEFINE( PR___POOL, pr___Pool, pr___PoolFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PR___POOL, pr___Pool, pb::destroy<PR___POOL>, nullptr, nullptr );
 PB_CLASS_DEFINE( PR_DOMAIN, prDomain, pr___DomainFreeFunc, nullptr, nullptr );
 
 void pr::ProcessQueue::append( PR___PROCESS_CORE &core )

@@ -170,12 +170,7 @@ static void pr___ProcessFreeFunc( PB_OBJ *obj )
     pb::destroy<PR_PROCESS>( obj );
 }
 
-static void pr___ProcessCoreFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PR___PROCESS_CORE>( obj );
-}
-
-PB_CLASS_DEFINE( PR___PROCESS_CORE, pr___ProcessCore, pr___ProcessCoreFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PR___PROCESS_CORE, pr___ProcessCore, pb::destroy<PR___PROCESS_CORE>, nullptr, nullptr );
 PB_CLASS_DEFINE( PR_PROCESS, prProcess, pr___ProcessFreeFunc, nullptr, pr___ProcessToStringFunc );
 
 static PR___POOL *pr___ProcessPool( PR_DOMAIN *optionalDomain )

@@ -136,11 +136,6 @@ static void pr___TimerQueueThreadFunc( PB_OBJ *argument )
     }
 }
 
-static void pr___TimerQueueFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<PR___TIMER_QUEUE>( obj );
-}
-
 static void pr___TimerFreeFunc( PB_OBJ *obj )
 {
     auto *timer = static_cast<PR_TIMER *>( obj );
@@ -148,7 +143,7 @@ static void pr___TimerFreeFunc( PB_OBJ *obj )
     pb::destroy<PR_TIMER>( timer );
 }
 
-PB_CLASS_DEFINE( PR___TIMER_QUEUE, pr___TimerQueue, pr___TimerQueueFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( PR___TIMER_QUEUE, pr___TimerQueue, pb::destroy<PR___TIMER_QUEUE>, nullptr, nullptr );
 PB_CLASS_DEFINE( PR_TIMER, prTimer, pr___TimerFreeFunc, nullptr, nullptr );
 
 PR___TIMER_QUEUE *pr___TimerQueueTryCreate( void )

@@ -1,12 +1,7 @@
 /* Sinks as objects, and the one that keeps what it is told in memory. */
 #include <tr/tr_private.h>
 
-static void tr___SinkFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<TR_SINK>( obj );
-}
-
-PB_CLASS_DEFINE( TR_SINK, trSink, tr___SinkFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( TR_SINK, trSink, pb::destroy<TR_SINK>, nullptr, nullptr );
 
 TR_SINK *tr___SinkCreate( std::unique_ptr<tr::Output> output, bool highVolume )
 {

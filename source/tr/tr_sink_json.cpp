@@ -50,12 +50,7 @@ struct TR___JSON_WRITER : PB_OBJ {
     bool midLine = false; // the last line broke off; the thread's own
 };
 
-static void tr___JsonWriterFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<TR___JSON_WRITER>( obj );
-}
-
-PB_CLASS_DEFINE( TR___JSON_WRITER, tr___JsonWriter, tr___JsonWriterFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( TR___JSON_WRITER, tr___JsonWriter, pb::destroy<TR___JSON_WRITER>, nullptr, nullptr );
 
 static bool isLeftBehind( TR___JSON_WRITER &writer )
 {

@@ -308,12 +308,7 @@ struct TR_ANCHOR : PB_OBJ {
     pb::Ref<PB_STRING> annotation; // or none
 };
 
-static void tr___AnchorFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<TR_ANCHOR>( obj );
-}
-
-PB_CLASS_DEFINE( TR_ANCHOR, trAnchor, tr___AnchorFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( TR_ANCHOR, trAnchor, pb::destroy<TR_ANCHOR>, nullptr, nullptr );
 
 TR_ANCHOR *trAnchorCreate( TR_STREAM *stream, PB_INT kind )
 {

@@ -68,12 +68,7 @@ PB_INT conditions( uint32_t events, uint32_t asked )
 
 } // namespace
 
-static void unix___FdWakerFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<UNIX___FD_WAKER>( obj );
-}
-
-PB_CLASS_DEFINE( UNIX___FD_WAKER, unix___FdWaker, unix___FdWakerFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( UNIX___FD_WAKER, unix___FdWaker, pb::destroy<UNIX___FD_WAKER>, nullptr, nullptr );
 
 struct UNIX_FD_OBSERVER : PB_OBJ {
     pb::Fd epoll;
@@ -106,12 +101,7 @@ struct UNIX_FD_OBSERVER : PB_OBJ {
     }
 };
 
-static void unix___FdObserverFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<UNIX_FD_OBSERVER>( obj );
-}
-
-PB_CLASS_DEFINE( UNIX_FD_OBSERVER, unixFdObserver, unix___FdObserverFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( UNIX_FD_OBSERVER, unixFdObserver, pb::destroy<UNIX_FD_OBSERVER>, nullptr, nullptr );
 
 static void unix___FdWakerWake( PB_OBJ *waker )
 {

@@ -9,11 +9,6 @@ struct IN_NETWORK : PB_OBJ {
 
 namespace {
 
-void in___NetworkFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_NETWORK>( obj );
-}
-
 PB_INT in___NetworkCompFunc( PB_OBJ *a, PB_OBJ *b )
 {
     IN_NETWORK *thisObj = inNetworkFrom( a );
@@ -45,7 +40,7 @@ PB_INT effectivePrefixLength( IN_NETWORK *net )
 
 } // namespace
 
-PB_CLASS_DEFINE( IN_NETWORK, inNetwork, in___NetworkFreeFunc, in___NetworkCompFunc, in___NetworkToStringFunc );
+PB_CLASS_DEFINE( IN_NETWORK, inNetwork, pb::destroy<IN_NETWORK>, in___NetworkCompFunc, in___NetworkToStringFunc );
 
 IN_NETWORK *inNetworkCreate( IN_ADDRESS *ina, PB_INT optionalPrefixLength )
 {

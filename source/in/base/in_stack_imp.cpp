@@ -85,11 +85,6 @@ struct IN___STACK_IMP : PB_OBJ {
 
 namespace {
 
-void in___StackImpFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN___STACK_IMP>( obj );
-}
-
 void in___StackImpProcessFunc( PB_OBJ *argument )
 {
     in___StackImpFrom( argument )->run();
@@ -152,7 +147,7 @@ Run::~Run()
 
 } // namespace
 
-PB_CLASS_DEFINE( IN___STACK_IMP, in___StackImp, in___StackImpFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___STACK_IMP, in___StackImp, pb::destroy<IN___STACK_IMP>, nullptr, nullptr );
 
 /** Takes over options that were set since the last run; the same object is the same options. */
 void IN___STACK_IMP::adoptOptionsLocked( Run &run )

@@ -98,17 +98,12 @@ void IN_FILTER_ENTRY::checkPrefixes( in::Report &report ) const
         report.add( "dnsSrvPrefixes", "without effect, since the flags do not ask for SRV records" );
 }
 
-static void in___FilterEntryFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_FILTER_ENTRY>( obj );
-}
-
 static PB_INT in___FilterEntryCompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
 {
     return in::compareOptions( *inFilterEntryFrom( thisObj ), *inFilterEntryFrom( thatObj ) );
 }
 
-PB_CLASS_DEFINE( IN_FILTER_ENTRY, inFilterEntry, in___FilterEntryFreeFunc, in___FilterEntryCompFunc, nullptr );
+PB_CLASS_DEFINE( IN_FILTER_ENTRY, inFilterEntry, pb::destroy<IN_FILTER_ENTRY>, in___FilterEntryCompFunc, nullptr );
 
 IN_FILTER_ENTRY *inFilterEntryCreate( PB_STRING *host )
 {

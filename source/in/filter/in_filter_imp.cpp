@@ -47,12 +47,7 @@ struct IN___FILTER_IMP : PB_OBJ {
     pb::Ref<PB_VECTOR> buildMatchingBitsVector;
 };
 
-static void in___FilterImpFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN___FILTER_IMP>( obj );
-}
-
-PB_CLASS_DEFINE( IN___FILTER_IMP, in___FilterImp, in___FilterImpFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___FILTER_IMP, in___FilterImp, pb::destroy<IN___FILTER_IMP>, nullptr, nullptr );
 
 static CS_OBJECT_OBSERVER *createStackObserver( TR_STREAM *stream )
 {

@@ -6,24 +6,9 @@ struct IN_MAP_STACK : PB_OBJ {
     pb::Ref<IN_MAP_STACK_PEER> peer; // null for none
 };
 
-static void in___MapStackFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_MAP_STACK>( obj );
-}
-
-static void in___MapStackPeerFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_MAP_STACK_PEER>( obj );
-}
-
-static void in___MapUdpChannelFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN___MAP_UDP_CHANNEL>( obj );
-}
-
-PB_CLASS_DEFINE( IN_MAP_STACK, inMapStack, in___MapStackFreeFunc, nullptr, nullptr );
-PB_CLASS_DEFINE( IN_MAP_STACK_PEER, inMapStackPeer, in___MapStackPeerFreeFunc, nullptr, nullptr );
-PB_CLASS_DEFINE( IN___MAP_UDP_CHANNEL, in___MapUdpChannel, in___MapUdpChannelFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN_MAP_STACK, inMapStack, pb::destroy<IN_MAP_STACK>, nullptr, nullptr );
+PB_CLASS_DEFINE( IN_MAP_STACK_PEER, inMapStackPeer, pb::destroy<IN_MAP_STACK_PEER>, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___MAP_UDP_CHANNEL, in___MapUdpChannel, pb::destroy<IN___MAP_UDP_CHANNEL>, nullptr, nullptr );
 
 IN_MAP_STACK_PEER *inMapStackPeer( IN_MAP_STACK *stack )
 {

@@ -9,11 +9,6 @@ struct IN_NW_ADDRESS : PB_OBJ {
 
 namespace {
 
-void in___NwAddressFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_NW_ADDRESS>( obj );
-}
-
 PB_INT in___NwAddressCompareFunc( PB_OBJ *a, PB_OBJ *b )
 {
     IN_NW_ADDRESS *thisObj = inNwAddressFrom( a );
@@ -30,7 +25,7 @@ PB_STRING *in___NwAddressToStringFunc( PB_OBJ *obj )
 } // namespace
 
 PB_CLASS_DEFINE(
-    IN_NW_ADDRESS, inNwAddress, in___NwAddressFreeFunc, in___NwAddressCompareFunc, in___NwAddressToStringFunc );
+    IN_NW_ADDRESS, inNwAddress, pb::destroy<IN_NW_ADDRESS>, in___NwAddressCompareFunc, in___NwAddressToStringFunc );
 
 IN_NW_ADDRESS *inNwAddressCreateMac( IN_NW_MAC_ADDRESS *mac )
 {

@@ -12,12 +12,7 @@
 #include <in/nw/in_nw_host_private.hpp>
 #include <netinet/in.h>
 
-static void in___NwHostFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN___NW_HOST>( obj );
-}
-
-PB_CLASS_DEFINE( IN___NW_HOST, in___NwHost, in___NwHostFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___NW_HOST, in___NwHost, pb::destroy<IN___NW_HOST>, nullptr, nullptr );
 
 IN___NW_HOST::IN___NW_HOST( ifaddrs *owned ) : list( owned, freeifaddrs )
 {

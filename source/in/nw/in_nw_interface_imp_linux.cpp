@@ -40,12 +40,7 @@ struct IN___NW_INTERFACE_IMP : PB_OBJ {
     pb::Ref<IN_NW_INTERFACE_STATE> state PB_GUARDED_BY( monitor ) = pb::adopt( inNwInterfaceStateCreate() );
 };
 
-static void in___NwInterfaceImpFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN___NW_INTERFACE_IMP>( obj );
-}
-
-PB_CLASS_DEFINE( IN___NW_INTERFACE_IMP, in___NwInterfaceImp, in___NwInterfaceImpFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___NW_INTERFACE_IMP, in___NwInterfaceImp, pb::destroy<IN___NW_INTERFACE_IMP>, nullptr, nullptr );
 
 namespace {
 

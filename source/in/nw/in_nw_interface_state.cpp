@@ -122,17 +122,12 @@ struct IN_NW_INTERFACE_STATE : PB_OBJ {
     }
 };
 
-static void in___NwInterfaceStateFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_NW_INTERFACE_STATE>( obj );
-}
-
 static PB_INT in___NwInterfaceStateCompareFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
 {
     return in::compareOptions( *inNwInterfaceStateFrom( thisObj ), *inNwInterfaceStateFrom( thatObj ) );
 }
 
-PB_CLASS_DEFINE( IN_NW_INTERFACE_STATE, inNwInterfaceState, in___NwInterfaceStateFreeFunc,
+PB_CLASS_DEFINE( IN_NW_INTERFACE_STATE, inNwInterfaceState, pb::destroy<IN_NW_INTERFACE_STATE>,
     in___NwInterfaceStateCompareFunc, nullptr );
 
 IN_NW_INTERFACE_STATE *inNwInterfaceStateCreate( void )

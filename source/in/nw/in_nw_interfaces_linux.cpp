@@ -31,12 +31,7 @@ struct IN___NW_INTERFACES : PB_OBJ {
     pb::Ref<PB_DICT> interfaces PB_GUARDED_BY( monitor ) = pb::adopt( pbDictCreate() );
 };
 
-static void in___NwInterfacesFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN___NW_INTERFACES>( obj );
-}
-
-PB_CLASS_DEFINE( IN___NW_INTERFACES, in___NwInterfaces, in___NwInterfacesFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___NW_INTERFACES, in___NwInterfaces, pb::destroy<IN___NW_INTERFACES>, nullptr, nullptr );
 
 namespace {
 

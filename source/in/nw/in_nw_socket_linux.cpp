@@ -6,12 +6,7 @@
 #include <in/nw/in_nw_socket_private.hpp>
 #include <sys/socket.h>
 
-static void in___NwSocketFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN___NW_SOCKET>( obj );
-}
-
-PB_CLASS_DEFINE( IN___NW_SOCKET, in___NwSocket, in___NwSocketFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___NW_SOCKET, in___NwSocket, pb::destroy<IN___NW_SOCKET>, nullptr, nullptr );
 
 namespace {
 

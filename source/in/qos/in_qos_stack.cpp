@@ -14,12 +14,7 @@ struct IN_QOS_STACK : PB_OBJ {
     explicit IN_QOS_STACK( pb::Ref<IN_QOS_OPTIONS> initial ) : options( std::move( initial ) ) {}
 };
 
-static void in___QosStackFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_QOS_STACK>( obj );
-}
-
-PB_CLASS_DEFINE( IN_QOS_STACK, inQosStack, in___QosStackFreeFunc, nullptr, nullptr );
+PB_CLASS_DEFINE( IN_QOS_STACK, inQosStack, pb::destroy<IN_QOS_STACK>, nullptr, nullptr );
 
 static void traceConfiguration( IN_QOS_STACK *stack, IN_QOS_OPTIONS *options )
 {

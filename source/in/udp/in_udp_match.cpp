@@ -7,17 +7,12 @@ struct IN_UDP_MATCH : PB_OBJ {
     pb::Ref<PB_DICT> addresses = pb::adopt( pbDictCreate() ); // each under itself
 };
 
-static void in___UdpMatchFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_UDP_MATCH>( obj );
-}
-
 static PB_INT in___UdpMatchCompFunc( PB_OBJ *a, PB_OBJ *b )
 {
     return in::compareValues( inUdpMatchFrom( a )->addresses, inUdpMatchFrom( b )->addresses );
 }
 
-PB_CLASS_DEFINE( IN_UDP_MATCH, inUdpMatch, in___UdpMatchFreeFunc, in___UdpMatchCompFunc, nullptr );
+PB_CLASS_DEFINE( IN_UDP_MATCH, inUdpMatch, pb::destroy<IN_UDP_MATCH>, in___UdpMatchCompFunc, nullptr );
 
 IN_UDP_MATCH *inUdpMatchCreate( void )
 {

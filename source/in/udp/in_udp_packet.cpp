@@ -9,11 +9,6 @@ struct IN_UDP_PACKET : PB_OBJ {
 
 namespace {
 
-void in___UdpPacketFreeFunc( PB_OBJ *obj )
-{
-    pb::destroy<IN_UDP_PACKET>( obj );
-}
-
 PB_INT in___UdpPacketCompFunc( PB_OBJ *a, PB_OBJ *b )
 {
     IN_UDP_PACKET *thisObj = inUdpPacketFrom( a );
@@ -40,7 +35,7 @@ void setPayload( IN_UDP_PACKET &up, Append append )
 } // namespace
 
 PB_CLASS_DEFINE(
-    IN_UDP_PACKET, inUdpPacket, in___UdpPacketFreeFunc, in___UdpPacketCompFunc, in___UdpPacketToStringFunc );
+    IN_UDP_PACKET, inUdpPacket, pb::destroy<IN_UDP_PACKET>, in___UdpPacketCompFunc, in___UdpPacketToStringFunc );
 
 IN_UDP_PACKET *inUdpPacketCreate( IN_UDP_ADDRESS *remoteAddress )
 {
