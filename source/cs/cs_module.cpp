@@ -5,11 +5,11 @@
 #include <cs/cs_private.h>
 #include <pb/pb_module.hpp>
 
-cs::State *cs::state = nullptr;
+constinit pb::GlobalState<cs::State> cs::state;
 
 PB_BOOL cs___ModuleStartup( void )
 {
-    cs::state = new cs::State;
+    cs::state.start();
     cs::conditionStartup();
     return true;
 }
@@ -22,7 +22,7 @@ void cs___ModuleShutdown( void )
 
 void cs___ModuleShutdownWait( void )
 {
-    delete std::exchange( cs::state, pb::released<cs::State>() );
+    cs::state.stop();
 }
 
 PB_MODULE_DEFINE( cs, csModule, "Configuration store", "1.0", "pb pr tr", cs___ModuleStartup, cs___ModuleShutdown,

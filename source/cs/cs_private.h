@@ -104,7 +104,7 @@ struct State {
     pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "CS_STORE", -1 ) );
 };
 
-extern State *state;
+extern pb::GlobalState<State> state;
 
 /** Whoever follows the object of a name, or one that was given: the inside of both observer classes. */
 struct Watch {

@@ -11,6 +11,9 @@
  *
  * None of this depends on the module being started, and none of it is ever taken down: threads may still end their
  * streams when the process ends.
+ *
+ * A forked child has no sinks, since it has none of their threads; but it may end streams. So a fork happens while no other
+ * thread holds one of these locks, and the child makes them anew, because the thread that holds them is not the child's.
  */
 #include <algorithm>
 #include <array>
@@ -35,7 +38,13 @@ struct SinkEntry {
     std::unordered_set<PB_INT> known; // numbers of the streams that it was told of
 };
 
+void lockForFork();
+void unlockAfterFork();
+void makeLocksAnewAfterFork();
+
 struct System {
+    System() { pthread_atfork( lockForFork, unlockAfterFork, makeLocksAnewAfterFork ); }
+
     std::array<Shard, 16> shards;
     pb::Monitor sinksMonitor;
     std::vector<SinkEntry> sinks PB_GUARDED_BY( sinksMonitor );
@@ -47,6 +56,31 @@ System &system()
 {
     static System *const only = new System; // for ever
     return *only;
+}
+
+void lockForFork() PB_NO_THREAD_SAFETY_ANALYSIS
+{
+    for ( Shard &shard : system().shards )
+        shard.monitor.enter();
+    system().sinksMonitor.enter();
+}
+
+void unlockAfterFork() PB_NO_THREAD_SAFETY_ANALYSIS
+{
+    system().sinksMonitor.leave();
+    for ( Shard &shard : system().shards )
+        shard.monitor.leave();
+}
+
+void makeLocksAnewAfterFork() PB_NO_THREAD_SAFETY_ANALYSIS
+{
+    for ( Shard &shard : system().shards )
+        ::new ( &shard.monitor ) pb::Monitor;
+    ::new ( &system().sinksMonitor ) pb::Monitor;
+    // Not released: that would wait for their threads.
+    ::new ( &system().sinks ) std::vector<SinkEntry>;
+    __atomic_store_n( &tr___SystemSinks, 0, __ATOMIC_RELAXED );
+    highVolumeSinks = 0;
 }
 
 /** "2026-02-28T23:59:59.123Z" */

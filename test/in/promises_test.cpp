@@ -152,6 +152,7 @@ TEST( Fork, AChildThatReleasesLeavesTheParentAlone )
     pb::Ref<IN_STACK> stack = test::loopbackStack();
     pb::Ref<IN_UDP_CHANNEL> chan = test::channelOn( stack.get() );
     test::Receiver receiver( chan.get() );
+    test::Recording recording( true ); // a sink, whose locks and thread the child does not have
     pid_t child = fork();
     if ( child == 0 ) {
         inUdpChannelRelease( chan.get() ); // the test's own reference; the receiver's is the last

@@ -2,29 +2,41 @@
 #ifndef IN_HELD_PRIVATE_HPP
 #define IN_HELD_PRIVATE_HPP
 
-#include <atomic>
 #include <pb/pb.hpp>
 
 namespace in {
 
 class Held {
 public:
-    void add() { count.fetch_add( 1, std::memory_order_relaxed ); }
-    void drop() { count.fetch_sub( 1, std::memory_order_release ); }
+    void add()
+    {
+        pb::Lock lock( monitor );
+        ++count;
+    }
+    void drop()
+    {
+        pb::Lock lock( monitor );
+        if ( --count == 0 )
+            nobody.wakeAll();
+    }
     /**
      * At the stop: aborts with that text when there are any. A thread of the library that has called a user's function may
      * be just about to let go of the argument, which nobody else holds any more; so this waits a second for the last.
      */
-    void assertNone( const char *stillHeld ) const
+    void assertNone( const char *stillHeld )
     {
-        for ( int left = 1000; count.load( std::memory_order_acquire ) != 0 && left > 0; --left )
-            pbSleep( 1 );
-        PB_INT held = count.load( std::memory_order_acquire );
+        PB_INT patience = pb::timeAfter( 1'000 );
+        pb::Lock lock( monitor );
+        while ( count > 0 && pb::now() < patience )
+            nobody.waitUntil( monitor, patience );
+        PB_INT held = count;
         PB_ASSERT_CONTEXT( stillHeld, held == 0 );
     }
 
 private:
-    std::atomic<PB_INT> count = 0;
+    pb::Monitor monitor;
+    pb::Condition nobody;
+    PB_INT count PB_GUARDED_BY( monitor ) = 0;
 };
 
 } // namespace in
