@@ -54,7 +54,7 @@ PB_API void csStatusReporterSetItemCstr(
 PB_API void csStatusReporterDelItemCstr( CS_STATUS_REPORTER *reporter, const char *key, PB_INT length );
 /** The items, a new store. */
 PB_API PB_STORE *csStatusReporterItems( CS_STATUS_REPORTER *reporter );
-/** Fires at the next change; register again after that. */
+/** Fires at the next change, on the thread that makes it; register again after that. */
 PB_API void csStatusReporterUpdateAddSignalable( CS_STATUS_REPORTER *reporter, PB_SIGNALABLE *signalable );
 PB_API void csStatusReporterUpdateDelSignalable( CS_STATUS_REPORTER *reporter, PB_SIGNALABLE *signalable );
 
@@ -198,7 +198,10 @@ PB_API PB_BOOL csStoreTrySetObject( PB_STRING *name, PB_STRING *sortName, PB_STO
 PB_API void csStoreDelObject( PB_STRING *name );
 /** The status of a live object, a new store: { "up": true, "items": { ... } }; null when it has none. */
 PB_API PB_STORE *csStoreObjectStatus( PB_STRING *name );
-/** Fires at the next change of the set of live objects; register again after that. */
+/**
+ * Fires at the next change of the set of live objects, on the thread that has changed the store, when the change is over;
+ * register again after that.
+ */
 PB_API void csStoreUpdateAddSignalable( PB_SIGNALABLE *signalable );
 PB_API void csStoreUpdateDelSignalable( PB_SIGNALABLE *signalable );
 
@@ -211,7 +214,7 @@ PB_API CS_OBJECT_OBSERVER *csObjectObserverCreate( const PB_SORT *sort, TR_ANCHO
 PB_API void csObjectObserverConfigure( CS_OBJECT_OBSERVER *observer, PB_STRING *optionalName, PB_OBJ *optionalObject );
 /** What it follows now, a new reference, or null. The object that is given directly goes before the name. */
 PB_API PB_OBJ *csObjectObserverObject( CS_OBJECT_OBSERVER *observer );
-/** Fires at the next change of that; register again after that. */
+/** Fires at the next change of that, on the thread that changes the store or configures; register again after that. */
 PB_API void csObjectObserverUpdateAddSignalable( CS_OBJECT_OBSERVER *observer, PB_SIGNALABLE *signalable );
 PB_API void csObjectObserverUpdateDelSignalable( CS_OBJECT_OBSERVER *observer, PB_SIGNALABLE *signalable );
 
@@ -221,7 +224,7 @@ PB_CLASS( CS_CONDITION, csCondition )
 PB_API CS_CONDITION *csConditionCreate( PB_BOOL value );
 PB_API PB_BOOL csConditionValue( CS_CONDITION *condition );
 PB_API void csConditionSetValue( CS_CONDITION *condition, PB_BOOL value );
-/** Fires at the next change; register again after that. */
+/** Fires at the next change, on the thread that sets the value; register again after that. */
 PB_API void csConditionUpdateAddSignalable( CS_CONDITION *condition, PB_SIGNALABLE *signalable );
 PB_API void csConditionUpdateDelSignalable( CS_CONDITION *condition, PB_SIGNALABLE *signalable );
 
@@ -232,7 +235,10 @@ PB_API void csConditionObserverConfigure(
     CS_CONDITION_OBSERVER *observer, PB_STRING *optionalName, CS_CONDITION *optionalCondition );
 /** The value of the condition, or `fallback` when there is none. */
 PB_API PB_BOOL csConditionObserverConditionValueWithFallback( CS_CONDITION_OBSERVER *observer, PB_BOOL fallback );
-/** Fires at the next change of the value or of what is observed; register again after that. */
+/**
+ * Fires at the next change of the value or of what is observed, on the thread that sets the value, changes the store or
+ * configures; register again after that.
+ */
 PB_API void csConditionObserverUpdateAddSignalable( CS_CONDITION_OBSERVER *observer, PB_SIGNALABLE *signalable );
 PB_API void csConditionObserverUpdateDelSignalable( CS_CONDITION_OBSERVER *observer, PB_SIGNALABLE *signalable );
 

@@ -1,4 +1,31 @@
-/* The whole public interface of the IP networking layer. */
+/*
+ * The whole public interface of the IP networking layer.
+ *
+ * These rules hold for every function here, and for those of the libraries below (pb, tr, pr, cs, unix, rfc, iri):
+ *
+ * References. A function that returns an object returns a reference, which the caller must release; arguments are lent.
+ * prefixObj and prefixFrom, which only convert, add none. A setter takes the address of the caller's handle, and copies
+ * the object first when somebody else holds it too.
+ *
+ * Null. A null pointer aborts unless the name of the parameter begins with "optional". Two exceptions: prefixObj and
+ * prefixFrom pass null on, and text or bytes of length 0 may be null.
+ *
+ * Start. pbRuntimeTryStart( "in", -1 ) comes before every other call.
+ *
+ * Stop. pbRuntimeStop comes last, on a thread of the user's own. Before it the user must have released all channels,
+ * multicast receivers, stacks, filters, and observers of the configuration store, and halted all processes. What is
+ * forgotten aborts the process, and the text names it ("channels are still held"). A reference that only a function holds
+ * which the library is calling just then is waited for. The stop itself releases the live objects of the configuration
+ * store. Values (addresses, options, packets, strings and the like) may be held and released after it.
+ *
+ * Fork. A forked child has no thread of the library: nothing is received, followed or fired there, and a lock that a
+ * thread held at the fork stays locked. The child may only call exec or _exit, or release channels and multicast
+ * receivers. Releasing one there closes the child's descriptor, and leaves the parent's channel alone.
+ *
+ * Threads. A comment says when a function must not be called on any thread. What the user registers runs on the thread
+ * that the comment of the registering function names, while that holds no lock of the library. It may call every function
+ * here but pbRuntimeStop. It must not wait: that thread serves nobody else meanwhile. pb/pb_sync.h has more.
+ */
 #ifndef IN_H
 #define IN_H
 

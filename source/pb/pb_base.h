@@ -2,7 +2,8 @@
  * The ground of every module: the basic types, the export mark, preconditions.
  *
  * A broken precondition ends the process. Bad data never does: functions that meet it are called ...Try... and
- * return null, false or -1. Out of memory aborts. There is no other way to fail.
+ * return null, false or -1. Out of memory aborts. There is no other way to fail. The comment of in/in.h has the rules for
+ * references, null, start and stop, and fork.
  */
 #ifndef PB_BASE_H
 #define PB_BASE_H

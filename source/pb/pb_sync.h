@@ -3,9 +3,15 @@
  *
  * A signal goes from clear to asserted once. An alert is set while something waits, and unset when not. What wakes up is a
  * signalable or an alertable: it may be fired from any thread, must not block, and is fired outside every lock of the
- * signal or alert. Adding a waiter twice is adding it once. Adding one to an asserted signal or a set alert fires it at
- * once, in the call. After a Del call returns, the waiter may still be inside a firing that began before. A signal or
- * alert holds a reference to each of its waiters; an asserted signal holds none.
+ * signal or alert. Adding a waiter twice is adding it once. After a Del call returns, the waiter may still be inside a
+ * firing that began before.
+ *
+ * Where a service has a signal or an alert, the comment there says which thread fires it. One that is asserted or set
+ * already when a waiter is added fires it at once, in the call, on the calling thread.
+ *
+ * A signal or alert holds a reference to each of its waiters; an asserted signal holds none. A waiter holds its argument.
+ * So a waiter whose argument is the object that it is added to is a circle of references: neither is freed before the
+ * waiter is deleted, or its signal asserted.
  */
 #ifndef PB_SYNC_H
 #define PB_SYNC_H
@@ -44,7 +50,7 @@ PB_API PB_BOOL pbBarrierPassTimed( PB_BARRIER *barrier, PB_INT milliseconds );
 
 PB_CLASS( PB_SIGNALABLE, pbSignalable )
 
-/** A function that a signalable calls with its argument. Any thread; must not block. */
+/** A function that a signalable calls with its argument, on the thread that fires it; must not block. */
 typedef void PB_SIGNALABLE_FUNC( PB_OBJ *argument );
 /** A signalable that calls a function; `optionalArgument` is retained. */
 PB_API PB_SIGNALABLE *pbSignalableCreate( PB_SIGNALABLE_FUNC *func, PB_OBJ *optionalArgument );
@@ -70,6 +76,7 @@ PB_API void pbSignalWait( PB_SIGNAL *signal );
 
 PB_CLASS( PB_ALERTABLE, pbAlertable )
 
+/** A function that an alertable calls with its argument, on the thread that fires it; must not block. */
 typedef void PB_ALERTABLE_FUNC( PB_OBJ *argument );
 PB_API PB_ALERTABLE *pbAlertableCreate( PB_ALERTABLE_FUNC *func, PB_OBJ *optionalArgument );
 /** An alertable that unblocks a barrier once each time it is fired. */

@@ -55,7 +55,10 @@ PB_API PB_BOOL prProcessHalted( PR_PROCESS *process );
  * itself, the free function of its argument included.
  */
 PB_API void prProcessHaltWait( PR_PROCESS *process );
-/** Fires the signalable when the process has been halted and its last run has ended. */
+/**
+ * Fires the signalable when the process has been halted and its last run has ended: on the worker thread of that run, or
+ * when it did not run, on the thread that halts it; or in this call.
+ */
 PB_API void prProcessEndAddSignalable( PR_PROCESS *process, PB_SIGNALABLE *signalable );
 PB_API void prProcessEndDelSignalable( PR_PROCESS *process, PB_SIGNALABLE *signalable );
 

@@ -46,11 +46,14 @@ PB_API void inStackConfiguration( IN_STACK *stack, IN_OPTIONS **optionalOptions,
  */
 PB_API PB_STORE *inStackSelection( IN_STACK *stack );
 
-/** The status reporter, a new reference: up or not, and the item "inStackAddress". */
+/** The status reporter, a new reference: up or not, and the item "inStackAddress". It fires like the stack's updates. */
 PB_API CS_STATUS_REPORTER *inStackCsStatus( IN_STACK *stack );
 PB_API void inStackTraceCompleteAnchor( IN_STACK *stack, TR_ANCHOR *anchor );
 
-/** Fires after the next run of the stack's process, whether anything changed or not; register again after that. */
+/**
+ * Fires after the next run of the stack's process, whether anything changed or not, on the thread "pr worker" that ran it.
+ * Register again after that, and look then: what changes later fires again.
+ */
 PB_API void inStackUpdateAddSignalable( IN_STACK *stack, PB_SIGNALABLE *signalable );
 PB_API void inStackUpdateDelSignalable( IN_STACK *stack, PB_SIGNALABLE *signalable );
 

@@ -17,7 +17,7 @@ PB_CLASS( IN_NW_INTERFACE, inNwInterface )
 PB_API PB_STRING *inNwInterfaceIdentifier( IN_NW_INTERFACE *iface );
 /** The state now, a new reference to an immutable snapshot. */
 PB_API IN_NW_INTERFACE_STATE *inNwInterfaceState( IN_NW_INTERFACE *iface );
-/** Fires at the next change of the state; register again after that. */
+/** Fires at the next change of the state, on a thread "pr worker"; register again after that. */
 PB_API void inNwInterfaceUpdateAddSignalable( IN_NW_INTERFACE *iface, PB_SIGNALABLE *signalable );
 PB_API void inNwInterfaceUpdateDelSignalable( IN_NW_INTERFACE *iface, PB_SIGNALABLE *signalable );
 /** Completes the anchor with the interface's trace stream "IN_NW_INTERFACE". */

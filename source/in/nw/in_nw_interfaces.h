@@ -11,7 +11,10 @@
 PB_API PB_VECTOR *inNwInterfacesVector( void );
 /** The interface with that name, a new reference, or null. */
 PB_API IN_NW_INTERFACE *inNwInterfacesInterfaceByIdentifier( PB_STRING *identifier );
-/** Fires when interfaces have come or gone; register again after that. Their states have update signals of their own. */
+/**
+ * Fires when interfaces have come or gone, on a thread "pr worker"; register again after that. Their states have update
+ * signals of their own.
+ */
 PB_API void inNwInterfacesUpdateAddSignalable( PB_SIGNALABLE *signalable );
 PB_API void inNwInterfacesUpdateDelSignalable( PB_SIGNALABLE *signalable );
 

@@ -42,12 +42,19 @@ PB_API IN_UDP_ADDRESS *inUdpChannelLocalAddress( IN_UDP_CHANNEL *chan );
 /** The flags in force. */
 PB_API PB_INT inUdpChannelFlags( IN_UDP_CHANNEL *chan );
 
-/** Whether the channel has failed; the signalables are fired when it does. */
+/**
+ * Whether the channel has failed. The signalables are fired when it does, on the UDP thread
+ * ("in___ImpUdpUnixChannelThreadFunc()") or on the thread whose call finds out, and when it is released, on the thread that
+ * drops the last reference; in this call when the channel has failed already.
+ */
 PB_API PB_BOOL inUdpChannelError( IN_UDP_CHANNEL *chan );
 PB_API void inUdpChannelErrorAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable );
 PB_API void inUdpChannelErrorDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable );
 
-/** Whether the address is known under which the channel is seen outside; at once, unless a map stack has to find out. */
+/**
+ * Whether the address is known under which the channel is seen outside; at once, unless a map stack has to find out. The
+ * signalables are fired by the map stack's threads; in this call when it is known.
+ */
 PB_API PB_BOOL inUdpChannelMapped( IN_UDP_CHANNEL *chan );
 PB_API void inUdpChannelMappedAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable );
 PB_API void inUdpChannelMappedDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable );
@@ -84,7 +91,14 @@ PB_API void inUdpChannelSendBufferOuter(
  * it; when that is full, the system drops what comes.
  */
 PB_API IN_UDP_PACKET *inUdpChannelReceive( IN_UDP_CHANNEL *chan );
-/** The alertables are fired when datagrams begin to wait, and at once while some do. */
+/**
+ * The alertables are fired when datagrams begin to wait: on the UDP thread ("in___ImpUdpUnixChannelThreadFunc()"), now and
+ * then on a thread that takes one, and in this call when some wait already. They are not fired again before all have been
+ * taken, so take until inUdpChannelReceive gives null. Their functions may take datagrams, send and even release the
+ * channel; on the UDP thread they hold up all other channels meanwhile.
+ *
+ * An alertable whose argument is the channel itself is a circle of references: delete it, or the channel is never released.
+ */
 PB_API void inUdpChannelReceiveAddAlertable( IN_UDP_CHANNEL *chan, PB_ALERTABLE *alertable );
 PB_API void inUdpChannelReceiveDelAlertable( IN_UDP_CHANNEL *chan, PB_ALERTABLE *alertable );
 

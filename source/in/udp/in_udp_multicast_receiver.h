@@ -27,13 +27,14 @@ PB_API IN_UDP_ADDRESS *inUdpMulticastReceiverLocalAddress( IN_UDP_MULTICAST_RECE
 PB_API PB_STRING *inUdpMulticastReceiverInterface( IN_UDP_MULTICAST_RECEIVER *recv );
 PB_API PB_BOOL inUdpMulticastReceiverHasInterface( IN_UDP_MULTICAST_RECEIVER *recv );
 
-/** Whether the receiver has failed, for good; the signalables are fired when it does. */
+/** Whether the receiver has failed, for good. The signalables are fired as with inUdpChannelError. */
 PB_API PB_BOOL inUdpMulticastReceiverError( IN_UDP_MULTICAST_RECEIVER *recv );
 PB_API void inUdpMulticastReceiverErrorAddSignalable( IN_UDP_MULTICAST_RECEIVER *recv, PB_SIGNALABLE *signalable );
 PB_API void inUdpMulticastReceiverErrorDelSignalable( IN_UDP_MULTICAST_RECEIVER *recv, PB_SIGNALABLE *signalable );
 
 /** The oldest packet that waits, a new reference, or null when there is none or the receiver has failed. Never blocks. */
 PB_API IN_UDP_PACKET *inUdpMulticastReceiverReceive( IN_UDP_MULTICAST_RECEIVER *recv );
+/** The alertables are fired as with inUdpChannelReceiveAddAlertable. */
 PB_API void inUdpMulticastReceiverReceiveAddAlertable( IN_UDP_MULTICAST_RECEIVER *recv, PB_ALERTABLE *alertable );
 PB_API void inUdpMulticastReceiverReceiveDelAlertable( IN_UDP_MULTICAST_RECEIVER *recv, PB_ALERTABLE *alertable );
 /** Blocks until a packet may wait, the receiver has failed, or the signal is asserted. */
