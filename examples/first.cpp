@@ -12,7 +12,7 @@ int main( int argc, char **argv )
     for ( int i = 1; i < argc; ++i ) {
         pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromCstr( argv[i], -1 ) );
         if ( !ina ) {
-            std::cout << argv[i] << " is no IP address\n";
+            std::cout << argv[i] << " is not an IP address\n";
             continue;
         }
         std::cout << pb::text( pb::adopt( inAddressToString( ina.get() ) ).get() )

@@ -129,7 +129,7 @@ int answer( const CLI::App &app, const CLI::ParseError &question )
 
 int run( int argc, char **argv )
 {
-    CLI::App app{ "Looks at what the IP networking layer sees and does.", "quelvaris-in" };
+    CLI::App app{ "Shows what the IP networking layer sees, and exercises it.", "quelvaris-in" };
     tool::Output output;
     std::optional<Runtime> runtime;
     app.formatter( std::make_shared<Help>() ); // which the commands inherit

@@ -87,7 +87,7 @@ pb::Ref<T> parse( const std::string &text, T *( *tryCreate )(PB_STRING *), const
 {
     pb::Ref<T> value = pb::adopt( tryCreate( pb::string( text ).get() ) );
     if ( !value )
-        refuse( "'{}' is no {}", text, what );
+        refuse( "'{}' is not {}", text, what );
     return value;
 }
 
@@ -125,7 +125,7 @@ Json describeAll(
     return results;
 }
 
-/** A number within bounds in decimal digits, and nothing else: 070 is seventy, and nan is no number. */
+/** A number within bounds in decimal digits, and nothing else: 070 is seventy, and nan is not a number. */
 template <class T>
 std::string checkNumber( std::string &text, T low, T high )
 {
@@ -139,7 +139,7 @@ std::string checkNumber( std::string &text, T low, T high )
     auto [end, error] = std::from_chars( text.data(), text.data() + text.size(), value );
     bool whole = error == std::errc() && end == text.data() + text.size();
     if ( !whole || !( value >= low && value <= high ) )
-        return fmt::format( "'{}' is no number from {} to {}", text, shown( low ), shown( high ) );
+        return fmt::format( "'{}' is not a number from {} to {}", text, shown( low ), shown( high ) );
     text = fmt::format( "{}", value );
     return {};
 }

@@ -36,7 +36,7 @@ pb::Ref<IN_UDP_PORT_RANGE> rangeOf( std::string_view text )
     std::size_t hyphen = text.find( '-' );
     if ( hyphen == text.npos || !readPort( text.substr( 0, hyphen ), first ) ||
          !readPort( text.substr( hyphen + 1 ), last ) || last < first )
-        tool::refuse( "'{}' is no range of ports; give --port-range one like 16384-17383", text );
+        tool::refuse( "'{}' is not a range of ports; give --port-range one like 16384-17383", text );
     return pb::adopt( inUdpPortRangeCreate( first, std::min<PB_INT>( last - first + 1, 65535 ) ) );
 }
 
@@ -45,18 +45,18 @@ pb::Ref<IN_UDP_PORT_RANGE> rangeOf( std::string_view text )
 void tool::ChannelChoice::addOptions( CLI::App &command )
 {
     stacks.addOptions( command, "--stack" );
-    CLI::Option *local = addNumber( command, "--port", port, "PORT", "The local port", 1, 65535 );
-    addText( command, "--port-range", portRange, "FIRST-LAST", "The local ports to choose from" )->excludes( local );
-    addText( command, "--qos", qos, "PRESET", "Marks: none, ipc, voice or signaling" )
+    CLI::Option *local = addNumber( command, "--port", port, "PORT", "Use this local port", 1, 65535 );
+    addText( command, "--port-range", portRange, "FIRST-LAST", "Choose the local port from these" )->excludes( local );
+    addText( command, "--qos", qos, "PRESET", "Mark the sockets: none, ipc, voice or signaling" )
         ->check( CLI::IsMember( presets ).description( "" ) );
 }
 
 void tool::ChannelChoice::addPeerOptions( CLI::App &command )
 {
     addText( command, "--filter", filters, "NETWORK",
-        "What peers may have: a network, an address, or the name of a filter of the file; may be given several times" )
+        "Permit these peers only: a network or an address, which may be repeated, or the name of a filter of the file" )
         ->allow_extra_args( false );
-    command.add_flag( "--rtp", rtp, "A pair of channels, for RTP and RTCP: a port, which is even, and the next one" );
+    command.add_flag( "--rtp", rtp, "Open a pair of channels: RTP on an even port, RTCP on the next one" );
 }
 
 pb::Ref<IN_QOS_STACK> tool::ChannelChoice::qosStack() const
@@ -76,7 +76,7 @@ pb::Ref<IN_UDP_PORT_RANGE> tool::ChannelChoice::ports() const
     if ( !rtp || port == 0 )
         return {};
     if ( port % 2 )
-        refuse( "{} is odd; give --port an even one for RTP, the next one is for RTCP", port );
+        refuse( "port {} is odd; with --rtp give an even one for RTP, the next one is for RTCP", port );
     return pb::adopt( inUdpPortRangeCreate( port, 2 ) );
 }
 

@@ -4,11 +4,11 @@
 
 namespace {
 
-/** An entry that permits a network; without a prefix length, an address. */
+/** An entry that permits a network, or without a prefix length an address. */
 pb::Ref<IN_FILTER_ENTRY> entryOf( const std::string &text )
 {
-    pb::Ref<IN_NETWORK> network =
-        tool::parse( text, inNetworkTryCreateFromString, "network; give --filter one like 192.0.2.0/24 or 192.0.2.1" );
+    pb::Ref<IN_NETWORK> network = tool::parse(
+        text, inNetworkTryCreateFromString, "a network; give --filter one like 192.0.2.0/24 or 192.0.2.1" );
     pb::Ref<PB_STRING> host = pb::adopt( inAddressToString( pb::adopt( inNetworkAddress( network.get() ) ).get() ) );
     pb::Ref<IN_FILTER_ENTRY> entry = pb::adopt( inFilterEntryCreate( host.get() ) );
     inFilterEntrySetFlags( entry.handle(), IN_FILTER_ENTRY_FLAG_ADDRESS );

@@ -10,11 +10,11 @@ using tool::take;
 Json neighbour( const std::string &text, const std::string &interface )
 {
     pb::Ref<IN_ADDRESS> ina =
-        tool::parse( text, inAddressTryCreateFromString, "IP address; write one like 192.0.2.1 or fe80::1" );
+        tool::parse( text, inAddressTryCreateFromString, "an IP address; write one like 192.0.2.1 or fe80::1" );
     pb::Ref<PB_STRING> name = interface.empty() ? pb::Ref<PB_STRING>() : pb::string( interface );
     pb::Ref<IN_EUI48_ADDRESS> inea = pb::adopt( inEui48AddressTryLookup( ina.get(), name.get() ) );
     if ( !inea )
-        tool::fail( "no neighbour {}{}; it must be up, and on a link of this host", text,
+        tool::fail( "no answer from {}{}; the neighbour must be up, and on a link of this host", text,
             interface.empty() ? "" : " on " + interface );
     Json item{ { "address", take( inAddressToString( ina.get() ) ) } };
     if ( name )
@@ -64,9 +64,9 @@ void tool::addHostCommands( CLI::App &app, Output &output )
     static std::string address;
     static std::string interface;
 
-    CLI::App *look = app.add_subcommand( "neighbour", "Look up the hardware address of a neighbour" );
+    CLI::App *look = app.add_subcommand( "neighbour", "Look up the hardware address of a host on the link" );
     addText( *look, "ADDRESS", address, "", "Its IPv4 or IPv6 address" )->required();
-    addText( *look, "--interface", interface, "NAME", "The interface to look on (default: any)" );
+    addText( *look, "--interface", interface, "NAME", "Look on this interface only" );
     look->callback( [&] { output.print( neighbour( address, interface ) ); } );
 
     CLI::App *servers = app.add_subcommand( "nameservers", "Show the host's name servers" );

@@ -197,6 +197,6 @@ void tool::addInterfacesCommand( CLI::App &app, Output &output )
 {
     static bool watching = false;
     CLI::App *command = app.add_subcommand( "interfaces", "Show the host's network interfaces" );
-    command->add_flag( "--watch", watching, "Print each change, until interrupted; they are seen within five seconds" );
+    command->add_flag( "--watch", watching, "Then print each change, within five seconds, until interrupted" );
     command->callback( [&] { watching ? watch( output ) : print( output ); } );
 }

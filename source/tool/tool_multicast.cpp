@@ -17,13 +17,14 @@ struct Group {
 void checkGroup( IN_ADDRESS *group )
 {
     if ( !inAddressIsMulticast( group ) )
-        tool::refuse(
-            "{} is no multicast group; give one like 239.1.2.3 or ff15::1", tool::take( inAddressToString( group ) ) );
+        tool::refuse( "{} is not a multicast group; write one like 239.1.2.3 or ff15::1",
+            tool::take( inAddressToString( group ) ) );
 }
 
 tool::Lanes join( const Group &group )
 {
-    pb::Ref<IN_ADDRESS> address = tool::parse( group.address, inAddressTryCreateFromString, "IP address" );
+    pb::Ref<IN_ADDRESS> address = tool::parse(
+        group.address, inAddressTryCreateFromString, "an IP address; write one like 239.1.2.3 or ff15::1" );
     checkGroup( address.get() );
     pb::Ref<PB_STRING> interface = group.interface.empty() ? pb::Ref<PB_STRING>() : pb::string( group.interface );
     tool::TracedReason reason( "IN_UDP_MULTICAST_RECEIVER" );
@@ -44,9 +45,10 @@ void tool::addMulticastCommands( CLI::App &app, Output &output )
 
     auto group = std::make_shared<Group>();
     CLI::App *listener = multicast->add_subcommand( "listen", "Join a group and print what arrives" );
-    addText( *listener, "GROUP", group->address, "", "The group" )->required();
+    addText( *listener, "GROUP", group->address, "", "The multicast group" )->required();
     addNumber( *listener, "PORT", group->port, "", "The port", 1, 65535 )->required();
-    addText( *listener, "--interface", group->interface, "NAME", "Where to join (default: the system's choice)" );
+    addText(
+        *listener, "--interface", group->interface, "NAME", "Join on this interface (default: the system chooses)" );
     group->run.addOptions( *listener );
     group->run.addQuiet( *listener );
     listener->callback( [=, &output] { listen( output, join( *group ), group->run, false ); } );

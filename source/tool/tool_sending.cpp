@@ -15,23 +15,23 @@ int64_t nanoseconds( tool::Time time )
 
 void tool::SendOptions::addOptions( CLI::App &command, const char *addressName, bool pings )
 {
-    addText( command, addressName, address, "", "The address to send to" )->required();
-    addNumber( command, "PORT", port, "", "The port to send to", 1, 65535 )->required();
-    addNumber( command, "--rate", rate, "PER_SECOND", "Datagrams a second, up to 1000000", 0.001, 1e6 )
+    addText( command, addressName, address, "", "Send to this address" )->required();
+    addNumber( command, "PORT", port, "", "Send to this port", 1, 65535 )->required();
+    addNumber( command, "--rate", rate, "PER_SECOND", "Datagrams per second, up to 1000000", 0.001, 1e6 )
         ->capture_default_str();
-    addNumber( command, "--size", size, "BYTES", "Bytes of each datagram, 24 to 65507", Stamp::SIZE, 65507 )
+    addNumber( command, "--size", size, "BYTES", "Size of each datagram, 24 to 65507 bytes", Stamp::SIZE, 65507 )
         ->capture_default_str();
     run.addOptions( command );
     if ( !pings )
         return;
-    addNumber( command, "--wait", patience, "SECONDS", "How long to wait for the last echoes", 0, 3600 )
+    addNumber( command, "--wait", patience, "SECONDS", "Wait this long for the last echoes", 0, 3600 )
         ->capture_default_str();
     run.addQuiet( command );
 }
 
 pb::Ref<IN_ADDRESS> tool::SendOptions::target() const
 {
-    return parse( address, inAddressTryCreateFromString, "IP address; write one like 192.0.2.1 or 2001:db8::1" );
+    return parse( address, inAddressTryCreateFromString, "an IP address; write one like 192.0.2.1 or 2001:db8::1" );
 }
 
 tool::Sending::Sending( const Lanes &lanes, const SendOptions &itsOptions )

@@ -39,10 +39,10 @@ pb::Ref<IN_UDP_PACKET> tool::Lane::receive() const
 
 void tool::RunOptions::addOptions( CLI::App &command )
 {
-    addNumber( command, "--count", count, "N", "End after so many datagrams", 1, INT64_MAX );
+    addNumber( command, "--count", count, "N", "Stop after this many datagrams", 1, INT64_MAX );
     addNumber(
-        command, "--duration", duration, "SECONDS", "End after that time (default: when interrupted)", 0.001, 1e9 );
-    command.add_flag( "--progress", progress, "Print the progress even where standard error is no terminal" );
+        command, "--duration", duration, "SECONDS", "Stop after this time (default: when interrupted)", 0.001, 1e9 );
+    command.add_flag( "--progress", progress, "Print the progress even if standard error is not a terminal" );
 }
 
 void tool::RunOptions::addQuiet( CLI::App &command )

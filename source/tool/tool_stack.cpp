@@ -154,10 +154,10 @@ void tool::addStackCommand( CLI::App &app, Output &output )
     static StackChoice choice;
     static bool watching = false;
     CLI::App *command = app.add_subcommand( "stack",
-        "Show which address and interfaces stacks choose, and why: the stacks of a file, or one of the default "
+        "Show which address and interfaces a stack chooses, and why: the stacks of a file, or one of the given "
         "options" );
     choice.addOptions( *command, "--name" );
-    command->add_flag( "--watch", watching, "Print each change, until interrupted" );
+    command->add_flag( "--watch", watching, "Then print each change, until interrupted" );
     command->callback( [&] {
         std::vector<NamedStack> stacks = choice.all();
         watching ? watch( output, stacks ) : print( output, stacks );

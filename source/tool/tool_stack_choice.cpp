@@ -51,11 +51,11 @@ void makeLive( CS_CONFIG *config, const std::string &file )
 
 void tool::StackChoice::addOptions( CLI::App &command, const char *nameOption )
 {
-    CLI::Option *config = addText( command, "--config", file, "FILE", "Take the stack from this configuration file" );
-    addText( command, nameOption, name, "NAME", "Which stack of the file" )->needs( config );
-    addText( command, "--interface", interface, "NAME", "A stack on this interface" )->excludes( config );
-    addText( command, "--address", address, "ADDRESS", "A stack on this local address" )->excludes( config );
-    command.add_flag( "--loopback", loopback, "A stack on a loopback address" )->excludes( config );
+    CLI::Option *config = addText( command, "--config", file, "FILE", "Use a stack of this configuration file" );
+    addText( command, nameOption, name, "NAME", "Use the stack of this name" )->needs( config );
+    addText( command, "--interface", interface, "NAME", "Use a stack on this interface" )->excludes( config );
+    addText( command, "--address", address, "ADDRESS", "Use a stack on this local address" )->excludes( config );
+    command.add_flag( "--loopback", loopback, "Use a stack on a loopback address" )->excludes( config );
 }
 
 NamedStack tool::StackChoice::quick( IN_ADDRESS *optionalPeer ) const
@@ -65,7 +65,7 @@ NamedStack tool::StackChoice::quick( IN_ADDRESS *optionalPeer ) const
         inOptionsSetInterface( options.handle(), pb::string( interface ).get() );
     if ( !address.empty() )
         inOptionsSetAddress( options.handle(),
-            parse( address, inAddressTryCreateFromString, "IP address; give --address one like 192.0.2.1" ).get() );
+            parse( address, inAddressTryCreateFromString, "an IP address; give --address one like 192.0.2.1" ).get() );
     else if ( optionalPeer )
         inOptionsSetAddressVersion( options.handle(), inAddressVersion( optionalPeer ) );
     if ( loopback )

@@ -15,8 +15,9 @@ struct Given {
 void addReceiving( CLI::App &udp, const tool::Output &output, bool echoes )
 {
     auto given = std::make_shared<Given>();
-    CLI::App *command = echoes ? udp.add_subcommand( "echo", "Send everything that arrives back to where it came from" )
-                               : udp.add_subcommand( "listen", "Print what arrives, and what numbered streams lack" );
+    CLI::App *command =
+        echoes ? udp.add_subcommand( "echo", "Send every datagram back to its sender" )
+               : udp.add_subcommand( "listen", "Print what arrives, and what is missing from numbered streams" );
     given->channels.addOptions( *command );
     given->channels.addPeerOptions( *command );
     given->run.addOptions( *command );
@@ -37,9 +38,9 @@ tool::Lanes openFor( const Given &given, PB_INT flags )
 void addSending( CLI::App &udp, const tool::Output &output, bool pings )
 {
     auto given = std::make_shared<Given>();
-    CLI::App *command =
-        pings ? udp.add_subcommand( "ping", "Send numbered datagrams to an echo and tell what comes back, and when" )
-              : udp.add_subcommand( "send", "Send numbered, time-stamped datagrams" );
+    CLI::App *command = pings ? udp.add_subcommand( "ping",
+                                    "Send numbered datagrams to an echo; show loss, order and round-trip times" )
+                              : udp.add_subcommand( "send", "Send numbered, time-stamped datagrams" );
     given->send.addOptions( *command, "ADDRESS", pings );
     given->channels.addOptions( *command );
     given->channels.addPeerOptions( *command );

@@ -92,8 +92,9 @@ Json networks( const std::vector<std::string> &texts, const std::string &contain
 {
     pb::Ref<IN_ADDRESS> ina;
     if ( !contained.empty() )
-        ina = tool::parse( contained, inAddressTryCreateFromString, "IP address; give --contains one like 192.0.2.1" );
-    return tool::describeAll<IN_NETWORK>( texts, "network; write one like 192.0.2.0/24 or 2001:db8::/32",
+        ina =
+            tool::parse( contained, inAddressTryCreateFromString, "an IP address; give --contains one like 192.0.2.1" );
+    return tool::describeAll<IN_NETWORK>( texts, "a network; write one like 192.0.2.0/24 or 2001:db8::/32",
         inNetworkTryCreateFromString, [&]( IN_NETWORK *net ) {
             Json item = describeNetwork( net );
             if ( ina )
@@ -112,19 +113,20 @@ void tool::addValueCommands( CLI::App &app, Output &output )
     CLI::App *address = app.add_subcommand( "address", "Show the forms, the class and the bytes of IP addresses" );
     addText( *address, "TEXT", texts, "", "IPv4 or IPv6 addresses" )->required();
     address->callback( [&] {
-        output.print( describeAll<IN_ADDRESS>( texts, "IP address; write one like 192.0.2.1 or 2001:db8::1",
+        output.print( describeAll<IN_ADDRESS>( texts, "an IP address; write one like 192.0.2.1 or 2001:db8::1",
             inAddressTryCreateFromString, describeAddress ) );
     } );
 
     CLI::App *network = app.add_subcommand( "network", "Show IP networks, and whether they contain an address" );
-    addText( *network, "TEXT", texts, "", "Networks: an address, maybe a slash and a prefix length" )->required();
-    addText( *network, "--contains", contained, "ADDRESS", "Tell whether each network contains this address" );
+    addText( *network, "TEXT", texts, "", "Networks, each an address with an optional prefix length: 192.0.2.0/24" )
+        ->required();
+    addText( *network, "--contains", contained, "ADDRESS", "Say whether each network contains this address" );
     network->callback( [&] { output.print( networks( texts, contained ) ); } );
 
     CLI::App *mac = app.add_subcommand( "mac", "Show the forms and the class of hardware (EUI-48) addresses" );
-    addText( *mac, "TEXT", texts, "", "Addresses of twelve hexadecimal digits" )->required();
+    addText( *mac, "TEXT", texts, "", "Hardware addresses, of twelve hexadecimal digits each" )->required();
     mac->callback( [&] {
-        output.print( describeAll<IN_EUI48_ADDRESS>( texts, "hardware address; write one like 00:53:00:12:34:56",
+        output.print( describeAll<IN_EUI48_ADDRESS>( texts, "a hardware address; write one like 00:53:00:12:34:56",
             inEui48AddressTryCreateFromString, describeMac ) );
     } );
 }
