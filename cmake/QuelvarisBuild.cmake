@@ -19,6 +19,10 @@ set( QUELVARIS_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=" )
 option( QUELVARIS_COVERAGE "Measure line and branch coverage" OFF )
 
 add_library( quelvaris_flags INTERFACE )
+# Threads are held to the order of the locks, except in what is installed.
+if( NOT CMAKE_BUILD_TYPE STREQUAL Release )
+    target_compile_definitions( quelvaris_flags INTERFACE PB_CHECK_RANKS )
+endif()
 target_compile_options( quelvaris_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=

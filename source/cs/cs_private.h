@@ -87,8 +87,8 @@ private:
 
 /** Made at start-up, gone after shut-down. Keys are UTF-8. */
 struct State {
-    pb::Monitor monitor;
-    pb::Monitor changes; /* held by who changes the store, see cs_store.cpp; taken before the other */
+    pb::Monitor monitor{ pb::Rank::store };
+    pb::Monitor changes{ pb::Rank::storeTurn }; /* held by whoever changes the store, see cs_store.cpp */
     std::map<std::string, ModuleBackendPtr> modules PB_GUARDED_BY( monitor );
     std::unordered_map<std::string, SortBackendPtr> sorts PB_GUARDED_BY( monitor );
     std::unordered_map<std::string, CS_SORT_CHECK_FUNC *> checks PB_GUARDED_BY( monitor );

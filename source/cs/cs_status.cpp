@@ -5,7 +5,7 @@
 #include <pb/pb_update_signal.hpp>
 
 struct CS_STATUS_REPORTER : PB_OBJ {
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::statusReporter };
     PB_BOOL up PB_GUARDED_BY( monitor ) = false;
     pb::Ref<PB_STORE> items PB_GUARDED_BY( monitor ) = pb::adopt( pbStoreCreate() );
     pb::UpdateSignal update;

@@ -18,7 +18,7 @@ struct PB_ALERTABLE : pb::Waker {
 
 struct PB_ALERT : PB_OBJ {
     std::atomic<bool> level{ false };
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::leaf };
     pb::Waiters waiters PB_GUARDED_BY( monitor ); // PB_ALERTABLE
 };
 

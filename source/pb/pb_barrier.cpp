@@ -14,7 +14,7 @@
 struct PB_BARRIER : PB_OBJ {
     explicit PB_BARRIER( PB_INT initialBlockers ) : blockers( initialBlockers ) {}
 
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::leaf };
     pb::Condition opened;
     PB_INT blockers PB_GUARDED_BY( monitor );
     uint64_t openings PB_GUARDED_BY( monitor ) = 0;

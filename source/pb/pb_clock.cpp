@@ -43,7 +43,7 @@ struct Sleeper {
 };
 
 struct TakenClock {
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::leaf };
     std::atomic<bool> taken{ false };
     std::atomic<PB_INT> time{ 0 }; // changes under the monitor
     std::vector<Sleeper *> sleepers PB_GUARDED_BY( monitor );

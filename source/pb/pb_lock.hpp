@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <pb/pb_annotations.hpp>
 #include <pb/pb_base.h>
+#include <pb/pb_lock_ranks.hpp>
 #include <pthread.h>
 
 /** Sleeps while `word` holds `expected`, at most until that time of pb::now(); may wake up without a reason. */
@@ -17,6 +18,10 @@ PB_API void pb___FutexWait( std::atomic<uint32_t> *word, uint32_t expected, PB_I
 PB_API void pb___FutexWake( const void *word, PB_INT sleepers );
 /** Nanoseconds of the clock by which every time limit goes. */
 PB_API PB_INT pb___ClockNow( void );
+
+/** What a thread notes of the locks that it holds; entering against the order of the ranks aborts. */
+PB_API void pb___RankEnter( pb::Rank rank );
+PB_API void pb___RankLeave( pb::Rank rank );
 
 namespace pb {
 
@@ -41,13 +46,31 @@ inline PB_INT timeAfter( PB_INT milliseconds ) noexcept
 class PB_CAPABILITY( "monitor" ) Monitor {
 public:
     constexpr Monitor() noexcept = default;
+#ifdef PB_CHECK_RANKS
+    constexpr explicit Monitor( Rank itsRank ) noexcept : rank( itsRank ) {}
+#else
+    constexpr explicit Monitor( Rank ) noexcept {}
+#endif
     Monitor( const Monitor & ) = delete;
     Monitor &operator=( const Monitor & ) = delete;
     // no destructor: Linux needs none, and a namespace-scope monitor must outlive threads that run to the end
 
-    void enter() PB_ACQUIRE() { check( pthread_mutex_lock( &mutex ), "enter" ); }
-    void leave() PB_RELEASE() { check( pthread_mutex_unlock( &mutex ), "leave" ); }
-    pthread_mutex_t *native() { return &mutex; }
+    void enter() PB_ACQUIRE()
+    {
+        entering();
+        check( pthread_mutex_lock( &mutex ), "enter" );
+    }
+    void leave() PB_RELEASE()
+    {
+        check( pthread_mutex_unlock( &mutex ), "leave" );
+        left();
+    }
+    /** In a forked child, whose parent's thread has entered: nobody is in any more. */
+    void makeAnew() PB_NO_THREAD_SAFETY_ANALYSIS
+    {
+        mutex = pthread_mutex_t PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
+        left();
+    }
 
 private:
     static void check( int error, const char *what )
@@ -55,6 +78,20 @@ private:
         if ( error ) [[unlikely]]
             pb___Abort( "monitor", __FILE__, __LINE__, what );
     }
+#ifdef PB_CHECK_RANKS
+    void entering() const
+    {
+        pb___RankEnter( rank );
+    }
+    void left() const
+    {
+        pb___RankLeave( rank );
+    }
+    Rank rank = Rank::unranked;
+#else
+    void entering() const {}
+    void left() const {}
+#endif
     pthread_mutex_t mutex = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
 };
 

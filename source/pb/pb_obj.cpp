@@ -24,7 +24,7 @@ struct LiveCell {
     }
 };
 
-constinit pb::Monitor cellsMonitor;
+constinit pb::Monitor cellsMonitor{ pb::Rank::objects };
 LiveCell *cells PB_GUARDED_BY( cellsMonitor ) = nullptr;
 int64_t endedThreads PB_GUARDED_BY( cellsMonitor ) = 0;
 

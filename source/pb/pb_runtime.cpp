@@ -19,8 +19,8 @@
 namespace {
 
 struct Runtime {
-    pb::Monitor turn;
-    pb::Monitor monitor;
+    pb::Monitor turn{ pb::Rank::runtimeTurn };
+    pb::Monitor monitor{ pb::Rank::leaf };
     std::vector<std::string> folders PB_GUARDED_BY( monitor );                  // the first to look into is the last
     std::vector<PB_MODULE *> running PB_GUARDED_BY( monitor ) = { pbModule() }; // in order of start, "pb" always
     std::string error PB_GUARDED_BY( monitor );

@@ -15,7 +15,7 @@ struct PB_SIGNALABLE : pb::Waker {
 
 struct PB_SIGNAL : PB_OBJ {
     std::atomic<bool> asserted{ false };
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::leaf };
     pb::Waiters waiters PB_GUARDED_BY( monitor ); // PB_SIGNALABLE and PB_BARRIER
 };
 

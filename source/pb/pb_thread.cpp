@@ -11,7 +11,7 @@
 struct PB_THREAD : PB_OBJ {
     ~PB_THREAD() { PB_ASSERT( !running ); }
 
-    pb::Monitor joining;
+    pb::Monitor joining{ pb::Rank::thread };
     pthread_t id PB_GUARDED_BY( joining ) = {};
     bool running PB_GUARDED_BY( joining ) = false; // until it is joined or detached
 };

@@ -33,7 +33,7 @@ private:
         return signal;
     }
 
-    Monitor monitor;
+    Monitor monitor{ Rank::leaf };
     Ref<PB_SIGNAL> signal PB_GUARDED_BY( monitor ) = adopt( pbSignalCreate() );
 };
 

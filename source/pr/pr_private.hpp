@@ -48,7 +48,7 @@ struct PR___POOL : PB_OBJ {
     const std::size_t priorityCount;
     const pb::Ref<TR_STREAM> traceStream;
 
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::pool };
     pb::Condition due;                                             // workers sleep on it
     pb::Condition processEnded;                                    // prProcessHaltWait
     std::vector<pr::ProcessQueue> queues PB_GUARDED_BY( monitor ); // by priority

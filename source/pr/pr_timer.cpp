@@ -47,7 +47,7 @@ constexpr std::size_t noPlace = SIZE_MAX;
 } // namespace
 
 struct PR___TIMER_QUEUE : PB_OBJ {
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::timers };
     pb::Condition changed; // the thread sleeps on it
     TimerHeap heap PB_GUARDED_BY( monitor );
     /** Until when the thread sleeps; while it is awake the beginning of time, so that nobody wakes it. */

@@ -24,7 +24,7 @@ struct TR_STREAM : PB_OBJ {
     PB_INT number = 0;
     std::string name;
 
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::traceStream };
     std::vector<tr::Property> properties PB_GUARDED_BY( monitor ); // in the order in which they were first set
     pb::Ref<PB_STORE> config PB_GUARDED_BY( monitor );
     std::string payloadType PB_GUARDED_BY( monitor ); // empty for none

@@ -44,7 +44,7 @@ private:
         return std::exchange( records, {} );
     }
 
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::traceSink };
     std::vector<tr::Record> records PB_GUARDED_BY( monitor );
 };
 

@@ -34,7 +34,7 @@ struct TR___JSON_WRITER : PB_OBJ {
     pb::Fd fd;
     PB_INT queueLimit = 0;
 
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::traceSink };
     pb::Condition due;      // something was queued, or it is time to stop
     pb::Condition progress; // a record is finished, or the thread ended
     std::deque<Waiting> queue PB_GUARDED_BY( monitor );

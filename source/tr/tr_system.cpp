@@ -29,7 +29,7 @@ namespace {
 constinit std::atomic<PB_INT> highVolumeSinks = 0;
 
 struct Shard {
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::traceShard };
     TR_STREAM *first PB_GUARDED_BY( monitor ) = nullptr;
 };
 
@@ -46,7 +46,7 @@ struct System {
     System() { pthread_atfork( lockForFork, unlockAfterFork, makeLocksAnewAfterFork ); }
 
     std::array<Shard, 16> shards;
-    pb::Monitor sinksMonitor;
+    pb::Monitor sinksMonitor{ pb::Rank::traceSinks };
     std::vector<SinkEntry> sinks PB_GUARDED_BY( sinksMonitor );
 
     Shard &shardOf( TR_STREAM &stream ) { return shards[static_cast<uint64_t>( stream.number ) % shards.size()]; }
@@ -75,8 +75,8 @@ void unlockAfterFork() PB_NO_THREAD_SAFETY_ANALYSIS
 void makeLocksAnewAfterFork() PB_NO_THREAD_SAFETY_ANALYSIS
 {
     for ( Shard &shard : system().shards )
-        ::new ( &shard.monitor ) pb::Monitor;
-    ::new ( &system().sinksMonitor ) pb::Monitor;
+        shard.monitor.makeAnew();
+    system().sinksMonitor.makeAnew();
     // Not released: that would wait for their threads.
     ::new ( &system().sinks ) std::vector<SinkEntry>;
     __atomic_store_n( &tr___SystemSinks, 0, __ATOMIC_RELAXED );

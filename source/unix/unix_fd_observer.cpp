@@ -85,7 +85,7 @@ struct UNIX_FD_OBSERVER : PB_OBJ {
 
     std::atomic<bool> failed = false;
 
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::observer };
     pb::Condition changed; // the report was closed, or a setter that waited for that is done
     std::vector<Registration> table PB_GUARDED_BY( monitor ); // by descriptor
     uint32_t lastGeneration PB_GUARDED_BY( monitor ) = 0;

@@ -27,6 +27,19 @@ TEST( MonitorDeathTest, Misuse )
     EXPECT_DEATH( ( enter(), std::thread( leave ).join() ), "monitor: leave" );
 }
 
+TEST( LockOrderDeathTest, NamesBothLocks )
+{
+    pb::Monitor outer( pb::Rank::store ), inner( pb::Rank::slot ), sameAsInner( pb::Rank::slot );
+    auto enterBoth = []( pb::Monitor &first, pb::Monitor &second ) {
+        pb::Lock lock( first );
+        pb::Lock otherLock( second );
+    };
+    enterBoth( outer, inner );
+    enterBoth( outer, inner ); // what was left is not held
+    EXPECT_DEATH( enterBoth( inner, outer ), "lock order: entering store while holding slot" );
+    EXPECT_DEATH( enterBoth( inner, sameAsInner ), "lock order: entering slot while holding slot" );
+}
+
 TEST( Barrier, CountsItsBlockers )
 {
     struct {

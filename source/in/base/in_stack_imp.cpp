@@ -63,7 +63,7 @@ struct IN___STACK_IMP : PB_OBJ {
     pb::Ref<PR_TIMER> timer = pb::adopt( prProcessCreateTimer( process.get() ) );
     pb::UpdateSignal updateSignal;
 
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::service };
     pb::Ref<IN_OPTIONS> options PB_GUARDED_BY( monitor );
     pb::Ref<IN_ADDRESS> address PB_GUARDED_BY( monitor );
     pb::Ref<IN_NW_INTERFACE> extPrimaryInterface PB_GUARDED_BY( monitor );

@@ -25,7 +25,7 @@ namespace in {
 
 /** The right to open and close sockets of a protocol, and the ports that they have. */
 struct PortTable {
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::ports };
     LocalPorts ports PB_GUARDED_BY( monitor );
 };
 

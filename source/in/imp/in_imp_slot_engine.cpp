@@ -123,8 +123,8 @@ void SlotEngine::serveReport()
 }
 
 /**
- * The observer is of no use any more: lets every user know, instead of leaving the channels deaf. Takes both
- * monitors, the engine's first, which keeps the slot from being released meanwhile; no other function does.
+ * The observer is of no use any more: lets every user know, instead of leaving the channels deaf. The
+ * engine's monitor is held meanwhile, so that the slot is not released.
  */
 void SlotEngine::failAll()
 {

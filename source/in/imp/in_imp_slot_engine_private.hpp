@@ -91,7 +91,7 @@ struct Slot {
     virtual ~Slot() = default;
 
     pb::Fd fd;
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::slot };
     PB_INT observerConds PB_GUARDED_BY( monitor ) = 0; // what the observer watches for
 
     /** What the observer is to watch for now: conditions, or 0 once the slot has failed. */
@@ -141,7 +141,7 @@ private:
     void endServing() PB_EXCLUDES( allocateReleaseMonitor );
     void failAll() PB_EXCLUDES( allocateReleaseMonitor );
 
-    pb::Monitor allocateReleaseMonitor;
+    pb::Monitor allocateReleaseMonitor{ pb::Rank::slots };
     pb::Condition servedOne;
     const Slot *served PB_GUARDED_BY( allocateReleaseMonitor ) = nullptr; // the slot that the thread is at
     std::size_t nextSlot PB_GUARDED_BY( allocateReleaseMonitor ) = 0;     // where the next search begins

@@ -93,7 +93,7 @@ struct UdpChannel final : in::Slot, in::UdpPath {
     PB_INT longestTrain = 1; // of the last read; the thread's own, as the next one
     bool trains = false;     // asked for
 
-    pb::Monitor takeMonitor;
+    pb::Monitor takeMonitor{ pb::Rank::take };
     std::list<in::DatagramBatch> outgoing PB_GUARDED_BY( takeMonitor );
     pb::Ref<IN_UDP_ADDRESS> remoteAddress PB_GUARDED_BY( takeMonitor ); // of the last datagram; reused
 

@@ -34,7 +34,7 @@ public:
     }
 
 private:
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::leaf };
     pb::Condition nobody;
     PB_INT count PB_GUARDED_BY( monitor ) = 0;
 };

@@ -45,8 +45,8 @@ constexpr PB_INT longestLife = 500;
  *
  * What is not usable any more stays until it is replaced: letting it go early would save nothing worth having.
  */
-constinit pb::Monitor turn;
-constinit pb::Monitor monitor;
+constinit pb::Monitor turn{ pb::Rank::hostTurn };
+constinit pb::Monitor monitor{ pb::Rank::host };
 constinit uint64_t changes PB_GUARDED_BY( monitor ) = 0;
 constinit pb::Global<IN___NW_HOST> last PB_GUARDED_BY( monitor );
 constinit uint64_t lastChanges PB_GUARDED_BY( monitor ) = 0; // the count when the last snapshot was begun

@@ -32,8 +32,8 @@ struct IN___NW_INTERFACE_IMP : PB_OBJ {
     pb::Ref<PR_PROCESS> process;
     pb::Ref<PR_TIMER> timer;
 
-    pb::Monitor turn; // entered before the monitor
-    pb::Monitor monitor;
+    pb::Monitor turn{ pb::Rank::interfaceTurn };
+    pb::Monitor monitor{ pb::Rank::interface };
     bool endRequested PB_GUARDED_BY( monitor ) = false;
     pb::UpdateSignal update; // replaced in the same stay in the monitor as what it tells of
     /** Replaced by who holds `turn`. */

@@ -24,8 +24,8 @@ struct IN___NW_INTERFACES : PB_OBJ {
     pb::Ref<PB_SIGNALABLE> signalable;
     pb::Ref<PR_TIMER> timer;
 
-    pb::Monitor turn; // entered before the monitor
-    pb::Monitor monitor;
+    pb::Monitor turn{ pb::Rank::interfacesTurn };
+    pb::Monitor monitor{ pb::Rank::interfaces };
     pb::UpdateSignal update; // replaced in the same stay in the monitor as what it tells of
     /** By identifier. Replaced by who holds `turn`. */
     pb::Ref<PB_DICT> interfaces PB_GUARDED_BY( monitor ) = pb::adopt( pbDictCreate() );

@@ -10,7 +10,7 @@ PB_CLASS_DEFINE( IN___NW_SOCKET, in___NwSocket, pb::destroy<IN___NW_SOCKET>, nul
 
 namespace {
 
-constinit pb::Monitor monitor;
+constinit pb::Monitor monitor{ pb::Rank::hostSocket };
 constinit pb::Global<IN___NW_SOCKET> opened PB_GUARDED_BY( monitor );
 
 } // namespace

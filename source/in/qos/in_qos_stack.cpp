@@ -8,7 +8,7 @@
 struct IN_QOS_STACK : PB_OBJ {
     pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_QOS_STACK", -1 ) );
     pb::UpdateSignal update;
-    pb::Monitor monitor;
+    pb::Monitor monitor{ pb::Rank::service };
     pb::Ref<IN_QOS_OPTIONS> options PB_GUARDED_BY( monitor );
 
     explicit IN_QOS_STACK( pb::Ref<IN_QOS_OPTIONS> initial ) : options( std::move( initial ) ) {}
