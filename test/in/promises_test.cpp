@@ -155,8 +155,9 @@ TEST( Fork, AChildThatReleasesLeavesTheParentAlone )
     test::Recording recording( true ); // a sink, whose locks and thread the child does not have
     pid_t child = fork();
     if ( child == 0 ) {
-        inUdpChannelRelease( chan.get() ); // the test's own reference; the receiver's is the last
-        inUdpChannelRelease( chan.give() );
+        (void)pb::obj( stack.give() )->refs.drop(); // so that the channel has the last reference to it
+        inUdpChannelRelease( chan.get() );
+        inUdpChannelRelease( chan.give() ); // the receiver's was the other one
         _exit( 0 );
     }
     int status = -1;

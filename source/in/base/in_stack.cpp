@@ -1,18 +1,23 @@
 /* Stacks as their users hold them: a handle that owns an implementation and ends it. No state of their own. */
 #include <in/base/in_stack_private.h>
 #include <in/kit/in_held_private.hpp>
+#include <in/kit/in_origin_private.hpp>
 #include <in/nw/in_nw_util_private.h>
 
 struct IN_STACK : PB_OBJ {
     pb::Ref<IN___STACK_IMP> imp;
+    in::Origin origin{};
 };
 
 static constinit in::Held stacks;
 
 static void in___StackFreeFunc( PB_OBJ *obj )
 {
+    IN_STACK *stack = inStackFrom( obj );
+    if ( stack->origin.isInChild() ) // its locks may be held for good; the parent looks after the rest
+        return;
     stacks.drop();
-    in___StackImpHalt( inStackFrom( obj )->imp.get() );
+    in___StackImpHalt( stack->imp.get() );
     pb::destroy<IN_STACK>( obj );
 }
 

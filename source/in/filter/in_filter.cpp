@@ -3,18 +3,23 @@
 #include <in/filter/in_filter_imp_private.h>
 #include <in/filter/in_filter_private.h>
 #include <in/kit/in_held_private.hpp>
+#include <in/kit/in_origin_private.hpp>
 #include <pb/pb.hpp>
 
 struct IN_FILTER : PB_OBJ {
     pb::Ref<IN___FILTER_IMP> imp;
+    in::Origin origin{};
 };
 
 static constinit in::Held filters;
 
 static void in___FilterFreeFunc( PB_OBJ *obj )
 {
+    auto *filter = static_cast<IN_FILTER *>( obj );
+    if ( filter->origin.isInChild() ) // its locks may be held for good; the parent looks after the rest
+        return;
     filters.drop();
-    in___FilterImpHalt( static_cast<IN_FILTER *>( obj )->imp.get() );
+    in___FilterImpHalt( filter->imp.get() );
     pb::destroy<IN_FILTER>( obj );
 }
 

@@ -12,7 +12,6 @@ void SlotEngine::start( const char *threadName, PB_THREAD_FUNC *threadFunc, PB_I
     PB_THREAD *channelThread = pbThreadTrySpawnCstr( threadName, -1, threadFunc, nullptr, threadOption );
     PB_ASSERT( channelThread );
     thread.set( channelThread );
-    forks = pbForkCount();
 }
 
 void SlotEngine::beginStop()

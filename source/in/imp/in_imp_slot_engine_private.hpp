@@ -30,6 +30,7 @@
 
 #include <array>
 #include <in/imp/in_imp_opening_private.hpp>
+#include <in/kit/in_origin_private.hpp>
 #include <memory>
 #include <pb/pb.hpp>
 #include <unix/unix.h>
@@ -130,7 +131,7 @@ public:
     /** Lets the observer watch for what the slot wants now. */
     void updateObserverLocked( Slot &slot, Wakes &wakes ) PB_REQUIRES( slot.monitor );
     /** Whether this is a child of the process in which the engine was started. */
-    bool isInherited() const { return pbForkCount() != forks; }
+    bool isInherited() const { return origin.isInChild(); }
 
     /** The slots; null for a free one. A slot's entry changes only when it is taken and when it is released. */
     std::array<std::atomic<Slot *>, SLOT_COUNT> slots{};
@@ -150,7 +151,7 @@ private:
     pb::Global<UNIX_FD_OBSERVER> observer;
     pb::Global<PB_SIGNAL> abortSignal;
     pb::Global<PB_THREAD> thread;
-    PB_INT forks = 0; // when it was started
+    Origin origin;
 };
 
 } // namespace in
