@@ -128,7 +128,8 @@ void tool::addConfigCommands( CLI::App &app, Output &output )
         return command;
     };
 
-    add( "check", "Tell what in a file has no effect, or another one than it seems to; exit code 1 if anything" )
+    add( "check",
+        "Show what in a file has no effect, or not the effect that it seems to have; exit code 1 if there is any" )
         ->callback( [&] { checkFile( file, output ); } );
 
     CLI::App *showCommand = add( "show", "Show the objects of a file" );

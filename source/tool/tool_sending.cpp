@@ -118,7 +118,7 @@ void tool::Pinging::arrived( std::size_t lane, IN_UDP_PACKET *pkt )
     if ( streams[lane].echoes.add( stamp->number ) == Sequence::Arrival::duplicate )
         return;
     received.add( now, inUdpPacketPayloadLength( pkt ) );
-    int64_t roundTrip = nanoseconds( now ) - stamp->sentAt;
+    int64_t roundTrip = nanosecondsSince( stamp->sentAt, now );
     roundTrips.add( roundTrip );
     if ( printsEchoes() )
         print( *stamp, pkt, double( roundTrip ) / 1e6 );

@@ -52,7 +52,8 @@ void makeLive( CS_CONFIG *config, const std::string &file )
 void tool::StackChoice::addOptions( CLI::App &command, const char *nameOption )
 {
     CLI::Option *config = addText( command, "--config", file, "FILE", "Use a stack of this configuration file" );
-    addText( command, nameOption, name, "NAME", "Use the stack of this name" )->needs( config );
+    addText( command, nameOption, name, "NAME", "Use the stack of this name, where the file has several" )
+        ->needs( config );
     addText( command, "--interface", interface, "NAME", "Use a stack on this interface" )->excludes( config );
     addText( command, "--address", address, "ADDRESS", "Use a stack on this local address" )->excludes( config );
     command.add_flag( "--loopback", loopback, "Use a stack on a loopback address" )->excludes( config );

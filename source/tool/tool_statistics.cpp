@@ -58,8 +58,7 @@ tool::Sequence::Arrival tool::Sequence::add( uint64_t number )
 
 void tool::Jitter::add( int64_t sentAt, Time arrived )
 {
-    double transit =
-        std::chrono::duration<double>( arrived.time_since_epoch() - std::chrono::nanoseconds( sentAt ) ).count();
+    double transit = double( nanosecondsSince( sentAt, arrived ) ) / 1e9;
     if ( began )
         estimate += ( std::abs( transit - lastTransit ) - estimate ) / 16;
     began = true;

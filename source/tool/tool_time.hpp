@@ -3,6 +3,7 @@
 #define TOOL_TIME_HPP
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 
 namespace tool {
@@ -19,6 +20,13 @@ inline Time later( Time from, double seconds )
 {
     std::chrono::duration<double> step( seconds );
     return step < Time::max() - from ? from + std::chrono::duration_cast<Clock::duration>( step ) : Time::max();
+}
+
+/** Nanoseconds since a time stamp that came in a datagram; it may be anything, so what does not fit wraps around. */
+inline int64_t nanosecondsSince( int64_t stamped, Time now )
+{
+    auto count = std::chrono::nanoseconds( now.time_since_epoch() ).count();
+    return static_cast<int64_t>( static_cast<uint64_t>( count ) - static_cast<uint64_t>( stamped ) );
 }
 
 /** The time of day here, "23:59:59.123", and the time in full, UTC, "2026-02-28T23:59:59.123Z". */

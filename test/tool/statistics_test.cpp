@@ -1,5 +1,6 @@
 /* What the program computes from what it sends and receives. */
 #include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <tool/tool_pace.hpp>
 #include <tool/tool_statistics.hpp>
@@ -33,6 +34,18 @@ TEST( Sequence, CountsWhatIsMissingDoubledAndLate )
         EXPECT_EQ( sequence.duplicates(), row.duplicates );
         EXPECT_EQ( sequence.outOfOrder(), row.outOfOrder );
     }
+}
+
+TEST( Jitter, FollowsTheDelaysAndBearsAnyTimeStamp )
+{
+    tool::Jitter jitter;
+    auto at = []( int64_t milliseconds ) { return tool::Time( std::chrono::milliseconds( milliseconds ) ); };
+    for ( int64_t i = 0; i < 1000; ++i )
+        jitter.add( i * 20'000'000, at( i * 20 + 5 + i % 2 * 8 ) ); // delays of 5 and 13 ms in turn
+    EXPECT_NEAR( jitter.seconds(), 0.008, 1e-6 );
+    for ( int64_t sentAt : { INT64_MIN, INT64_MAX, int64_t( -1 ), int64_t( 0 ) } )
+        jitter.add( sentAt, at( 20'000 ) );
+    EXPECT_TRUE( std::isfinite( jitter.seconds() ) );
 }
 
 TEST( Histogram, IsWithinAHundredthOfWhatSortingGives )
