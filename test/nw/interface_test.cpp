@@ -197,6 +197,8 @@ TEST_F( Nw, NeighboursAreTold )
                  "ip link set w0 up && ip tuntap add dev tun0 mode tun",
         { "v0", "tun0" } );
     ArpReader arp( "w0" );
+    // the kernel drops what is sent before it has seen the carrier
+    ASSERT_TRUE( eventually( [] { return ip( "link show v0" )[0]["operstate"] == "UP"; } ) );
     PB_INT begin = pbTimestamp();
     EXPECT_TRUE(
         in___NwInterfaceTrySetLayer3UnicastAddress( look( "v0" ).get(), address( "10.7.0.1" ).get(), nullptr ) );
