@@ -19,8 +19,8 @@
  * store. Values (addresses, options, packets, strings and the like) may be held and released after it.
  *
  * Fork. A forked child has no thread of the library: nothing is received, followed or fired there, and a lock that a
- * thread held at the fork stays locked. The child may only call exec or _exit, or release channels and multicast
- * receivers. Releasing one there closes the child's descriptor, and leaves the parent's channel alone.
+ * thread held at the fork stays locked. The child may only call exec or _exit, or release channels, multicast receivers,
+ * stacks and filters. That closes the child's descriptors, and leaves what the parent has alone.
  *
  * Threads. A comment says when a function must not be called on any thread. What the user registers runs on the thread
  * that the comment of the registering function names, while that holds no lock of the library. It may call every function
