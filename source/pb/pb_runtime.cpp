@@ -12,6 +12,7 @@
  * be in use to the end.
  */
 #include <algorithm>
+#include <clocale>
 #include <dlfcn.h>
 #include <pb/pb_module.hpp>
 #include <vector>
@@ -32,6 +33,23 @@ Runtime &theRuntime()
     static Runtime &runtime = *new Runtime;
     return runtime;
 }
+
+/** Texts of the C library are the same in every locale while this lives, on this thread. */
+class PlainTexts {
+public:
+    PlainTexts() : plain( newlocale( LC_ALL_MASK, "C", nullptr ) ), before( uselocale( plain ) ) {}
+    ~PlainTexts()
+    {
+        uselocale( before );
+        freelocale( plain );
+    }
+    PlainTexts( const PlainTexts & ) = delete;
+    PlainTexts &operator=( const PlainTexts & ) = delete;
+
+private:
+    locale_t plain; // the C locale: needs no memory
+    locale_t before;
+};
 
 /** A module whose library was opened. */
 struct Found {
@@ -214,8 +232,10 @@ bool Starting::open( Found &found )
 {
     found.library = findLibrary( runtime, found.name );
     void *library = dlopen( found.library.c_str(), RTLD_NOW | RTLD_LOCAL );
-    if ( !library )
+    if ( !library ) {
+        PlainTexts texts; // dlerror makes the text
         return fail( found, dlerror() );
+    }
     auto *record = exported<const PB_MODULE_RECORD>( library, found.name + "___module_record" );
     found.module = exported<PB_MODULE>( library, found.name + "___module" );
     std::string reason = whyRecordUnfit( record, found.name );

@@ -255,6 +255,7 @@ void inUdpChannelMappedAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signa
 
 void inUdpChannelMappedDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
 {
+    PB_ASSERT( signalable );
     pathOf( chan ).mappedDelSignalable( signalable );
 }
 
