@@ -45,32 +45,14 @@ LocalRecord::LocalRecord( IN_ADDRESS *ina, PB_INT port, unsigned scope )
     length = static_cast<socklen_t>( size );
 }
 
-static bool bindToPort( int fd, const OpenPlan &plan, PB_INT port, unsigned scope, OpenFailure &failure )
+PortAttempt tryBind( int fd, IN_ADDRESS *localAddress, PB_INT port, unsigned scope, OpenFailure &failure )
 {
-    LocalRecord record( plan.localAddress, port, scope );
-    return bind( fd, record.get(), record.length ) == 0 || failure.failed( "bind" );
-}
-
-/** Whether another port may do where this one did not: it is in use, or below those that everybody may have. */
-static bool isThePorts( const OpenFailure &failure )
-{
-    return failure.error == EADDRINUSE || failure.error == EACCES;
-}
-
-bool bindTo( int fd, const OpenPlan &plan, unsigned scope, const LocalPorts &taken, OpenFailure &failure )
-{
-    if ( plan.optionalPort >= 0 )
-        return bindToPort( fd, plan, plan.optionalPort, scope, failure );
-    if ( !plan.ports )
-        return bindToPort( fd, plan, 0, scope, failure );
-    failure.failed( "port range", EADDRINUSE );
-    return choosePort( *plan.ports, [&]( PB_INT port ) {
-        if ( taken.has( plan.localAddress, port ) )
-            return PortAttempt::other;
-        if ( bindToPort( fd, plan, port, scope, failure ) )
-            return PortAttempt::done;
-        return isThePorts( failure ) ? PortAttempt::other : PortAttempt::failed;
-    } );
+    LocalRecord record( localAddress, port, scope );
+    if ( bind( fd, record.get(), record.length ) == 0 )
+        return PortAttempt::done;
+    failure.failed( "bind" );
+    bool isThePorts = failure.error == EADDRINUSE || failure.error == EACCES; // in use, or below those for everybody
+    return isThePorts ? PortAttempt::other : PortAttempt::failed;
 }
 
 } // namespace in

@@ -106,11 +106,22 @@ struct LocalRecord {
     socklen_t length = 0;
 };
 
+/** Binds to a port, 0 for the system's choice. Another port may do when this one is in use, or not for everybody. */
+PortAttempt tryBind( int fd, IN_ADDRESS *localAddress, PB_INT port, unsigned scope, OpenFailure &failure );
+
 /**
- * Binds to the plan's port, or to one of its ports: from a random one on, each once, those left out that `taken` has
- * already. The search ends when it fails for another reason than the port.
+ * Tries the plan's port; or those of its range, from a random one on, each once, without those that `taken` has already;
+ * or with neither the system's choice, 0. Whether one did.
  */
-bool bindTo( int fd, const OpenPlan &plan, unsigned scope, const LocalPorts &taken, OpenFailure &failure );
+template <class TryPort>
+bool tryPorts( const OpenPlan &plan, const LocalPorts &taken, OpenFailure &failure, TryPort tryPort )
+{
+    if ( plan.optionalPort >= 0 || !plan.ports )
+        return tryPort( std::max<PB_INT>( plan.optionalPort, 0 ) ) == PortAttempt::done;
+    failure.failed( "port range", EADDRINUSE );
+    return choosePort( *plan.ports,
+        [&]( PB_INT port ) { return taken.has( plan.localAddress, port ) ? PortAttempt::other : tryPort( port ); } );
+}
 
 } // namespace in
 

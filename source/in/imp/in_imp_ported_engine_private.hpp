@@ -7,10 +7,10 @@
  *
  * A record is made from a Record::Plan, which has an OpenPlan as `open`, and has these functions:
  *
- *   bool tryOpen( OpenFailure & )     the socket with its options, not bound
+ *   bool tryOpen( OpenFailure & )     the socket with its options, not bound; again when another port needs another one
  *   unsigned scope()                  what it is bound with, see LocalRecord
- *   bool tryFinish( OpenFailure & )   what follows the binding, the last of it reading the local address
- *   bool occupiesPort()               whether others may not have its port
+ *   PortAttempt tryFinish( OpenFailure & )   what follows the binding, among it reading the local address
+ *   bool occupiesPort()               whether its port counts as one in use
  *   pb::Ref<IN_ADDRESS> address(), PB_INT port()   the local ones
  *   void begin( Wakes & )            lets it be watched; it has its slot
  *   void fail( Wakes & )             it has failed for good
@@ -42,6 +42,14 @@ public:
         Wakes wakes; // fire when the monitor has been left: a user's function may open another socket
         pb::Lock lock( table.monitor );
         return tryCreateLocked( plan, failure, wakes );
+    }
+
+    /** Takes in a record whose socket is open already; a handle, or -1 and why. */
+    PB_INT tryEnter( std::unique_ptr<Record> record, OpenFailure &failure ) PB_EXCLUDES( table.monitor )
+    {
+        Wakes wakes;
+        pb::Lock lock( table.monitor );
+        return tryEnterLocked( std::move( record ), failure, wakes );
     }
 
     /** Two handles on neighbouring ports, the first on the even one; or both -1, and why. The plan names no port. */
@@ -94,10 +102,30 @@ private:
         if ( !hasRoom( failure ) )
             return -1;
         auto record = std::make_unique<Record>( plan );
-        if ( !record->tryOpen( failure ) ||
-             !bindTo( record->fd.get(), plan.open, record->scope(), table.ports, failure ) ||
-             !record->tryFinish( failure ) )
-            return -1;
+        auto tryPort = [&]( PB_INT port ) { return tryOpenOn( *record, plan.open, port, failure ); };
+        return tryPorts( plan.open, table.ports, failure, tryPort )
+                   ? tryEnterLocked( std::move( record ), failure, wakes )
+                   : -1;
+    }
+
+    /** Opens a record's socket on a port, 0 for the system's choice. */
+    static PortAttempt tryOpenOn( Record &record, const OpenPlan &plan, PB_INT port, OpenFailure &failure )
+    {
+        if ( !record.fd && !record.tryOpen( failure ) )
+            return PortAttempt::failed;
+        PortAttempt attempt = tryBind( record.fd.get(), plan.localAddress, port, record.scope(), failure );
+        if ( attempt != PortAttempt::done )
+            return attempt;
+        attempt = record.tryFinish( failure );
+        if ( attempt != PortAttempt::done )
+            record.fd.close(); // it is bound; another port needs another socket
+        return attempt;
+    }
+
+    /** Gives an open record its slot. */
+    PB_INT tryEnterLocked( std::unique_ptr<Record> record, OpenFailure &failure, Wakes &wakes )
+        PB_REQUIRES( table.monitor )
+    {
         Record &opened = *record;
         PB_INT handle = tryInsert( std::move( record ) );
         if ( handle < 0 ) {

@@ -19,7 +19,7 @@ void SlotEngine::beginStop()
     pbSignalAssert( abortSignal.get() );
 }
 
-void SlotEngine::endStop()
+void SlotEngine::endStop( const char *stillHeld )
 {
     pbThreadJoin( thread.get() );
     abortSignal.drop();
@@ -27,7 +27,7 @@ void SlotEngine::endStop()
     observer.drop();
     auto &channelArray = slots;
     for ( std::size_t i = 0; i < SLOT_COUNT; ++i )
-        PB_ASSERT_CONTEXT( "channels are still held", channelArray[i] == NULL );
+        PB_ASSERT_CONTEXT( stillHeld, channelArray[i] == NULL );
 }
 
 bool SlotEngine::hasRoom( OpenFailure &failure )

@@ -31,6 +31,7 @@
 #include <array>
 #include <in/imp/in_imp_opening_private.hpp>
 #include <in/kit/in_origin_private.hpp>
+#include <in/kit/in_wakes_private.hpp>
 #include <memory>
 #include <pb/pb.hpp>
 #include <unix/unix.h>
@@ -40,57 +41,8 @@ namespace in {
 
 constexpr std::size_t SLOT_COUNT = 16384;
 
-struct Slot;
-
-/**
- * What is to be told and freed when every lock has been left: declared before the locks, it does so when the scope ends. It
- * owns what it fires, so the slot may be gone by then.
- */
-class Wakes {
-public:
-    Wakes() = default;
-    Wakes( const Wakes & ) = delete;
-    Wakes &operator=( const Wakes & ) = delete;
-    ~Wakes();
-
-    /** Null for a signal that nobody has asked for. */
-    void assertSignal( const pb::Ref<PB_SIGNAL> &optionalSignal )
-    {
-        if ( !optionalSignal )
-            return;
-        PB_ASSERT( signalCount < signals.size() );
-        signals[signalCount++] = optionalSignal;
-    }
-    /** Sets the alert now, and fires it later; or unsets it. Null for one that nobody has asked for. */
-    void level( PB_ALERT *optionalAlert, bool set )
-    {
-        if ( !optionalAlert )
-            return;
-        if ( !set )
-            return pbAlertUnset( optionalAlert );
-        if ( PB_OBJ *deferred = pbAlertSetDeferred( optionalAlert ) ) {
-            PB_ASSERT( alertCount < alerts.size() );
-            alerts[alertCount++] = deferred;
-        }
-    }
-    /** Frees a record that was taken out of its table. */
-    void free( std::unique_ptr<Slot> record ) { records.push_back( std::move( record ) ); }
-
-private:
-    std::vector<std::unique_ptr<Slot>> records; // freed last
-    std::array<pb::Ref<PB_SIGNAL>, 3> signals;
-    std::array<PB_OBJ *, 3> alerts{};
-    std::size_t signalCount = 0;
-    std::size_t alertCount = 0;
-};
-
 /** The record of an open socket. */
-struct Slot {
-    Slot() = default;
-    Slot( const Slot & ) = delete;
-    Slot &operator=( const Slot & ) = delete;
-    virtual ~Slot() = default;
-
+struct Slot : Record {
     pb::Fd fd;
     pb::Monitor monitor{ pb::Rank::slot };
     PB_INT observerConds PB_GUARDED_BY( monitor ) = 0; // what the observer watches for
@@ -103,22 +55,14 @@ struct Slot {
     virtual void serve( PB_INT conds, Wakes &wakes ) PB_EXCLUDES( monitor ) = 0;
 };
 
-inline Wakes::~Wakes()
-{
-    for ( std::size_t i = 0; i < signalCount; ++i )
-        pbSignalAssert( signals[i].get() );
-    for ( std::size_t i = 0; i < alertCount; ++i )
-        pbAlertFireDeferred( alerts[i] );
-}
-
 class SlotEngine {
 public:
     /** Makes the observer and starts the thread; aborts when the system refuses. */
     void start( const char *threadName, PB_THREAD_FUNC *threadFunc, PB_INT threadOption );
     /** Tells the thread to end. With several engines all are told before one is awaited. */
     void beginStop();
-    /** Waits for the thread. Every slot must be free (aborts otherwise). */
-    void endStop();
+    /** Waits for the thread. Every slot must be free; aborts with that text otherwise. */
+    void endStop( const char *stillHeld );
     /** The body of the thread. */
     void run();
 

@@ -84,9 +84,8 @@ struct UdpChannel final : in::Slot, in::UdpPath {
     std::atomic<bool> failed = false; // set under the monitor, together with the error signal
     std::atomic<bool> receiveQueueFull = false;
     std::atomic<PB_INT> queued = 0;
-    // made when somebody asks for them; they stand for `failed` and `queued`
-    pb::Ref<PB_SIGNAL> errorSignal PB_GUARDED_BY( monitor );
-    pb::Ref<PB_ALERT> receiveAlert PB_GUARDED_BY( monitor );
+    in::WantedSignal errorSignal PB_GUARDED_BY( monitor ); // stands for `failed`
+    in::WantedAlert receiveAlert PB_GUARDED_BY( monitor ); // stands for `queued`
     std::list<in::DatagramBatch> incoming PB_GUARDED_BY( monitor );
     std::list<in::DatagramBatch> held PB_GUARDED_BY( monitor ); // comes after all that is queued
 
@@ -100,7 +99,7 @@ struct UdpChannel final : in::Slot, in::UdpPath {
     // opening and closing, for the ported engine
     bool tryOpen( in::OpenFailure &failure );
     unsigned scope() const { return interfaceNumber; }
-    bool tryFinish( in::OpenFailure &failure );
+    in::PortAttempt tryFinish( in::OpenFailure &failure );
     bool occupiesPort() const { return !isMulticast; }
     pb::Ref<IN_ADDRESS> address() const { return pb::adopt( inUdpAddressAddress( local.get() ) ); }
     PB_INT port() const { return inUdpAddressPort( local.get() ); }
@@ -117,8 +116,8 @@ struct UdpChannel final : in::Slot, in::UdpPath {
     }
     void failLocked( in::Wakes &wakes ) override PB_REQUIRES( monitor )
     {
-        if ( !failed.exchange( true ) )
-            wakes.assertSignal( errorSignal );
+        failed = true;
+        errorSignal.assertBy( wakes );
     }
     void serve( PB_INT conds, in::Wakes &wakes ) override PB_EXCLUDES( monitor );
 
@@ -164,7 +163,7 @@ UdpChannel::UdpChannel( const Plan &itsPlan )
 void UdpChannel::updateLocked( in::Wakes &wakes )
 {
     engine->updateObserverLocked( *this, wakes );
-    wakes.level( receiveAlert.get(), queued > 0 );
+    receiveAlert.level( wakes, queued > 0 );
 }
 
 void UdpChannel::fail( in::Wakes &wakes )
@@ -273,8 +272,8 @@ bool UdpChannel::fetchLocked()
     if ( outgoing.empty() ) {
         pb::Lock lock( monitor );
         outgoing.swap( incoming );
-        if ( outgoing.empty() && receiveAlert ) // it stands for what somebody else has taken, but not counted yet
-            pbAlertUnset( receiveAlert.get() );
+        if ( outgoing.empty() ) // the alert stands for what somebody else has taken, but not counted yet
+            receiveAlert.unset();
     }
     return !outgoing.empty();
 }
@@ -347,18 +346,19 @@ bool UdpChannel::tryOpen( in::OpenFailure &failure )
     return fd && in::applySteps( fd.get(), steps, *plan, failure );
 }
 
-bool UdpChannel::tryFinish( in::OpenFailure &failure )
+in::PortAttempt UdpChannel::tryFinish( in::OpenFailure &failure )
 {
-    IN_ADDRESS *wanted = std::exchange( plan, nullptr )->open.localAddress;
+    IN_ADDRESS *wanted = plan->open.localAddress;
     local = pb::adopt( inUdpAddressCreate( wanted, in::PORT_MAX ) );
-    if ( !readLocalAddress( fd.get(), local, failure ) )
-        return false;
-    return !isMulticast ||
-           joinGroup( fd.get(), wanted, interfaceNumber, in::LocalRecord( wanted, port(), interfaceNumber ), failure );
+    bool done = readLocalAddress( fd.get(), local, failure ) &&
+                ( !isMulticast || joinGroup( fd.get(), wanted, interfaceNumber,
+                                      in::LocalRecord( wanted, port(), interfaceNumber ), failure ) );
+    return done ? in::PortAttempt::done : in::PortAttempt::failed;
 }
 
 void UdpChannel::begin( in::Wakes &wakes )
 {
+    plan = nullptr;
     pb::Lock lock( monitor );
     updateLocked( wakes );
 }
@@ -366,23 +366,13 @@ void UdpChannel::begin( in::Wakes &wakes )
 pb::Ref<PB_SIGNAL> UdpChannel::neededErrorSignal()
 {
     pb::Lock lock( monitor );
-    if ( !errorSignal ) {
-        errorSignal = pb::adopt( pbSignalCreate() );
-        if ( failed )
-            pbSignalAssert( errorSignal.get() ); // nobody waits for it yet
-    }
-    return errorSignal;
+    return errorSignal.get();
 }
 
 pb::Ref<PB_ALERT> UdpChannel::neededReceiveAlert()
 {
     pb::Lock lock( monitor );
-    if ( !receiveAlert ) {
-        receiveAlert = pb::adopt( pbAlertCreate() );
-        if ( queued > 0 )
-            pbAlertSet( receiveAlert.get() ); // nobody waits for it yet
-    }
-    return receiveAlert;
+    return receiveAlert.get( queued > 0 );
 }
 
 void UdpChannel::errorAddSignalable( PB_SIGNALABLE *signalable )
@@ -455,7 +445,7 @@ void in___ImpUdpChannelStartup()
 void in___ImpUdpChannelShutdown()
 {
     engine->beginStop();
-    engine->endStop();
+    engine->endStop( "channels are still held" );
     engine.stop();
 }
 
