@@ -2,18 +2,16 @@
  * UDP channels: a path, of the backend or of a mapping, with a filter in front and a trace stream. No lock of their own;
  * what is held does not change from creation on, and the counts are atomic.
  */
+#include <in/channel/in_channel_private.hpp>
 #include <in/imp/in_imp_udp_private.h>
 #include <in/udp/in_udp_channel_private.h>
-#include <in/udp/in_udp_opening_private.hpp>
 #include <in/udp/in_udp_packet_private.h>
+#include <in/udp/in_udp_send_errors_private.hpp>
 #include <unix/unix.h>
 
-struct IN_UDP_CHANNEL : PB_OBJ {
-    pb::Ref<TR_STREAM> stream = pb::adopt( trStreamCreateCstr( "IN_UDP_CHANNEL", -1 ) );
-    pb::Ref<IN_STACK> stack;
-    pb::Ref<IN_QOS_STACK> qosStack;
-    pb::Ref<IN_MAP_STACK> mapStack;
-    pb::Ref<IN_FILTER> filter;
+struct IN_UDP_CHANNEL : in::ChannelParts {
+    IN_UDP_CHANNEL() : ChannelParts( "IN_UDP_CHANNEL" ) {}
+
     pb::Ref<IN_OPTIONS> stackOptions; // as they were at creation
     pb::Ref<IN_UDP_OPTIONS> udpOptions;
     pb::Ref<IN___MAP_UDP_CHANNEL> intMapUdpChannel;
@@ -35,67 +33,39 @@ struct IN_UDP_CHANNEL : PB_OBJ {
 
 namespace {
 
-/** Links the channel's stream to that of what it uses, where there is something, and somebody reads it. */
-template <class T>
-void traceUse( IN_UDP_CHANNEL *chan, PB_INT kind, const pb::Ref<T> &used, void ( *completeAnchor )( T *, TR_ANCHOR * ) )
-{
-    if ( used && trSystemActive() )
-        completeAnchor( used.get(), pb::adopt( trAnchorCreate( chan->stream.get(), kind ) ).get() );
-}
-
 /** The object, without a channel behind it yet. */
 pb::Ref<IN_UDP_CHANNEL> create( IN_STACK *stack, IN_QOS_STACK *optionalQosStack, IN_MAP_STACK *optionalMapStack,
     IN_FILTER *optionalFilter, TR_ANCHOR *optionalTraceAnchor )
 {
     pb::Ref<IN_UDP_CHANNEL> chan = pb::adopt( pb::create<IN_UDP_CHANNEL>() );
-    chan->stack = pb::share( stack );
-    chan->qosStack = pb::share( optionalQosStack );
-    chan->mapStack = pb::share( optionalMapStack );
-    chan->filter = pb::share( optionalFilter );
+    chan->use( stack, optionalQosStack, optionalMapStack, optionalFilter, optionalTraceAnchor );
     chan->stackOptions = pb::adopt( inStackOptions( stack ) );
     chan->udpOptions = pb::adopt( inOptionsUdpOptions( chan->stackOptions.get() ) );
-    if ( optionalTraceAnchor )
-        trAnchorComplete( optionalTraceAnchor, chan->stream.get() );
-    trStreamSetPayloadTypeCstr( chan->stream.get(), "PB_BUFFER", -1 );
-    traceUse( chan.get(), TR_ANCHOR_KIND_PARENT, chan->stack, inStackTraceCompleteAnchor );
-    traceUse( chan.get(), TR_ANCHOR_KIND_USES, chan->qosStack, inQosStackTraceCompleteAnchor );
-    traceUse( chan.get(), TR_ANCHOR_KIND_USES, chan->mapStack, inMapStackTraceCompleteAnchor );
-    traceUse( chan.get(), TR_ANCHOR_KIND_USES, chan->filter, inFilterTraceCompleteAnchor );
     return chan;
-}
-
-/** Tells why there is no channel; false. */
-bool refuse( IN_UDP_CHANNEL *chan, const char *why )
-{
-    trStreamSetNotable( chan->stream.get() );
-    trStreamTextCstr( chan->stream.get(), why, -1 );
-    return false;
 }
 
 bool openMapped( IN_UDP_CHANNEL *chan, PB_INT optionalLocalPort, PB_INT flags )
 {
     pb::Ref<IN_MAP_STACK_PEER> peer = pb::adopt( inMapStackPeer( chan->mapStack.get() ) );
     if ( !peer )
-        return refuse( chan, "[inUdpChannelTryCreate()] inMapStackPeer(): null" );
-    pb::Ref<TR_ANCHOR> anchor = pb::adopt( trAnchorCreate( chan->stream.get(), TR_ANCHOR_KIND_USES ) );
+        return chan->refuse( "[inUdpChannelTryCreate()] inMapStackPeer(): null" );
     chan->setMapped( peer->peer->tryCreateUdpChannel(
-        chan->stack.get(), chan->qosStack.get(), optionalLocalPort, flags, anchor.get() ) );
-    return chan->path || refuse( chan, "[inUdpChannelTryCreate()] inMapStackPeerTryCreateUdpChannel(): null" );
+        chan->stack.get(), chan->qosStack.get(), optionalLocalPort, flags, chan->anchor().get() ) );
+    return chan->path || chan->refuse( "[inUdpChannelTryCreate()] inMapStackPeerTryCreateUdpChannel(): null" );
 }
 
 bool openOnStack( IN_UDP_CHANNEL *chan, PB_INT optionalLocalPort, PB_INT flags )
 {
-    in::UdpOpening opening( chan->stack.get(), chan->udpOptions.get(), chan->qosStack.get(), flags );
+    std::optional<in::Ports> ports = in::portsOf( pb::adopt( inUdpOptionsPortRange( chan->udpOptions.get() ) ) );
+    in::StackOpening opening( chan->stack.get(), ports, chan->qosStack.get(), flags );
     if ( !opening.plan.localAddress )
-        return refuse( chan, "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): inStackAddress(): null" );
+        return chan->refuse( "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): inStackAddress(): null" );
     opening.plan.optionalPort = optionalLocalPort;
     in::OpenFailure failure;
     chan->setImp( in___ImpUdpChannelTryCreate( opening.plan, failure ) );
-    if ( chan->path )
-        return true;
-    refuse( chan, "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): IN___IMP_UDP_CHANNEL_INVALID" );
-    in::traceFailure( chan->stream.get(), "[inUdpChannelTryCreate()] %~s", failure );
-    return false;
+    return chan->path ||
+           chan->refuse( "[inUdpChannelTryCreate()] in___ImpUdpChannelTryCreate(): IN___IMP_UDP_CHANNEL_INVALID",
+               "[inUdpChannelTryCreate()] %~s", failure );
 }
 
 void traceLocalAddress( IN_UDP_CHANNEL *chan )
@@ -188,81 +158,7 @@ IN_UDP_CHANNEL *in___UdpChannelCreateWithMapUdpChannel( IN_STACK *stack, IN_MAP_
     return chan.give();
 }
 
-void inUdpChannelTraceCompleteAnchor( IN_UDP_CHANNEL *chan, TR_ANCHOR *anchor )
-{
-    PB_ASSERT( chan );
-    trAnchorComplete( anchor, chan->stream.get() );
-}
-
-IN_STACK *inUdpChannelStack( IN_UDP_CHANNEL *chan )
-{
-    PB_ASSERT( chan );
-    return chan->stack.retained();
-}
-
-/** Getters of the optional parts. */
-#define IN___PART( Name, member, TYPE )                   \
-    TYPE *inUdpChannel##Name( IN_UDP_CHANNEL *chan )      \
-    {                                                     \
-        PB_ASSERT( chan );                                \
-        return chan->member.retained();                   \
-    }                                                     \
-    PB_BOOL inUdpChannelHas##Name( IN_UDP_CHANNEL *chan ) \
-    {                                                     \
-        PB_ASSERT( chan );                                \
-        return PB_BOOL_FROM( chan->member );              \
-    }                                                     \
-    static_assert( true )
-
-IN___PART( QosStack, qosStack, IN_QOS_STACK );
-IN___PART( MapStack, mapStack, IN_MAP_STACK );
-IN___PART( Filter, filter, IN_FILTER );
-
-IN_UDP_ADDRESS *inUdpChannelLocalAddress( IN_UDP_CHANNEL *chan )
-{
-    return pathOf( chan ).localAddress().give();
-}
-
-PB_INT inUdpChannelFlags( IN_UDP_CHANNEL *chan )
-{
-    return pathOf( chan ).flags();
-}
-
-PB_BOOL inUdpChannelError( IN_UDP_CHANNEL *chan )
-{
-    return pathOf( chan ).error();
-}
-
-void inUdpChannelErrorAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
-{
-    pathOf( chan ).errorAddSignalable( signalable );
-}
-
-void inUdpChannelErrorDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
-{
-    pathOf( chan ).errorDelSignalable( signalable );
-}
-
-PB_BOOL inUdpChannelMapped( IN_UDP_CHANNEL *chan )
-{
-    return pathOf( chan ).mapped();
-}
-
-void inUdpChannelMappedAddSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
-{
-    pathOf( chan ).mappedAddSignalable( signalable );
-}
-
-void inUdpChannelMappedDelSignalable( IN_UDP_CHANNEL *chan, PB_SIGNALABLE *signalable )
-{
-    PB_ASSERT( signalable );
-    pathOf( chan ).mappedDelSignalable( signalable );
-}
-
-IN_UDP_ADDRESS *inUdpChannelMappedLocalAddress( IN_UDP_CHANNEL *chan )
-{
-    return pathOf( chan ).optionalMappedLocalAddress().give();
-}
+IN_CHANNEL_DEFINE( IN_UDP_CHANNEL, inUdpChannel, chan, IN_UDP_ADDRESS );
 
 PB_INT inUdpChannelSendErrorCount( IN_UDP_CHANNEL *chan )
 {

@@ -1,7 +1,7 @@
 /* Multicast receivers: a backend channel on a group. No lock of their own. */
+#include <in/channel/in_stack_opening_private.hpp>
 #include <in/imp/in_imp_udp_private.h>
 #include <in/udp/in_udp_multicast_receiver.h>
-#include <in/udp/in_udp_opening_private.hpp>
 #include <in/udp/in_udp_packet_private.h>
 #include <pb/pb.hpp>
 
