@@ -1,19 +1,14 @@
 /* IP addresses: text, bytes, classes, order; a comparison with the system's own parser over generated texts. */
 #include <arpa/inet.h>
 #include <in/base/in_address_private.h>
-#include <in/in.h>
 #include <random>
-#include <support/test_support.h>
+#include <support/addresses.hpp>
 
 namespace {
 
+using test::address;
 using test::str;
 using test::take;
-
-pb::Ref<IN_ADDRESS> parse( std::string_view text )
-{
-    return pb::adopt( inAddressTryCreateFromString( str( text ).get() ) );
-}
 
 /** A text and the short text of the address it gives. */
 using Text = std::pair<const char *, const char *>;
@@ -48,7 +43,7 @@ std::vector<PB_BYTE> systemParse( const std::string &text )
 
 std::vector<PB_BYTE> libraryParse( const std::string &text )
 {
-    pb::Ref<IN_ADDRESS> ina = parse( text );
+    pb::Ref<IN_ADDRESS> ina = address( text );
     if ( !ina )
         return {};
     const PB_BYTE *bytes = inAddressBacking( ina.get() );
@@ -72,58 +67,15 @@ std::string withoutLenience( const std::string &text )
     return plain;
 }
 
-/** Texts that are addresses or nearly so. */
-class Generator {
-public:
-    std::string next()
-    {
-        std::string text = below( 3 ) ? v6() : v4();
-        for ( unsigned changes = below( 3 ); changes > 0 && !text.empty(); --changes )
-            mutate( text );
-        return text;
-    }
-
-private:
-    unsigned below( unsigned limit ) { return static_cast<unsigned>( engine() ) % limit; }
-    std::string v4()
-    {
-        std::string text = std::to_string( below( 300 ) );
-        for ( int i = 0; i < 3; ++i )
-            text += "." + std::to_string( below( 256 ) );
-        return text;
-    }
-    std::string v6()
-    {
-        unsigned groups = 2 + below( 7 );
-        unsigned gap = below( 12 );
-        std::string text;
-        for ( unsigned i = 0; i < groups; ++i ) {
-            char digits[8];
-            std::snprintf(
-                digits, sizeof digits, below( 4 ) ? "%x" : "%04x", below( 3 ) ? below( 65536 ) : below( 2 ) );
-            text += i == gap ? ( i ? ":" : "::" ) : "";
-            text += digits;
-            text += i + 1 < groups ? ":" : ( gap == groups ? "::" : "" );
-        }
-        return below( 8 ) ? text : text.substr( 0, text.rfind( ':' ) + 1 ) + v4();
-    }
-    void mutate( std::string &text )
-    {
-        static constexpr std::string_view alphabet = "0123456789abcdefF:::..+- %g";
-        std::size_t at = below( static_cast<unsigned>( text.size() ) );
-        switch ( below( 3 ) ) {
-        case 0:
-            text.erase( at, 1 );
-            break;
-        case 1:
-            text.insert( at, 1, alphabet[below( alphabet.size() )] );
-            break;
-        default:
-            text[at] = alphabet[below( alphabet.size() )];
-        }
-    }
-    std::mt19937_64 engine{ 20260228 };
-};
+/** The short text of a row with up to three changes. */
+std::string changed( std::mt19937_64 &random )
+{
+    static constexpr std::string_view alphabet = "0123456789abcdefF:::..+- %g";
+    std::string text = texts[random() % std::size( texts )].second;
+    for ( auto changes = random() % 4; changes > 0 && !text.empty(); --changes )
+        text.replace( random() % text.size(), random() % 2, random() % 3, alphabet[random() % alphabet.size()] );
+    return text;
+}
 
 /** Classes: z all zero, l loopback, p private, m multicast, k link-local, g global, u unicast; and who is in them. */
 const std::pair<std::string, std::vector<const char *>> classes[] = { { "z", { "0.0.0.0", "::" } },
@@ -139,19 +91,19 @@ const std::pair<std::string, std::vector<const char *>> classes[] = { { "z", { "
 TEST( Address, Texts )
 {
     for ( auto [text, shrunk] : texts ) {
-        pb::Ref<IN_ADDRESS> ina = parse( text );
+        pb::Ref<IN_ADDRESS> ina = address( text );
         ASSERT_TRUE( ina ) << text;
         EXPECT_EQ( test::textOf( ina.get() ), shrunk ) << text;
         EXPECT_EQ( take( inAddressToStringShrink( ina.get() ) ), shrunk );
-        EXPECT_TRUE( inAddressEquals( parse( shrunk ).get(), ina.get() ) ) << text;
+        EXPECT_TRUE( inAddressEquals( address( shrunk ).get(), ina.get() ) ) << text;
         std::string expanded = take( inAddressToStringExpand( ina.get() ) );
-        EXPECT_TRUE( inAddressEquals( parse( expanded ).get(), ina.get() ) ) << text;
+        EXPECT_TRUE( inAddressEquals( address( expanded ).get(), ina.get() ) ) << text;
         EXPECT_TRUE( inAddressIsV4( ina.get() ) || expanded.size() == 39 );
     }
     for ( const char *text : badTexts )
-        EXPECT_FALSE( parse( text ) ) << text;
+        EXPECT_FALSE( address( text ) ) << text;
     EXPECT_EQ(
-        take( inAddressToStringExpand( parse( "2001:db8::" ).get() ) ), "2001:0DB8:0000:0000:0000:0000:0000:0000" );
+        take( inAddressToStringExpand( address( "2001:db8::" ).get() ) ), "2001:0DB8:0000:0000:0000:0000:0000:0000" );
     EXPECT_FALSE( pb::adopt( inAddressTryCreateV4FromString( str( "::1" ).get() ) ) );
     EXPECT_FALSE( pb::adopt( inAddressTryCreateV6FromString( str( "1.2.3.4" ).get() ) ) );
     PB_CHAR chars[] = { '1', '.', '2', '.', '3', '.', '4' };
@@ -175,10 +127,10 @@ TEST( Address, Hosts )
 /** The library takes what the system takes, and beyond that only what its lenience explains. */
 TEST( Address, AgreesWithTheSystem )
 {
-    Generator generator;
+    std::mt19937_64 random( 20260228 );
     int both = 0, onlyLibrary = 0, ninePieces = 0;
     for ( int i = 0; i < 200'000; ++i ) {
-        std::string text = generator.next();
+        std::string text = changed( random );
         std::vector<PB_BYTE> system = systemParse( text ), library = libraryParse( text );
         both += !system.empty();
         ninePieces += !system.empty() && std::count( text.begin(), text.end(), ':' ) == 8;
@@ -188,7 +140,7 @@ TEST( Address, AgreesWithTheSystem )
         ASSERT_TRUE( system.empty() ) << text;
         ASSERT_EQ( systemParse( withoutLenience( text ) ), library ) << text;
     }
-    // the generator reaches every corner
+    // the changes reach every corner
     EXPECT_GT( both, 40'000 );
     EXPECT_GT( onlyLibrary, 200 );
     EXPECT_GT( ninePieces, 20 );
@@ -203,7 +155,7 @@ TEST( Address, Classes )
         for ( const char *text : members ) {
             std::string found;
             for ( auto [letter, holds] : predicates )
-                if ( holds( parse( text ).get() ) )
+                if ( holds( address( text ).get() ) )
                     found += letter;
             EXPECT_EQ( found, letters ) << text;
         }
@@ -217,8 +169,9 @@ TEST( Address, MatchingBits )
     } const rows[] = { { "10.0.0.1", "10.0.0.129", 24 }, { "10.0.0.1", "10.0.0.1", 32 }, { "0.0.0.0", "128.0.0.0", 0 },
         { "10.0.0.1", "10.0.0.0", 31 }, { "::", "::", 128 }, { "fe80::", "fec0::", 9 }, { "0.0.0.0", "::", 0 } };
     for ( const auto &row : rows ) {
-        EXPECT_EQ( inAddressMatchingBits( parse( row.a ).get(), parse( row.b ).get() ), row.bits ) << row.a << row.b;
-        EXPECT_EQ( inAddressMatchingBits( parse( row.b ).get(), parse( row.a ).get() ), row.bits );
+        EXPECT_EQ( inAddressMatchingBits( address( row.a ).get(), address( row.b ).get() ), row.bits )
+            << row.a << row.b;
+        EXPECT_EQ( inAddressMatchingBits( address( row.b ).get(), address( row.a ).get() ), row.bits );
     }
 }
 
@@ -239,10 +192,10 @@ TEST( Address, Bytes )
 
 TEST( AddressDeathTest, Misuse )
 {
-    pb::Ref<IN_ADDRESS> v4 = parse( "1.2.3.4" );
+    pb::Ref<IN_ADDRESS> v4 = address( "1.2.3.4" );
     EXPECT_DEATH( inAddressCreate( 2 ), "source/in/base/in_address.cpp:.*IN_ADDRESS_VERSION_OK\\( ver \\)" );
     EXPECT_DEATH(
-        inAddressCreateV6FromV4( parse( "::" ).get() ), "inAddressVersion\\( ina \\) == IN_ADDRESS_VERSION_4" );
+        inAddressCreateV6FromV4( address( "::" ).get() ), "inAddressVersion\\( ina \\) == IN_ADDRESS_VERSION_4" );
     EXPECT_DEATH( inAddressSetByteAt( v4.handle(), 4, 0 ), "byteIdx < inAddressLength\\( \\*ina \\)" );
     v4->version = 7;
     EXPECT_DEATH( inAddressToStringShrink( v4.get() ), "invalid address version" );

@@ -4,26 +4,16 @@
 #include <in/filter/in_filter_table_private.hpp>
 #include <random>
 #include <support/misuse.h>
-#include <support/processes.hpp>
 #include <support/recording.hpp>
 #include <thread>
 
 namespace {
 
+using test::address;
 using test::eventually;
 using test::str;
 using test::textOf;
 
-void startThreads() // now: one that is started during a test would look like an object that is left over
-{
-    ASSERT_TRUE( test::startAllThreads( nullptr, std::max( 2U, std::thread::hardware_concurrency() ) ) );
-}
-const int threads = test::addFixture( 1, { startThreads, [] {} } );
-
-pb::Ref<IN_ADDRESS> address( const std::string &text )
-{
-    return pb::adopt( inAddressTryCreateFromString( str( text ).get() ) );
-}
 pb::Ref<IN_FILTER_OPTIONS> options( const std::string &json )
 {
     return pb::adopt( inFilterOptionsRestore( test::storeOf( json ).get() ) );

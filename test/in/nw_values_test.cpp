@@ -1,21 +1,13 @@
 /* Values of network interfaces, netmasks, and the rules by which a stack chooses its address. */
 #include <algorithm>
-#include <in/in.h>
 #include <in/nw/in_nw_host_private.hpp>
 #include <in/nw/in_nw_select_private.hpp>
 #include <in/options_support.hpp>
-#include <support/misuse.h>
-#include <support/test_support.h>
 
 namespace {
 
+using test::address;
 using test::str;
-using test::take;
-
-pb::Ref<IN_ADDRESS> address( std::string_view text )
-{
-    return pb::adopt( inAddressTryCreateFromString( str( text ).get() ) );
-}
 
 std::string joined( const std::vector<std::string> &texts )
 {
@@ -27,7 +19,7 @@ std::string joined( const std::vector<std::string> &texts )
 
 } // namespace
 
-TEST( NwMacAddress, Texts )
+TEST( NwMacAddress, TextsAndBytes )
 {
     const std::pair<const char *, const char *> rows[] = { { "00:11:22:aa:BB:fF", "00:11:22:AA:BB:FF" },
         { "00-11-22-33-44-55", "00:11:22:33:44:55" }, { "0:1:2:3:4:0005", "00:01:02:03:04:05" },
@@ -35,27 +27,15 @@ TEST( NwMacAddress, Texts )
         { "00:11:22:33:44:55:66:77", "null" }, { "00:11:22:33:44:100", "null" }, { "00:11:22:33:44:-1", "null" },
         { "00:11:22:33:44:5g", "null" }, { "00:11:22:33::55", "null" }, { "001122334455", "null" }, { "", "null" } };
     for ( const auto &[text, result] : rows ) {
-        pb::Ref<IN_NW_MAC_ADDRESS> mac = pb::adopt( inNwMacAddressTryCreateFromString( str( text ).get() ) );
-        EXPECT_EQ( mac ? test::textOf( mac.get() ) : "null", result ) << text;
+        auto mac = pb::adopt( inNwMacAddressTryCreateFromString( str( text ).get() ) );
+        EXPECT_EQ( test::textOrNull( mac ), result ) << text;
     }
-}
-
-TEST( NwMacAddress, Bytes )
-{
     constexpr PB_BYTE bytes[] = { 1, 2, 3, 4, 5, 6, 7 };
     for ( PB_INT length : { 0, 5, 6, 7 } ) {
         pb::Ref<PB_BUFFER> buf = pb::adopt( pbBufferCreateFromBytesCopy( bytes, length ) );
-        pb::Ref<IN_NW_MAC_ADDRESS> mac = pb::adopt( inNwMacAddressTryCreateFromBuffer( buf.get() ) );
-        EXPECT_EQ( mac ? test::textOf( mac.get() ) : "null", length == 6 ? "01:02:03:04:05:06" : "null" );
+        auto mac = pb::adopt( inNwMacAddressTryCreateFromBuffer( buf.get() ) );
+        EXPECT_EQ( test::textOrNull( mac ), length == 6 ? "01:02:03:04:05:06" : "null" );
     }
-}
-
-TEST( NwInterfaceFlags, KeepWhatTheyDoNotKnow )
-{
-    EXPECT_EQ( inNwInterfaceFlagsNormalize( 0x17 ), 0x17 );
-    EXPECT_EQ( take( inNwInterfaceFlagsToString( 0x17 ) ),
-        "IN_NW_INTERFACE_FLAG_CANNOT_SET_STATUS|IN_NW_INTERFACE_FLAG_HIDE" );
-    EXPECT_EQ( inNwInterfaceFlagsFromString( str( "IN_NW_INTERFACE_FLAG_HIDE" ).get() ), 2 );
 }
 
 namespace {
@@ -104,21 +84,6 @@ TEST( NwInterfaceState, EveryFieldCounts )
         pb::Ref<IN_NW_INTERFACE_STATE> state = pb::adopt( inNwInterfaceStateRestore( without.get() ) );
         EXPECT_FALSE( inNwInterfaceStateEquals( state.get(), full.get() ) ) << i;
     }
-}
-
-TEST( NwValues, Misuse )
-{
-    pb::Ref<IN_NW_INTERFACE_STATE> state = pb::adopt( inNwInterfaceStateCreate() );
-    pb::Ref<IN_NW_MAC_ADDRESS> mac = pb::adopt( inNwMacAddressCreate() );
-    test::expectAborts( {
-        { "byteIdx < 6", [&] { inNwMacAddressSetByteAt( mac.handle(), 6, 0 ); } },
-        { "IN_NW_ADDRESS_TYPE_OK( at )", [] { inNwAddressTypeToString( 1 ); } },
-        { "IN_NW_INTERFACE_STATUS_OK( status )", [] { inNwInterfaceStatusToString( 2 ); } },
-        { "mtu >= 0", [&] { inNwInterfaceStateLayer2SetMtu( state.handle(), -1 ); } },
-        { "bitsPerSecond >= 0", [&] { inNwInterfaceStateLayer2SetSpeedReceive( state.handle(), -1 ); } },
-        { "inAddressIsUnicast( ina )",
-            [&] { inNwInterfaceStateLayer3SetUnicastAddress( state.handle(), address( "224.0.0.1" ).get() ); } },
-    } );
 }
 
 TEST( NwHost, Netmasks )

@@ -3,23 +3,11 @@
 #define TEST_IN_OPTIONS_SUPPORT_HPP
 
 #include <cs/cs.h>
-#include <in/in.h>
-#include <support/test_support.h>
+#include <support/addresses.hpp>
 
 namespace test {
 
 using Store = pb::Ref<PB_STORE>;
-
-/** Through the text of a configuration file and back. */
-inline Store throughFile( PB_STORE *store )
-{
-    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigCreate() );
-    csConfigSetObject( config.handle(), str( "o" ).get(), str( "SORT" ).get(), store );
-    pb::Ref<PB_BUFFER> json = pb::adopt( csConfigEncode( config.get() ) );
-    pb::Ref<PB_STRING> error;
-    config = pb::adopt( csConfigTryDecode( json.get(), error.handle() ) );
-    return pb::adopt( csConfigObjectConfig( config.get(), str( "o" ).get() ) );
-}
 
 /** The configuration file with one object "o" of that configuration. */
 inline pb::Ref<CS_CONFIG> fileOf( const std::string &sort, const std::string &json )
@@ -34,6 +22,11 @@ inline pb::Ref<CS_CONFIG> fileOf( const std::string &sort, const std::string &js
 inline Store storeOf( const std::string &json )
 {
     return pb::adopt( csConfigObjectConfig( fileOf( "SORT", json ).get(), str( "o" ).get() ) );
+}
+/** Through the text of a configuration file and back. */
+inline Store throughFile( PB_STORE *store )
+{
+    return storeOf( textOf( store ) );
 }
 
 /** What a check says, a line each: the path of a key and what there is to say. */

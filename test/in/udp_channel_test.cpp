@@ -1,8 +1,6 @@
 /* UDP channels, pairs, matches and multicast receivers on loopback; channels of a mapping. */
+#include "map_support.hpp"
 #include "options_support.hpp"
-#include "udp_support.hpp"
-#include <in/imp/in_imp_udp_private.h>
-#include <in/map/in_map_private.hpp>
 #include <support/recording.hpp>
 #include <thread>
 
@@ -11,83 +9,6 @@ namespace {
 using test::eventually;
 using test::payloadOf;
 using test::textOf;
-
-/** A mapping that opens channels of the backend, seen outside under another port. */
-class Mapped final : public in::UdpPath {
-public:
-    explicit Mapped( PB_INT handle ) : imp( handle ) {}
-    ~Mapped() override { in___ImpUdpChannelDestroy( imp ); }
-    pb::Ref<IN_QOS_STACK> optionalQosStack() override { return path().optionalQosStack(); }
-    pb::Ref<IN_UDP_ADDRESS> localAddress() override { return path().localAddress(); }
-    PB_INT flags() override { return path().flags(); }
-    bool error() override { return failed; }
-    void errorAddSignalable( PB_SIGNALABLE *signalable ) override { path().errorAddSignalable( signalable ); }
-    void errorDelSignalable( PB_SIGNALABLE *signalable ) override { path().errorDelSignalable( signalable ); }
-    bool mapped() override { return false; }
-    void mappedAddSignalable( PB_SIGNALABLE *signalable ) override { waiting = signalable; }
-    void mappedDelSignalable( PB_SIGNALABLE * ) override { waiting = nullptr; }
-    pb::Ref<IN_UDP_ADDRESS> optionalMappedLocalAddress() override { return {}; }
-    int sendBytes( IN_UDP_ADDRESS *remoteAddress, const void *bytes, PB_INT byteCount ) override
-    {
-        return path().sendBytes( remoteAddress, bytes, byteCount );
-    }
-    pb::Ref<IN_UDP_PACKET> optionalReceive() override { return failed ? nullptr : path().optionalReceive(); }
-    void receiveAddAlertable( PB_ALERTABLE *alertable ) override { path().receiveAddAlertable( alertable ); }
-    void receiveDelAlertable( PB_ALERTABLE *alertable ) override { path().receiveDelAlertable( alertable ); }
-    in::UdpPath &path() { return in___ImpUdpChannelPath( imp ); }
-
-    PB_INT imp;
-    bool failed = false;
-    PB_SIGNALABLE *waiting = nullptr;
-};
-
-class Peer final : public in::MapPeer {
-public:
-    explicit Peer( bool mayOpen ) : opens( mayOpen ) {}
-    static pb::Ref<IN___MAP_UDP_CHANNEL> wrap( PB_INT imp )
-    {
-        return pb::adopt( in___MapUdpChannelCreate( std::make_unique<Mapped>( imp ) ) );
-    }
-    pb::Ref<IN___MAP_UDP_CHANNEL> tryCreateUdpChannel(
-        IN_STACK *stack, IN_QOS_STACK *optionalQosStack, PB_INT optionalLocalPort, PB_INT flags, TR_ANCHOR * ) override
-    {
-        if ( !opens )
-            return {};
-        pb::Ref<IN_ADDRESS> ina = pb::adopt( inStackAddress( stack ) );
-        in::OpenFailure failure;
-        return wrap( in___ImpUdpChannelTryCreate( { .localAddress = ina.get(),
-                                                      .optionalPort = optionalLocalPort,
-                                                      .ports = {},
-                                                      .flags = flags,
-                                                      .optionalQosStack = optionalQosStack },
-            failure ) );
-    }
-    pb::Ref<PB_VECTOR> tryCreateUdpChannelsRtp(
-        IN_STACK *stack, IN_QOS_STACK *optionalQosStack, PB_INT flags, TR_ANCHOR * ) override
-    {
-        PB_INT rtp = -1;
-        PB_INT rtcp = -1;
-        pb::Ref<IN_ADDRESS> ina = pb::adopt( inStackAddress( stack ) );
-        in::OpenFailure failure;
-        in::OpenPlan plan{
-            .localAddress = ina.get(), .ports = {}, .flags = flags, .optionalQosStack = optionalQosStack };
-        if ( !opens || !in___ImpUdpChannelTryCreateRtp( &rtp, &rtcp, plan, failure ) )
-            return {};
-        pb::Ref<PB_VECTOR> pair = pb::adopt( pbVectorCreate() );
-        for ( PB_INT imp : { rtp, rtcp } )
-            pbVectorAppend( pair.handle(), pb::obj( wrap( imp ).get() ) );
-        return pair;
-    }
-
-private:
-    bool opens;
-};
-
-pb::Ref<IN_MAP_STACK> mapStack( bool mayOpen = true )
-{
-    pb::Ref<IN_MAP_STACK_PEER> peer = pb::adopt( in___MapStackPeerCreate( std::make_unique<Peer>( mayOpen ) ) );
-    return pb::adopt( in___MapStackCreate( peer.get(), nullptr ) );
-}
 
 struct Pair {
     pb::Ref<IN_UDP_CHANNEL> rtp;
@@ -208,7 +129,7 @@ TEST( UdpChannel, AFilterScreensBothWays )
 TEST( UdpChannel, ThroughAMapping )
 {
     pb::Ref<IN_STACK> stack = test::loopbackStack();
-    pb::Ref<IN_MAP_STACK> map = mapStack();
+    pb::Ref<IN_MAP_STACK> map = test::mapStack( true );
     auto open = [&] {
         return pb::adopt( inUdpChannelTryCreate( stack.get(), nullptr, map.get(), nullptr, -1, 0, nullptr ) );
     };
@@ -252,7 +173,7 @@ TEST( UdpChannel, TellsWhyNot )
     pb::Ref<IN_STACK> up = test::loopbackStack();
     test::BareSocket busy;
     pb::Ref<IN_MAP_STACK> noPeer = pb::adopt( in___MapStackCreate( nullptr, nullptr ) );
-    pb::Ref<IN_MAP_STACK> refuses = mapStack( false );
+    pb::Ref<IN_MAP_STACK> refuses = test::mapStack( false );
     struct Row {
         IN_STACK *stack;
         IN_MAP_STACK *map;

@@ -3,21 +3,11 @@
 #define UDP_SUPPORT_HPP
 
 #include <arpa/inet.h>
-#include <in/in.h>
-#include <support/test_support.h>
+#include <support/addresses.hpp>
 #include <support/waiting.hpp>
 #include <sys/socket.h>
 
 namespace test {
-
-inline pb::Ref<IN_ADDRESS> address( const char *text )
-{
-    return pb::adopt( inAddressTryCreateFromCstr( text, -1 ) );
-}
-inline pb::Ref<IN_UDP_ADDRESS> udpAddress( const char *text, PB_INT port )
-{
-    return pb::adopt( inUdpAddressCreate( address( text ).get(), port ) );
-}
 
 /** A stack that has found what its options ask for. */
 inline pb::Ref<IN_STACK> stackWith( IN_OPTIONS *options )
@@ -50,9 +40,7 @@ inline pb::Ref<IN_UDP_ADDRESS> localOf( const pb::Ref<IN_UDP_CHANNEL> &chan )
 
 inline std::string payloadOf( IN_UDP_PACKET *pkt )
 {
-    pb::Ref<PB_BUFFER> payload = pb::adopt( inUdpPacketPayload( pkt ) );
-    auto *bytes = reinterpret_cast<const char *>( pbBufferBacking( payload.get() ) );
-    return { bytes, static_cast<std::size_t>( pbBufferLength( payload.get() ) ) };
+    return takeBytes( inUdpPacketPayload( pkt ) );
 }
 inline void send( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *to, const std::string &bytes )
 {

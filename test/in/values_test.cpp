@@ -1,9 +1,9 @@
 /* EUI-48 addresses and networks: text, bits, containment. */
-#include <in/in.h>
-#include <support/test_support.h>
+#include <support/addresses.hpp>
 
 namespace {
 
+using test::network;
 using test::str;
 using test::take;
 
@@ -22,11 +22,6 @@ constexpr Row networks[] = { { "192.168.1.77/24", "192.168.1.0/24" }, { "10.129.
     { "2001:db8:ffff::1/35", "2001:DB8:E000::/35" }, { "::1/128", "::1/128" } };
 constexpr const char *badNetworks[] = { "", "1.2.3.4/ 8", "192.168.1.1/33", "::1/129", "1.2.3.4/-1", "1.2.3.4/24/1",
     "1.2.3.4/", "/8", "1.2.3.4/8x", "1.2.3/8" };
-
-pb::Ref<IN_NETWORK> network( std::string_view text )
-{
-    return pb::adopt( inNetworkTryCreateFromString( str( text ).get() ) );
-}
 
 pb::Ref<IN_EUI48_ADDRESS> mac( std::string_view text )
 {
@@ -57,8 +52,7 @@ TEST( Eui48Address, Texts )
     for ( PB_INT length : { 0, 5, 6, 8 } ) {
         pb::Ref<PB_BUFFER> buf = pb::adopt( pbBufferCreateFromBytesCopy( bytes, length ) );
         inea = pb::adopt( inEui48AddressTryCreateFromBuffer( buf.get() ) );
-        ASSERT_EQ( bool( inea ), length >= 6 ) << length;
-        EXPECT_TRUE( !inea || test::textOf( inea.get() ) == "01:02:03:04:05:06" );
+        EXPECT_EQ( test::textOrNull( inea ), length >= 6 ? "01:02:03:04:05:06" : "null" ) << length;
     }
 }
 
@@ -107,7 +101,7 @@ TEST( Network, Contains )
         SCOPED_TRACE( std::string( row.outer ) + " " + row.inner );
         pb::Ref<IN_NETWORK> outer = network( row.outer );
         EXPECT_EQ( inNetworkContainsNetwork( outer.get(), network( row.inner ).get() ), row.contains );
-        pb::Ref<IN_ADDRESS> ina = pb::adopt( inAddressTryCreateFromString( str( row.inner ).get() ) );
+        pb::Ref<IN_ADDRESS> ina = test::address( row.inner );
         EXPECT_TRUE( !ina || inNetworkContainsAddress( outer.get(), ina.get() ) == row.contains );
     }
 }

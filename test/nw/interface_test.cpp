@@ -19,8 +19,7 @@ const int loopback = addLoopback();
 const int clock =
     addFixture( -1, { [] { fastClock = std::make_unique<FastClock>( 50 ); }, [] { fastClock.reset(); } } );
 const int modules = addModules( { trModule(), prModule(), csModule(), inModule() } );
-const int threads = addFixture( 1,
-    { [] { ASSERT_TRUE( startAllThreads( nullptr, std::max( 2U, std::thread::hardware_concurrency() ) ) ); }, [] {} } );
+const int threads = addThreads();
 
 constexpr PB_INT noSpeed = -1;
 constexpr PB_INT anySpeed = -2;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <pr/pr_private.hpp>
+#include <support/test_support.h>
 #include <thread>
 #include <tr/tr_private.h>
 #include <vector>
@@ -34,12 +35,22 @@ inline bool startAllThreads( PR_DOMAIN *optionalDomain, std::size_t count )
     return met;
 }
 
+inline void startThreadsOfProcesses()
+{
+    PB_ASSERT( startAllThreads( nullptr, std::max( 2u, std::thread::hardware_concurrency() ) ) );
+}
+/** Has the threads of processes started behind the modules; call it through a namespace-scope variable. */
+inline int addThreads()
+{
+    return addFixture( 1, { startThreadsOfProcesses, [] {} } );
+}
+
 /** For the start and stop of a fixture. */
 inline void startProcesses()
 {
     PB_ASSERT( tr___ModuleStartup() );
     PB_ASSERT( pr___ModuleStartup() );
-    PB_ASSERT( startAllThreads( nullptr, std::max( 2u, std::thread::hardware_concurrency() ) ) );
+    startThreadsOfProcesses();
 }
 inline void stopProcesses()
 {

@@ -39,9 +39,7 @@ const int link = test::addFixture( 0, { [] {
                                        },
                                           [] { delete peer; } } );
 const int modules = test::addModules( { trModule(), prModule(), csModule(), inModule() } );
-const int threads = test::addFixture(
-    1, { [] { ASSERT_TRUE( test::startAllThreads( nullptr, std::max( 2U, std::thread::hardware_concurrency() ) ) ); },
-           [] {} } );
+const int threads = test::addThreads();
 
 class UdpHosts : public testing::Test {
 protected:
