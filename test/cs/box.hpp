@@ -6,9 +6,7 @@
 #ifndef TEST_CS_BOX_HPP
 #define TEST_CS_BOX_HPP
 
-#include <atomic>
 #include <cs/cs_private.h>
-#include <functional>
 #include <support/test_support.h>
 #include <tr/tr_private.h>
 

@@ -1,18 +1,14 @@
 /* Configurations as values and as files: updates by date and version, normalising, saving while being killed. */
 #include "box.hpp"
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <pb/pb_module.hpp>
-#include <random>
 #include <support/folder.hpp>
 #include <support/misuse.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 
-using test::Config;
-using test::Store;
+using namespace test;
 
 namespace {
 

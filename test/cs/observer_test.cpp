@@ -1,11 +1,8 @@
 /* Observers of objects and conditions: what they follow, when they fire, and that no change is missed under load. */
 #include "box.hpp"
 #include <support/recording.hpp>
-#include <thread>
 
-using test::hooks;
-using test::live;
-using test::str;
+using namespace test;
 
 namespace {
 
@@ -111,9 +108,9 @@ TEST_F( Observer, NoChangeIsMissed )
     // Each thread must see every round's value: the next round only begins when all have.
     constexpr int threadCount = 6, rounds = 400;
     std::atomic<int> round{ 0 }, seen{ 0 };
-    std::vector<std::thread> threads;
     auto expected = []( int number ) { return number % 3 == 2 ? "-" : number % 3 == 1 ? "1" : "0"; };
     setCondition( "on", false );
+    std::vector<std::jthread> threads;
     for ( int i = 0; i < threadCount; ++i )
         threads.emplace_back( [&] {
             ConditionObserver observer( "on" );
@@ -135,50 +132,44 @@ TEST_F( Observer, NoChangeIsMissed )
         for ( int count; ( count = seen ) < number * threadCount; )
             seen.wait( count );
     }
-    for ( std::thread &thread : threads )
-        thread.join();
 }
 
 TEST_F( Observer, AgreesWithTheStoreAfterARace )
 {
     constexpr int threadCount = 8, rounds = 300;
     const char *names[] = { "a", "b", "c" };
-    std::vector<std::thread> threads;
     std::vector<BoxObserver> observers( 3 );
     auto direct = pb::adopt( csConditionCreate( false ) );
-    for ( int i = 0; i < threadCount; ++i )
-        threads.emplace_back( [&, i] {
-            for ( int round = 0; round < rounds; ++round ) {
-                const char *name = names[( i + round ) % 3];
-                switch ( i % 4 ) {
-                case 0:
-                    test::setBox( name, 1 + round % 5 );
-                    csStoreDelObject( str( names[round % 3] ).get() );
-                    break;
-                case 1:
-                    setCondition( name, round % 2 );
-                    csConditionSetValue( direct.get(), round % 2 );
-                    test::setBox( name, 2 );
-                    break;
-                case 2: {
-                    BoxObserver passing;
-                    passing.configure( name );
-                    passing.object();
-                    observers[static_cast<std::size_t>( round % 3 )].configure( name );
-                    break;
-                }
-                case 3: {
-                    ConditionObserver passing( name, round % 2 ? direct.get() : nullptr );
-                    passing.value();
-                    observers[static_cast<std::size_t>( round % 3 )].object();
-                    passing.configure( nullptr );
-                    break;
-                }
-                }
+    test::onThreads( threadCount, [&]( int i ) {
+        for ( int round = 0; round < rounds; ++round ) {
+            const char *name = names[( i + round ) % 3];
+            switch ( i % 4 ) {
+            case 0:
+                test::setBox( name, 1 + round % 5 );
+                csStoreDelObject( str( names[round % 3] ).get() );
+                break;
+            case 1:
+                setCondition( name, round % 2 );
+                csConditionSetValue( direct.get(), round % 2 );
+                test::setBox( name, 2 );
+                break;
+            case 2: {
+                BoxObserver passing;
+                passing.configure( name );
+                passing.object();
+                observers[static_cast<std::size_t>( round % 3 )].configure( name );
+                break;
             }
-        } );
-    for ( std::thread &thread : threads )
-        thread.join();
+            case 3: {
+                ConditionObserver passing( name, round % 2 ? direct.get() : nullptr );
+                passing.value();
+                observers[static_cast<std::size_t>( round % 3 )].object();
+                passing.configure( nullptr );
+                break;
+            }
+            }
+        }
+    } );
     for ( std::size_t i = 0; i < 3; ++i ) {
         observers[i].configure( names[i] );
         pb::Ref<PB_OBJ> object = live( names[i] );

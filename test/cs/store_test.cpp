@@ -1,16 +1,13 @@
 /* The live store: objects created, reconfigured and released as configurations come, and backends that come and go. */
 #include "box.hpp"
-#include <thread>
 
-using test::hooks;
-using test::live;
-using test::liveSize;
+using namespace test;
 
 namespace {
 
-class Store : public test::StoreTest {
+class LiveStore : public StoreTest {
 protected:
-    static std::string config()
+    static std::string stored()
     {
         test::Config config = pb::adopt( csStoreConfig() );
         return test::objects( config.get() );
@@ -20,7 +17,7 @@ protected:
 
 } // namespace
 
-TEST_F( Store, FollowsTheConfiguration )
+TEST_F( LiveStore, FollowsTheConfiguration )
 {
     test::Waiter change;
     auto changed = [&] {
@@ -42,7 +39,7 @@ TEST_F( Store, FollowsTheConfiguration )
     EXPECT_EQ( liveSize( "b" ), 1 );
     EXPECT_FALSE( live( "c" ) ) << "nobody knows the sort";
     EXPECT_FALSE( live( "d" ) || live( "e" ) || live( "f" ) ) << "cannot be created";
-    EXPECT_EQ( config(), "a TEST_BOX {\"size\":2}; d TEST_BOX {\"size\":0}; b TEST_BOX {}; c OTHER {\"size\":9}; "
+    EXPECT_EQ( stored(), "a TEST_BOX {\"size\":2}; d TEST_BOX {\"size\":0}; b TEST_BOX {}; c OTHER {\"size\":9}; "
                          "e TEST_BOX {\"size\":-1}; f TEST_BOX {\"size\":-2}" );
 
     // Reconfigured in place, another sort, gone: a stays the very object.
@@ -60,29 +57,29 @@ TEST_F( Store, FollowsTheConfiguration )
 
     // What the objects say now is what is stored, with all that nobody knows.
     static_cast<test::Box *>( a.get() )->setSize( 5 );
-    EXPECT_EQ( config(), "c TEST_BOX {\"size\":7}; a TEST_BOX {\"size\":5}; b CS_CONDITION {\"value\":true}" );
+    EXPECT_EQ( stored(), "c TEST_BOX {\"size\":7}; a TEST_BOX {\"size\":5}; b CS_CONDITION {\"value\":true}" );
     test::Config stored = pb::adopt( csStoreConfig() );
     EXPECT_NE( test::encoded( stored.get() ).find( "\"x\": 1" ), std::string::npos );
     EXPECT_NE( test::encoded( stored.get() ).find( "\"note\": \"kept\"" ), std::string::npos );
     csStoreUpdateDelSignalable( change.get() );
 }
 
-TEST_F( Store, ChangesOneObject )
+TEST_F( LiveStore, ChangesOneObject )
 {
     EXPECT_TRUE( test::setBox( "a", 3 ) );
     pb::Ref<PB_OBJ> a = live( "a" );
     EXPECT_TRUE( test::setBox( "a", 4 ) );
     EXPECT_EQ( live( "a" ).get(), a.get() );
     EXPECT_FALSE( test::setBox( "a", 5, "OTHER" ) || test::setBox( "b", 0 ) );
-    EXPECT_EQ( config(), "a TEST_BOX {\"size\":4}" );
+    EXPECT_EQ( stored(), "a TEST_BOX {\"size\":4}" );
     EXPECT_TRUE( test::setBox( "a", 5, "CS_CONDITION" ) && test::setBox( "b", 2 ) );
     EXPECT_NE( live( "a" ).get(), a.get() );
     csStoreDelObject( test::str( "a" ).get() );
     csStoreDelObject( test::str( "never there" ).get() );
-    EXPECT_EQ( config(), "b TEST_BOX {\"size\":2}" );
+    EXPECT_EQ( stored(), "b TEST_BOX {\"size\":2}" );
 }
 
-TEST_F( Store, TellsTheStatus )
+TEST_F( LiveStore, TellsTheStatus )
 {
     auto status = []( const char *name ) {
         test::Store store = pb::adopt( csStoreObjectStatus( test::str( name ).get() ) );
@@ -104,7 +101,7 @@ TEST_F( Store, TellsTheStatus )
     EXPECT_EQ( status( "a" ), R"({"up":true,"items":{}})" );
 }
 
-TEST_F( Store, BackendFunctionsMayChangeTheStore )
+TEST_F( LiveStore, BackendFunctionsMayChangeTheStore )
 {
     // Creating "outer" makes another object, deletes one that is still to come, and reads the whole.
     bool once = true;
@@ -113,11 +110,11 @@ TEST_F( Store, BackendFunctionsMayChangeTheStore )
             return;
         EXPECT_TRUE( test::setBox( "made within", 8 ) );
         csStoreDelObject( test::str( "to come" ).get() );
-        config();
+        stored();
     };
     ASSERT_TRUE(
         test::setConfig( R"({"objects": {"outer": {"sort": "TEST_BOX"}, "to come": {"sort": "TEST_BOX"}}})" ) );
-    EXPECT_EQ( config(), "outer TEST_BOX {}; made within TEST_BOX {\"size\":8}" );
+    EXPECT_EQ( stored(), "outer TEST_BOX {}; made within TEST_BOX {\"size\":8}" );
     hooks.create = nullptr;
     // An inner change may replace everything.
     once = true;
@@ -128,10 +125,10 @@ TEST_F( Store, BackendFunctionsMayChangeTheStore )
     };
     ASSERT_TRUE( test::setConfig( R"({"objects": {"a": {"sort": "TEST_BOX"}}})" ) );
     ASSERT_TRUE( test::setConfig( R"({"objects": {"a": {"sort": "TEST_BOX"}, "b": {"sort": "TEST_BOX"}}})" ) );
-    EXPECT_EQ( config(), "only TEST_BOX {}" );
+    EXPECT_EQ( stored(), "only TEST_BOX {}" );
 }
 
-TEST_F( Store, ObjectsAreFreedOutsideEveryLock )
+TEST_F( LiveStore, ObjectsAreFreedOutsideEveryLock )
 {
     int freed = 0;
     hooks.free = [&] {
@@ -151,7 +148,7 @@ TEST_F( Store, ObjectsAreFreedOutsideEveryLock )
     EXPECT_EQ( freed, 4 );
 }
 
-TEST_F( Store, ABackendThatGoesTakesItsObjectsAlong )
+TEST_F( LiveStore, ABackendThatGoesTakesItsObjectsAlong )
 {
     test::setBox( "a", 2 );
     test::setBox( "b", 1, "CS_CONDITION" );
@@ -160,7 +157,7 @@ TEST_F( Store, ABackendThatGoesTakesItsObjectsAlong )
     EXPECT_FALSE( live( "a" ) );
     EXPECT_TRUE( live( "b" ) );
     EXPECT_FALSE( test::setBox( "a", 3 ) );
-    EXPECT_EQ( config(), "a TEST_BOX {\"size\":2}; b CS_CONDITION {}" );
+    EXPECT_EQ( stored(), "a TEST_BOX {\"size\":2}; b CS_CONDITION {}" );
 
     // While it creates: what it made does not get in.
     backend = test::boxBackend();
@@ -178,7 +175,7 @@ TEST_F( Store, ABackendThatGoesTakesItsObjectsAlong )
     EXPECT_FALSE( live( "a" ) );
 }
 
-TEST_F( Store, ChangesOfManyThreadsDoNotMix )
+TEST_F( LiveStore, ChangesOfManyThreadsDoNotMix )
 {
     // In each configuration all sizes are the same. Whoever looks finds one or the other, whatever else goes on.
     const char *configs[] = {
@@ -188,7 +185,7 @@ TEST_F( Store, ChangesOfManyThreadsDoNotMix )
             "crate": {"sort": "TEST_BOX", "config": {"size": 3}}, "x": {"sort": "TEST_BOX", "config": {"size": 3}}}})",
     };
     std::atomic<bool> done{ false };
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     auto repeat = [&]( auto act ) {
         threads.emplace_back( [&done, act] {
             while ( !done )
@@ -203,7 +200,7 @@ TEST_F( Store, ChangesOfManyThreadsDoNotMix )
     } );
     std::atomic<int> sizesSeen[2] = {};
     repeat( [&sizesSeen] {
-        std::string text = config();
+        std::string text = stored();
         bool two = text.find( ":2" ) != std::string::npos, three = text.find( ":3" ) != std::string::npos;
         EXPECT_FALSE( two && three ) << text;
         sizesSeen[0] += two;
@@ -228,8 +225,7 @@ TEST_F( Store, ChangesOfManyThreadsDoNotMix )
     std::this_thread::sleep_for( std::chrono::milliseconds( 1500 ) );
     done = true;
     test::setBox( "last", 5 ); // wakes who waits
-    for ( std::thread &thread : threads )
-        thread.join();
+    threads.clear();           // waits for them
     EXPECT_GT( sizesSeen[0], 0 );
     EXPECT_GT( sizesSeen[1], 0 );
 }

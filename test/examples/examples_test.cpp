@@ -4,8 +4,7 @@
 namespace {
 
 using Json = nlohmann::json;
-using test::Program;
-using test::sh;
+using namespace test;
 
 /** The host 10.9.0.1, with a veth pair to nowhere. */
 class Examples : public testing::Test {

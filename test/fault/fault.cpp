@@ -1,5 +1,4 @@
 /* The ladder: runs a scenario with one call after the other failing. */
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -58,7 +57,7 @@ void reportHang( int )
     abort();
 }
 
-class HangWatch {
+class HangWatch : test::Pinned {
 public:
     HangWatch() : before( signal( SIGALRM, reportHang ) ) { alarm( HANG_SECONDS ); }
     ~HangWatch()
@@ -66,8 +65,6 @@ public:
         alarm( 0 );
         signal( SIGALRM, before );
     }
-    HangWatch( const HangWatch & ) = delete;
-    HangWatch &operator=( const HangWatch & ) = delete;
 
 private:
     sighandler_t before;

@@ -5,20 +5,15 @@
 #ifndef FAULT_H
 #define FAULT_H
 
-#include <functional>
-#include <initializer_list>
-#include <string>
-#include <string_view>
+#include <support/test_support.h>
 
 namespace fault {
 
 /** While it lives, calls count and may fail. The rest of a scenario, what it prepares and looks at, is left alone. */
-class Armed {
+class Armed : test::Pinned {
 public:
     Armed();
     ~Armed();
-    Armed( const Armed & ) = delete;
-    Armed &operator=( const Armed & ) = delete;
 };
 
 /** The name of the call that failed since the scenario began, or "" for none. */

@@ -1,5 +1,4 @@
 /* The ladder under domains: a thread that cannot be started must not hold up a process that another could run. */
-#include <array>
 #include <fault/fault.h>
 #include <pr/pr.h>
 #include <support/test_support.h>

@@ -1,5 +1,4 @@
 /* The ladder under the sink that writes JSON lines from its own thread. */
-#include <algorithm>
 #include <fault/fault.h>
 #include <fault/fault_files.h>
 #include <tr/tr.h>

@@ -4,7 +4,6 @@
 #include <in/in.h>
 #include <in/qos/in_qos_vocabulary_private.h>
 #include <support/namespace.hpp>
-#include <thread>
 
 namespace {
 
@@ -21,7 +20,7 @@ const int vocabularies = test::addFixture( 20, { [] {
                                                    } } );
 
 /** The engine is started anew for each rung: one whose observer has failed is of no use any more. */
-class Engine {
+class Engine : test::Pinned {
 public:
     Engine()
     {
@@ -33,8 +32,6 @@ public:
         in___ImpUdpChannelShutdown();
         in___ImpUdpShutdown();
     }
-    Engine( const Engine & ) = delete;
-    Engine &operator=( const Engine & ) = delete;
 };
 
 pb::Ref<IN_ADDRESS> address( const char *text )

@@ -1,5 +1,4 @@
 /* The ladder under the descriptor observer and commands. */
-#include <array>
 #include <fault/fault.h>
 #include <fcntl.h>
 #include <support/test_support.h>

@@ -1,14 +1,11 @@
 /* IP addresses: text, bytes, classes, order; a comparison with the system's own parser over generated texts. */
 #include <arpa/inet.h>
 #include <in/base/in_address_private.h>
-#include <random>
 #include <support/addresses.hpp>
 
 namespace {
 
-using test::address;
-using test::str;
-using test::take;
+using namespace test;
 
 /** A text and the short text of the address it gives. */
 using Text = std::pair<const char *, const char *>;

@@ -6,8 +6,7 @@
 
 namespace {
 
-using test::address;
-using test::textOf;
+using namespace test;
 
 template <class T>
 struct Endpoint {
@@ -85,8 +84,6 @@ void checkSetters( const Endpoint<T> &e )
     EXPECT_DEATH( e.update( endpoint.handle(), one.get(), e.lowest - 1 ), "_OK\\( " + e.key );
 }
 
-} // namespace
-
 TEST( Endpoint, EachKind )
 {
     auto check = []( const auto &endpoint ) { checkStore( endpoint ), checkSetters( endpoint ); };
@@ -94,8 +91,6 @@ TEST( Endpoint, EachKind )
     check( Endpoint<IN_TCP_ADDRESS>{ ENDPOINT( inTcpAddress, in___TcpAddress, Port ), 1, 65535, "port" } );
     check( Endpoint<IN_RAW_ADDRESS>{ ENDPOINT( inRawAddress, in___RawAddress, Protocol ), 0, 255, "protocol" } );
 }
-
-namespace {
 
 template <class T>
 struct Range {
@@ -137,8 +132,6 @@ void checkRange( const Range<T> &r )
     EXPECT_DEATH( r.setCount( range.handle(), 65536 ), ": count >= 0 && count <= 65535" );
 }
 
-} // namespace
-
 #define RANGE( prefix )                                                                                          \
     {                                                                                                            \
         prefix##Create, prefix##FirstPort, prefix##Count, prefix##SetFirstPort, prefix##SetCount, prefix##Store, \
@@ -151,8 +144,6 @@ TEST( PortRange, UdpAndTcp )
     checkRange<IN_TCP_PORT_RANGE>( RANGE( inTcpPortRange ) );
 }
 
-namespace {
-
 std::string payload( IN_UDP_PACKET *packet )
 {
     return test::takeBytes( inUdpPacketPayload( packet ) );
@@ -164,8 +155,6 @@ protected:
     pb::Ref<PB_BUFFER> text = test::buffer( "hello, world" );
     pb::Ref<IN_UDP_PACKET> up = pb::adopt( inUdpPacketCreateWithPayload( remote.get(), text.get() ) );
 };
-
-} // namespace
 
 TEST_F( UdpPacket, SharesAndCopies )
 {
@@ -208,3 +197,5 @@ TEST_F( UdpPacket, TakesPartsOfABuffer )
     EXPECT_DEATH( inUdpPacketSetPayloadTrailing( up.handle(), text.get(), INT64_MIN ), "PB_INT_SUB_OK" );
     EXPECT_DEATH( inUdpPacketSetPayloadTrailing( up.handle(), text.get(), 13 ), "byteOffset >= 0" );
 }
+
+} // namespace

@@ -1,18 +1,12 @@
 /* Filters: entries and options as configurations, what tables permit, rebuilds, the stack, many threads. */
 #include "options_support.hpp"
-#include <atomic>
 #include <in/filter/in_filter_table_private.hpp>
-#include <random>
 #include <support/misuse.h>
 #include <support/recording.hpp>
-#include <thread>
 
 namespace {
 
-using test::address;
-using test::eventually;
-using test::str;
-using test::textOf;
+using namespace test;
 
 pb::Ref<IN_FILTER_OPTIONS> options( const std::string &json )
 {
@@ -47,8 +41,6 @@ std::string entries( const std::string &list )
 }
 
 class FilterStore : public test::LiveStore {};
-
-} // namespace
 
 TEST( FilterOptions, NormalizeAndCheck )
 {
@@ -223,8 +215,6 @@ TEST( Filter, Permits )
     EXPECT_TRUE( inFilterCheckRawAddress( subject.get(), ra.get() ) );
 }
 
-namespace {
-
 struct Row {
     pb::Ref<IN_ADDRESS> address;
     PB_INT bits;
@@ -256,8 +246,6 @@ pb::Ref<IN_ADDRESS> randomAddress( std::mt19937_64 &random )
         byte = static_cast<PB_BYTE>( ends ? 0 - random() % 2 : random() % 8 ? 0x80 : random() );
     return pb::adopt( random() % 2 ? inAddressCreateV4( bytes ) : inAddressCreateV6( bytes ) );
 }
-
-} // namespace
 
 TEST( FilterTable, PermitsWhatARowDoes )
 {
@@ -346,7 +334,7 @@ TEST( Filter, ReconfiguredWhileItIsChecked )
     ASSERT_TRUE( soonPermits( subject, "10.0.0.1" ) );
     std::atomic<int> seen[2] = { 0, 0 };
     std::atomic<bool> end = false;
-    std::vector<std::thread> checkers;
+    std::vector<std::jthread> checkers;
     for ( int i = 0; i < 8; ++i )
         checkers.emplace_back( [&] {
             while ( !end ) {
@@ -361,8 +349,7 @@ TEST( Filter, ReconfiguredWhileItIsChecked )
         return changes > 100 && seen[0] > 100 && seen[1] > 100;
     } ) );
     end = true;
-    for ( std::thread &checker : checkers )
-        checker.join();
+    checkers.clear(); // waits for them
     inFilterSetOptions( subject.get(), both[1].get() );
     EXPECT_TRUE( soonPermits( subject, "10.0.0.2" ) ) << "the last ones count";
 }
@@ -390,3 +377,5 @@ TEST_F( FilterStore, ReleasedDuringARebuild )
         csStoreDelObject( str( "f" ).get() );
     }
 }
+
+} // namespace

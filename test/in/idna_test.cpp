@@ -1,16 +1,13 @@
 /* Punycode and IDNA: the samples of RFC 3492, labels, names, equality, random texts. */
-#include <algorithm>
 #include <in/dns/in_dns_idna_private.h>
 #include <in/in.h>
 #include <pb/pb_text.hpp>
-#include <random>
 #include <support/misuse.h>
 
 namespace {
 
 using namespace std::string_literals;
-using test::str;
-using test::take;
+using namespace test;
 
 std::string repeat( const std::string &text, int count )
 {
@@ -55,8 +52,6 @@ const Sample samples[] = {
     { "-> $1.00 <-", "-> $1.00 <--" }, { "", "" }, { "a", "a-" }, { "-", "--" }, { "\u0080", "a" },
     { "\U0010FFFE", "cn32g" } };
 
-} // namespace
-
 TEST( Punycode, Samples )
 {
     for ( const Sample &sample : samples ) {
@@ -83,8 +78,6 @@ TEST( Punycode, IsNone )
     pb::Ref<PB_STRING> last = pb::adopt( inDnsPunycodeTryDecode( str( "dn32g" ).get(), -1 ) );
     EXPECT_EQ( pbStringCharAt( last.get(), 0 ), 0x10FFFFU );
 }
-
-namespace {
 
 struct Name {
     std::string name, ascii;
@@ -116,8 +109,6 @@ void checkName( const Name &row )
     EXPECT_EQ( take( inDnsIdnaDomainNameToAscii( name.get() ) ), row.ascii );
     EXPECT_EQ( take( inDnsIdnaDomainNameToUnicode( name.get() ) ), row.unicode );
 }
-
-} // namespace
 
 TEST( Idna, Names )
 {
@@ -173,8 +164,6 @@ TEST( Idna, Equality )
     }
 }
 
-namespace {
-
 std::u32string randomText( std::mt19937_64 &random, const std::u32string &pool, std::size_t maxLength )
 {
     std::u32string text;
@@ -182,8 +171,6 @@ std::u32string randomText( std::mt19937_64 &random, const std::u32string &pool, 
         text += pool[random() % pool.size()];
     return text;
 }
-
-} // namespace
 
 TEST( Idna, RandomNames )
 {
@@ -232,3 +219,5 @@ TEST( Idna, Misuse )
         { "maxResultLength >= -1", [&] { inDnsPunycodeTryDecode( a.get(), -2 ); } },
         { "n < PB_CHAR_MAX", [&] { inDnsPunycodeTryEncode( last.get(), -1 ); } } } );
 }
+
+} // namespace

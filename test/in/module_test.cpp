@@ -7,7 +7,6 @@
 #include <in/nw/in_nw_vocabulary_private.h>
 #include <pr/pr.h>
 #include <support/processes.hpp>
-#include <support/test_support.h>
 #include <tr/tr.h>
 
 namespace {

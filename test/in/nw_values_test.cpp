@@ -1,13 +1,11 @@
 /* Values of network interfaces, netmasks, and the rules by which a stack chooses its address. */
-#include <algorithm>
 #include <in/nw/in_nw_host_private.hpp>
 #include <in/nw/in_nw_select_private.hpp>
 #include <in/options_support.hpp>
 
 namespace {
 
-using test::address;
-using test::str;
+using namespace test;
 
 std::string joined( const std::vector<std::string> &texts )
 {
@@ -16,8 +14,6 @@ std::string joined( const std::vector<std::string> &texts )
         all += ( all.empty() ? "" : " " ) + text;
     return all;
 }
-
-} // namespace
 
 TEST( NwMacAddress, TextsAndBytes )
 {
@@ -38,8 +34,6 @@ TEST( NwMacAddress, TextsAndBytes )
     }
 }
 
-namespace {
-
 constexpr const char *fullState =
     R"({"end":true,"displayName":"eth0","status":"IN_NW_INTERFACE_STATUS_UP",)"
     R"("flags":"IN_NW_INTERFACE_FLAG_HIDE",)"
@@ -53,8 +47,6 @@ std::string restoredAndStored( const std::string &json )
     pb::Ref<IN_NW_INTERFACE_STATE> state = pb::adopt( inNwInterfaceStateRestore( test::storeOf( json ).get() ) );
     return test::textOf( pb::adopt( inNwInterfaceStateStore( state.get() ) ).get() );
 }
-
-} // namespace
 
 TEST( NwInterfaceState, Stores )
 {
@@ -110,8 +102,6 @@ TEST( NwHost, AChangeOutdatesTheSnapshot )
     in::hostChanged();
     EXPECT_NE( in::hostSnapshot().get(), snapshot.get() );
 }
-
-namespace {
 
 struct Interface {
     const char *identifier;
@@ -187,8 +177,6 @@ constexpr SelectRow selectRows[] = {
     { OPTION( "interface", "ETH1" ), "", 1, "none: ", "interface interface interface interface interface interface" },
 };
 
-} // namespace
-
 TEST( NwSelect, Rules )
 {
     // Places that are not in the order of identifiers. Candidates: 10.0.0.1 127.0.0.1 192.168.1.1 ::1 fd00::1 fe80::1
@@ -210,3 +198,5 @@ TEST( NwSelect, Rules )
             << row.options;
     }
 }
+
+} // namespace

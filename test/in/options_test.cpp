@@ -3,10 +3,7 @@
 
 namespace {
 
-using test::Store;
-using test::storeOf;
-using test::str;
-using test::textOf;
+using namespace test;
 
 /** An options class as text. */
 struct Kind {
@@ -138,8 +135,6 @@ windowsTrafficType: unknown name "5" (known: IN_QOS_WINDOWS_TRAFFIC_TYPE_BEST_EF
         R"(IN_QOS_WINDOWS_TRAFFIC_TYPE_CONTROL))" },
 };
 
-} // namespace
-
 TEST( Options, RestoreStoreAndCheck )
 {
     for ( const Row &row : rows ) {
@@ -165,8 +160,6 @@ TEST( Options, ArraysHoldNoOptions )
     }
 }
 
-namespace {
-
 template <class T, class V>
 void checkSetting( T *( *create )(), V ( *get )( T * ), void ( *set )( T **, V ), PB_BOOL ( *isDefault )( T * ),
     void ( *setDefault )( T ** ), PB_BOOL ( *equals )( T *, T * ), V initial, V other )
@@ -189,8 +182,6 @@ void checkSetting( T *( *create )(), V ( *get )( T * ), void ( *set )( T **, V )
     checkSetting<std::remove_pointer_t<decltype( prefix##Create() )>, decltype( prefix##Name( nullptr ) )>( \
         prefix##Create, prefix##Name, prefix##Set##Name, prefix##Name##Default, prefix##Set##Name##Default, \
         prefix##Equals, initial, other )
-
-} // namespace
 
 TEST( Options, Settings )
 {
@@ -286,3 +277,5 @@ TEST( OptionsDeathTest, Misuse )
     EXPECT_DEATH( inTcpOptionsSetKeepAliveTime( opt.handle(), 0 ), ": milliseconds > 0\n" );
     EXPECT_DEATH( inTcpOptionsSetPortRange( opt.handle(), nullptr ), ": range\n" );
 }
+
+} // namespace

@@ -1,16 +1,11 @@
 /* QoS stacks: in the configuration store, their update signal, what they trace, many threads at one. */
 #include "options_support.hpp"
-#include <algorithm>
-#include <atomic>
 #include <in/qos/in_qos_stack_private.h>
 #include <support/recording.hpp>
-#include <thread>
 
 namespace {
 
-using test::str;
-using test::take;
-using test::textOf;
+using namespace test;
 
 #define VOICE R"({"defaults":"IN_QOS_DEFAULTS_VOICE"})"
 #define IPC R"({"defaults":"IN_QOS_DEFAULTS_IPC"})"
@@ -35,8 +30,6 @@ std::vector<std::string> configurations( test::Recording &recording )
             texts.push_back( textOf( value.get() ) );
     return texts;
 }
-
-} // namespace
 
 TEST( QosStack, OptionsAndSignal )
 {
@@ -75,8 +68,6 @@ TEST( QosStack, TracesItsConfiguration )
     EXPECT_EQ( configurations( recording ), std::vector<std::string>{ IPC } );
 }
 
-namespace {
-
 class QosStore : public test::LiveStore {
 protected:
     static pb::Ref<IN_QOS_STACK> live( const char *name )
@@ -89,8 +80,6 @@ protected:
         return textOf( pb::adopt( csConfigObjectConfig( config.get(), str( name ).get() ) ).get() );
     }
 };
-
-} // namespace
 
 TEST_F( QosStore, CreatesAndReconfigures )
 {
@@ -115,7 +104,7 @@ TEST( QosStack, ManyThreads )
     test::Recording recording;
     recording.take();
     std::atomic<int> setting = 4, changes = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     auto set = [&]( std::size_t t ) {
         for ( std::size_t i = 0; i < 500 || ( changes < 3 && i < 1'000'000 ); ++i )
             inQosStackSetOptions( stack.get(), all[( i + t ) % 4].get() );
@@ -140,8 +129,7 @@ TEST( QosStack, ManyThreads )
         threads.emplace_back( set, t );
         threads.emplace_back( watch );
     }
-    for ( std::thread &thread : threads )
-        thread.join();
+    threads.clear(); // waits for them
     EXPECT_GT( changes, 0 );
     // traced in the order of the changes: no two alike in a row, the last one is what holds
     std::vector<std::string> traced = configurations( recording );
@@ -149,3 +137,5 @@ TEST( QosStack, ManyThreads )
     EXPECT_EQ( traced.back(), configuration( stack.get() ) );
     EXPECT_EQ( std::adjacent_find( traced.begin(), traced.end() ), traced.end() );
 }
+
+} // namespace

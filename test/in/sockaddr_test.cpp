@@ -6,9 +6,7 @@
 
 namespace {
 
-using test::address;
-using test::textOf;
-using test::textOrNull;
+using namespace test;
 using Bytes = std::vector<unsigned char>;
 
 /** The record that the system itself makes of an address. */
@@ -46,8 +44,6 @@ Bytes written( From from )
     return area;
 }
 
-} // namespace
-
 TEST( Sockaddr, FromEachKindAsTheSystemDoes )
 {
     EXPECT_EQ( in___ImpSockaddrSize(), 28 );
@@ -80,8 +76,6 @@ TEST( Sockaddr, FromEachKindAsTheSystemDoes )
             record( text, 17 ) );
     }
 }
-
-namespace {
 
 /** The six functions that read a record, each in its own out object, which held something before. */
 struct Outs {
@@ -128,8 +122,6 @@ Bytes withFamily( Bytes bytes, unsigned char family )
     return bytes;
 }
 
-} // namespace
-
 TEST( Sockaddr, LengthsFamiliesAndPorts )
 {
     struct Row {
@@ -160,8 +152,6 @@ TEST( Sockaddr, LengthsFamiliesAndPorts )
         EXPECT_EQ( full.read( row.bytes, row.length, row.protocol ), row.result );
     }
 }
-
-namespace {
 
 /** The functions of an endpoint class. */
 template <class T>
@@ -205,8 +195,6 @@ void checkIdentity( const Reader<T> &reader )
     EXPECT_EQ( textOf( held.get() ), textOf( first.get() ) );
 }
 
-} // namespace
-
 TEST( Sockaddr, Identity )
 {
     checkIdentity<IN_TCP_ADDRESS>(
@@ -221,3 +209,5 @@ TEST( Sockaddr, Identity )
         inRawAddressAddress,
     } );
 }
+
+} // namespace

@@ -3,13 +3,10 @@
 #include "udp_support.hpp"
 #include <cs/cs.h>
 #include <in/base/in_stack_private.h>
-#include <thread>
 
 namespace {
 
-using test::eventually;
-using test::take;
-using test::textOf;
+using namespace test;
 
 std::string statusItems( IN_STACK *stack )
 {
@@ -137,23 +134,19 @@ TEST_F( StackStore, MakesAndChangesStacks )
 // Stacks end at any moment of a run: before it, in it, and while signals of the host go round.
 TEST( StackRaces, ReleaseAgainstTheProcess )
 {
-    std::vector<std::thread> threads;
-    for ( int i = 0; i < 4; ++i )
-        threads.emplace_back( [i] {
-            pb::Ref<IN_OPTIONS> one = test::loopbackOptions();
-            pb::Ref<IN_OPTIONS> other = test::loopbackOptions( IN_ADDRESS_VERSION_6 );
-            test::Waiter waiter;
-            for ( int round = 0; round < 300; ++round ) {
-                pb::Ref<IN_STACK> stack = pb::adopt( inStackCreate( one.get(), nullptr ) );
-                inStackUpdateAddSignalable( stack.get(), waiter.get() );
-                inStackSetOptions( stack.get(), ( round % 2 ? one : other ).get() );
-                in___StackTcpBlacklist( stack.get(), tcpAddress( 1 + round ).get() );
-                if ( ( round + i ) % 3 == 0 ) {
-                    EXPECT_TRUE( waiter.wait() );
-                }
-                inStackUpdateDelSignalable( stack.get(), waiter.get() );
+    test::onThreads( 4, []( int i ) {
+        pb::Ref<IN_OPTIONS> one = test::loopbackOptions();
+        pb::Ref<IN_OPTIONS> other = test::loopbackOptions( IN_ADDRESS_VERSION_6 );
+        test::Waiter waiter;
+        for ( int round = 0; round < 300; ++round ) {
+            pb::Ref<IN_STACK> stack = pb::adopt( inStackCreate( one.get(), nullptr ) );
+            inStackUpdateAddSignalable( stack.get(), waiter.get() );
+            inStackSetOptions( stack.get(), ( round % 2 ? one : other ).get() );
+            in___StackTcpBlacklist( stack.get(), tcpAddress( 1 + round ).get() );
+            if ( ( round + i ) % 3 == 0 ) {
+                EXPECT_TRUE( waiter.wait() );
             }
-        } );
-    for ( std::thread &thread : threads )
-        thread.join();
+            inStackUpdateDelSignalable( stack.get(), waiter.get() );
+        }
+    } );
 }

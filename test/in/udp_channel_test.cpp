@@ -2,13 +2,10 @@
 #include "map_support.hpp"
 #include "options_support.hpp"
 #include <support/recording.hpp>
-#include <thread>
 
 namespace {
 
-using test::eventually;
-using test::payloadOf;
-using test::textOf;
+using namespace test;
 
 struct Pair {
     pb::Ref<IN_UDP_CHANNEL> rtp;
@@ -214,17 +211,12 @@ TEST( UdpChannel, TellsWhyNot )
 TEST( UdpRaces, ChannelsOfManyThreads )
 {
     pb::Ref<IN_STACK> stack = test::loopbackStack();
-    std::vector<std::thread> threads;
-    for ( int i = 0; i < 6; ++i )
-        threads.emplace_back( [&] {
-            for ( int round = 0; round < 100; ++round ) {
-                pb::Ref<IN_UDP_CHANNEL> one = test::channelOn( stack.get() );
-                pb::Ref<IN_UDP_CHANNEL> other = test::channelOn( stack.get() );
-                expectExchange( one.get(), other.get() );
-            }
-        } );
-    for ( std::thread &thread : threads )
-        thread.join();
+    test::onThreads( 6, [&]( int ) {
+        for ( int round = 0; round < 100; ++round ) {
+            pb::Ref<IN_UDP_CHANNEL> one = test::channelOn( stack.get() ), other = test::channelOn( stack.get() );
+            expectExchange( one.get(), other.get() );
+        }
+    } );
 }
 
 TEST( UdpMatch, MatchesAddressAndPort )

@@ -5,15 +5,12 @@
 #include <in/imp/in_imp_udp_private.h>
 #include <netinet/udp.h>
 #include <numeric>
-#include <random>
 #include <sstream>
 #include <sys/resource.h>
-#include <thread>
 
 namespace {
 
-using test::BareSocket;
-using test::eventually;
+using namespace test;
 
 const pb::Ref<IN_ADDRESS> &localhost()
 {
@@ -350,25 +347,21 @@ TEST( UdpRaces, ReleaseAgainstTheThread )
 TEST( UdpRaces, EightThreadsOpenAndClose )
 {
     int before = test::openDescriptors();
-    std::vector<std::thread> threads;
-    for ( unsigned seed = 0; seed < 8; ++seed )
-        threads.emplace_back( [seed] {
-            BareSocket peer;
-            std::mt19937 random( seed );
-            std::vector<Handle> mine;
-            for ( int i = 0; i < cycles( 20'000 ) / 8; ++i ) {
-                mine.push_back( open() );
-                for ( const Handle &chan : mine )
-                    peer.send( chan.port(), "x" );
-                (void)receive( mine[random() % mine.size()] );
-                if ( mine.size() > random() % 8 ) {
-                    std::swap( mine[random() % mine.size()], mine.back() );
-                    mine.pop_back();
-                }
+    test::onThreads( 8, []( int seed ) {
+        BareSocket peer;
+        std::mt19937 random( static_cast<unsigned>( seed ) );
+        std::vector<Handle> mine;
+        for ( int i = 0; i < cycles( 20'000 ) / 8; ++i ) {
+            mine.push_back( open() );
+            for ( const Handle &chan : mine )
+                peer.send( chan.port(), "x" );
+            (void)receive( mine[random() % mine.size()] );
+            if ( mine.size() > random() % 8 ) {
+                std::swap( mine[random() % mine.size()], mine.back() );
+                mine.pop_back();
             }
-        } );
-    for ( std::thread &thread : threads )
-        thread.join();
+        }
+    } );
     EXPECT_EQ( test::openDescriptors(), before );
 }
 
@@ -406,7 +399,7 @@ TEST( UdpRaces, ManyConsumersOfOneChannel )
     Handle chan = open();
     std::atomic<int> received = 0;
     std::atomic<bool> ended = false;
-    std::vector<std::thread> consumers;
+    std::vector<std::jthread> consumers;
     for ( int i = 0; i < 3; ++i )
         consumers.emplace_back( [&] {
             test::Waiter waiter;
@@ -435,8 +428,6 @@ TEST( UdpRaces, ManyConsumersOfOneChannel )
     EXPECT_TRUE( eventually( [&] { return received == COUNT; } ) ) << received << ": each is delivered once";
     ended = true;
     peer.send( chan.port(), std::to_string( COUNT ) ); // wakes them all
-    for ( std::thread &consumer : consumers )
-        consumer.join();
 }
 
 TEST( UdpEngine, Misuse )

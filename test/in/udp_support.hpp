@@ -48,15 +48,13 @@ inline void send( IN_UDP_CHANNEL *chan, IN_UDP_ADDRESS *to, const std::string &b
 }
 
 /** Takes from a channel what comes, waiting on its alert. */
-class Receiver {
+class Receiver : Pinned {
 public:
     explicit Receiver( IN_UDP_CHANNEL *channel ) : chan( pb::share( channel ) )
     {
         inUdpChannelReceiveAddAlertable( chan.get(), waiter.alert() );
     }
     ~Receiver() { inUdpChannelReceiveDelAlertable( chan.get(), waiter.alert() ); }
-    Receiver( const Receiver & ) = delete;
-    Receiver &operator=( const Receiver & ) = delete;
     pb::Ref<IN_UDP_PACKET> next()
     {
         for ( ;; ) {

@@ -3,9 +3,7 @@
 
 namespace {
 
-using test::network;
-using test::str;
-using test::take;
+using namespace test;
 
 using Row = std::pair<const char *, const char *>; // a text and the text of the object it gives
 

@@ -9,9 +9,7 @@
 
 namespace {
 
-using test::Command;
-using test::sh;
-using test::str;
+using namespace test;
 
 std::string lookup( std::string_view address, const char *interface = nullptr )
 {

@@ -1,5 +1,4 @@
 /* Interfaces on real links: what is seen of them against what `ip` says, and what the library changes. */
-#include <algorithm>
 #include <arpa/inet.h>
 #include <cs/cs.h>
 #include <linux/if_packet.h>
@@ -57,8 +56,6 @@ std::string stored( const State &state )
 {
     return textOf( pb::adopt( inNwInterfaceStateStore( state.get() ) ).get() );
 }
-
-} // namespace
 
 TEST_F( Nw, StatesAreWhatIpSays )
 {
@@ -159,8 +156,6 @@ TEST_F( Nw, AddressesComeAndGo )
     }
 }
 
-namespace {
-
 /** Reads the ARP frames that come in on a link, as hexadecimal digits. */
 class ArpReader {
 public:
@@ -187,8 +182,6 @@ public:
 private:
     pb::Fd fd;
 };
-
-} // namespace
 
 TEST_F( Nw, NeighboursAreTold )
 {
@@ -222,3 +215,5 @@ TEST_F( Nw, NeighboursAreTold )
         in___NwInterfaceTrySetLayer3UnicastAddress( look( "tun0" ).get(), address( "10.7.0.2" ).get(), nullptr ) );
     EXPECT_EQ( arp.read(), std::vector<std::string>() );
 }
+
+} // namespace

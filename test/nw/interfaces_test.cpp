@@ -1,13 +1,10 @@
 /* The set of interfaces as links come and go, what a stack finds in it, readers beside changes, and what it costs. */
-#include <algorithm>
-#include <atomic>
 #include <ctime>
 #include <fstream>
 #include <in/nw/in_nw_socket_private.hpp>
 #include <in/nw/in_nw_util_private.h>
 #include <nw/nw_support.hpp>
 #include <sys/resource.h>
-#include <thread>
 
 using namespace test;
 
@@ -36,8 +33,6 @@ void find( IN_OPTIONS *options, Found &found )
     in___NwUtilFindAddressAndInterface( options, found.address.get(), found.primary.get(), found.address.handle(),
         found.primary.handle(), found.interfaces.handle() );
 }
-
-} // namespace
 
 TEST_F( Nw, InterfacesComeAndGo )
 {
@@ -164,8 +159,6 @@ TEST_F( Nw, ReadersBesideAFlappingInterface )
     } ) );
 }
 
-namespace {
-
 /** A batch for `ip` that makes, or deletes, a thousand links, with an address each. */
 std::string thousandLinks( bool make )
 {
@@ -185,8 +178,6 @@ std::string thousandLinks( bool make )
     return "ip -batch " + file;
 }
 
-} // namespace
-
 TEST_F( Nw, AThousandInterfaces )
 {
     sh( thousandLinks( true ) );
@@ -197,3 +188,5 @@ TEST_F( Nw, AThousandInterfaces )
     sh( thousandLinks( false ) );
     sh( "rm -f /tmp/quelvaris-links." + std::to_string( getpid() ) );
 }
+
+} // namespace

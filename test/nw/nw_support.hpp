@@ -6,11 +6,9 @@
 #include <in/in.h>
 #include <in/nw/in_nw_host_private.hpp>
 #include <in/nw/in_nw_interface_private.h>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <support/clock.hpp>
 #include <support/namespace.hpp>
-#include <support/test_support.h>
 
 namespace test {
 
@@ -33,7 +31,7 @@ inline nlohmann::json ip( const std::string &arguments )
 }
 
 /** Links that go with the object. The names are those that `ip` is to delete. */
-class Links {
+class Links : Pinned {
 public:
     Links( const std::string &command, std::vector<std::string> names ) : all( std::move( names ) ) { sh( command ); }
     ~Links()
@@ -41,8 +39,6 @@ public:
         for ( const std::string &name : all )
             sh( "ip link del '" + name + "'" );
     }
-    Links( const Links & ) = delete;
-    Links &operator=( const Links & ) = delete;
 
 private:
     std::vector<std::string> all;

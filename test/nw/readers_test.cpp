@@ -2,7 +2,6 @@
  * What readers and users' functions get while the monitor is at work, and what the monitor makes of hosts that are slow,
  * change under its eyes or have names that nobody expects. Its calls into the kernel are wrapped by the linker.
  */
-#include <atomic>
 #include <cs/cs.h>
 #include <ifaddrs.h>
 #include <in/nw/in_nw_interfaces_private.h>
@@ -10,7 +9,6 @@
 #include <nw/nw_support.hpp>
 #include <pr/pr.h>
 #include <support/waiting.hpp>
-#include <thread>
 
 using namespace test;
 

@@ -1,17 +1,13 @@
 /* How a broken precondition ends the process: soon, and by its signal, whatever standard error is. */
 #include <csignal>
 #include <deque>
-#include <functional>
 #include <support/stuck.hpp>
 #include <support/waiting.hpp>
 #include <sys/wait.h>
-#include <thread>
 
 namespace {
 
-using test::Ends;
-using test::full;
-using test::pipeEnds;
+using namespace test;
 
 Ends unread( Ends ends )
 {

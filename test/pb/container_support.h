@@ -2,8 +2,6 @@
 #ifndef TEST_PB_CONTAINER_SUPPORT_H
 #define TEST_PB_CONTAINER_SUPPORT_H
 
-#include <functional>
-#include <random>
 #include <support/test_support.h>
 
 struct TEST_PROBE : PB_OBJ {

@@ -1,10 +1,7 @@
 /* Vectors, dictionaries, range maps and priority maps: each against a model, alone and shared. */
 #include "container_support.h"
-#include <array>
-#include <map>
 
-using test::boxed;
-using test::unboxed;
+using namespace test;
 
 namespace {
 
@@ -53,8 +50,6 @@ pb::Ref<PB_PRIORITY_MAP> priorityMapOf( const std::vector<std::pair<PB_INT, PB_I
         pbPriorityMapSet( map.handle(), boxed( value ).get(), priority );
     return map;
 }
-
-} // namespace
 
 TEST( Vector, BehavesAsItsModel )
 {
@@ -237,8 +232,6 @@ TEST( Containers, AreCopiedIntoThemselves )
     EXPECT_EQ( test::textOf( dict.get() ), "{1: {1: 10}}" );
 }
 
-namespace {
-
 /** Puts an object in that looks at the container when it is freed, and changes the container so that it is. */
 template <class T>
 void expectWhole( pb::Ref<T> object, std::type_identity_t<void ( * )( T **, PB_OBJ * )> put,
@@ -252,8 +245,6 @@ void expectWhole( pb::Ref<T> object, std::type_identity_t<void ( * )( T **, PB_O
         EXPECT_EQ( seen, text );
     }
 }
-
-} // namespace
 
 TEST( Containers, AreWholeWhenAnEntryIsFreed )
 {
@@ -272,3 +263,5 @@ TEST( Containers, AreWholeWhenAnEntryIsFreed )
         []( auto map, auto probe ) { pbPriorityMapSet( map, probe, 4 ); },
         { { pbPriorityMapDelLowest, "{5: 1, 6: 2}" } } );
 }
+
+} // namespace

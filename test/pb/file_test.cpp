@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
-#include <thread>
 
 namespace fs = std::filesystem;
 using test::str;
@@ -32,8 +31,6 @@ std::vector<std::string> linesOf( PB_LINE_SOURCE *owned )
     EXPECT_EQ( pbLineSourceTryReadLine( source.get() ), nullptr );
     return lines;
 }
-
-} // namespace
 
 TEST_F( File, ReadsWholeFiles )
 {
@@ -126,19 +123,13 @@ TEST_F( File, IsReplacedWithoutLeftovers )
 
 TEST_F( File, IsReplacedByManyAtATime )
 {
-    std::vector<std::thread> threads;
-    for ( char letter : { 'a', 'b', 'c', 'd' } )
-        threads.emplace_back( [this, letter] {
-            for ( int i = 0; i < 100; ++i )
-                EXPECT_TRUE( replace( "file", std::string( 1000, letter ) ) ) << strerror( errno );
-        } );
-    for ( std::thread &thread : threads )
-        thread.join();
+    test::onThreads( 4, [this]( int index ) {
+        for ( int i = 0; i < 100; ++i )
+            EXPECT_TRUE( replace( "file", std::string( 1000, "abcd"[index] ) ) ) << strerror( errno );
+    } );
     EXPECT_EQ( read( "file" ), std::string( 1000, read( "file" )[0] ) );
     EXPECT_EQ( names(), "file " );
 }
-
-namespace {
 
 constexpr uid_t service = 12'345, other = 12'346;
 
@@ -153,8 +144,6 @@ bool runAs( uid_t user, gid_t more, const std::function<bool()> &function )
     int status = 0;
     return waitpid( child, &status, 0 ) == child && status == 0;
 }
-
-} // namespace
 
 TEST_F( File, KeepsOwnerAndRights )
 {
@@ -247,3 +236,5 @@ TEST_F( File, Lines )
         EXPECT_EQ( linesOf( pbLineSourceTryCreateFromFileCstr( write( "file", text ).c_str(), -1 ) ), lines );
     }
 }
+
+} // namespace

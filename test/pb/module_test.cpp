@@ -1,5 +1,4 @@
 /* Module versions and descriptors. The runtime, which needs real module libraries, is tested in the folder runtime. */
-#include <pb/pb.hpp>
 #include <support/test_support.h>
 
 PB_API const PB_MODULE_RECORD pb___module_record;

@@ -4,23 +4,9 @@
 #ifndef TEST_PB_RACE_H
 #define TEST_PB_RACE_H
 
-#include <functional>
 #include <support/test_support.h>
-#include <thread>
-#include <vector>
 
 namespace test {
-
-/** Calls func( 0 ) to func( count - 1 ), each on a thread of its own, and waits for all. */
-template <class Func>
-void onThreads( int count, Func func )
-{
-    std::vector<std::thread> threads;
-    for ( int index = 0; index < count; ++index )
-        threads.emplace_back( func, index );
-    for ( std::thread &thread : threads )
-        thread.join();
-}
 
 /** `rounds` times: before(), then func( index ) on `count` threads at once, then after(). */
 template <class Before, class Func, class After>

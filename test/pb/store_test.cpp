@@ -1,6 +1,5 @@
 /* Stores. */
 #include "container_support.h"
-#include <algorithm>
 
 using test::str;
 

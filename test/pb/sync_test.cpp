@@ -1,6 +1,5 @@
 /* Monitors, regions, barriers, signals and alerts: what they do, and that nothing is lost when eight threads meet. */
 #include "race.h"
-#include <chrono>
 #include <support/clock.hpp>
 
 namespace {
@@ -85,7 +84,7 @@ TEST( Barrier, TimeLimitGoesByTheClockThatATestMoves )
     auto gate = barrier( 1 );
     std::atomic<int> passed = 0, refused = 0;
     test::MovedClock clock;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for ( PB_INT limit : { fiveMinutes, fiveMinutes + 1, fiveMinutes + 2 } )
         threads.emplace_back( [&, limit] { ++( pbBarrierPassTimed( gate.get(), limit ) ? passed : refused ); } );
     ASSERT_TRUE( clock.asleep( 3 ) );
@@ -93,8 +92,7 @@ TEST( Barrier, TimeLimitGoesByTheClockThatATestMoves )
     clock.move( 1 ); // the first one's time has come, and nobody else's
     EXPECT_TRUE( clock.asleep( 2 ) && test::eventually( [&] { return refused == 1; } ) );
     pbBarrierUnblock( gate.get() );
-    for ( std::thread &thread : threads )
-        thread.join();
+    threads.clear(); // waits for them
     EXPECT_EQ( passed, 2 );
 }
 

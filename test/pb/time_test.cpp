@@ -1,5 +1,4 @@
 /* Civil time, random numbers. */
-#include <array>
 #include <support/test_support.h>
 
 namespace {

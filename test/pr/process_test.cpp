@@ -1,9 +1,6 @@
 #include "subject.hpp"
-#include <optional>
 
-using test::Counter;
-using test::Gate;
-using test::Subject;
+using namespace test;
 
 static const int fixture = test::addFixture( 10, { test::startProcesses, test::stopProcesses } );
 

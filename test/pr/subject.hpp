@@ -2,7 +2,6 @@
 #ifndef TEST_PR_SUBJECT_HPP
 #define TEST_PR_SUBJECT_HPP
 
-#include <chrono>
 #include <pb/race.h>
 #include <support/misuse.h>
 #include <support/processes.hpp>

@@ -1,9 +1,7 @@
 #include "subject.hpp"
-#include <random>
 #include <support/clock.hpp>
 
-using test::Gate;
-using test::Subject;
+using namespace test;
 
 static constexpr PB_INT hour = 3'600'000;
 

@@ -1,8 +1,6 @@
 /* Nameprep, a row a rule of RFC 3454 and 3491, and the base encodings, with the vectors of RFC 4648 section 10. */
-#include <optional>
 #include <rfc/rfc.h>
 #include <support/test_support.h>
-#include <vector>
 
 namespace {
 

@@ -1,8 +1,6 @@
 /* The runtime: which libraries it takes, in which order it starts and stops them, and what it says of unfit ones. */
 #include <mutex>
 #include <support/test_support.h>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -125,11 +123,7 @@ TEST_F( Runtime, LooksIntoTheLatestFolderFirstThenBesideItsLibrary )
 
 TEST_F( Runtime, SeveralThreadsMayStart )
 {
-    std::vector<std::thread> threads;
-    for ( int index = 0; index < 8; ++index )
-        threads.emplace_back( [index] { EXPECT_TRUE( start( index % 2 ? "top" : "right" ) ); } );
-    for ( std::thread &thread : threads )
-        thread.join();
+    test::onThreads( 8, []( int index ) { EXPECT_TRUE( start( index % 2 ? "top" : "right" ) ); } );
     EXPECT_EQ( running(), "[pb, ground, left, right, top]" );
 }
 

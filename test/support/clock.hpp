@@ -3,17 +3,16 @@
 #define TEST_CLOCK_HPP
 
 #include <pb/pb_clock_private.hpp>
+#include <support/test_support.h>
 #include <support/waiting.hpp>
 
 namespace test {
 
 /** The clock stands still while this lives, and moves when the test says so. */
-class MovedClock {
+class MovedClock : Pinned {
 public:
     MovedClock() { pb::takeClock(); }
     ~MovedClock() { pb::returnClock(); }
-    MovedClock( const MovedClock & ) = delete;
-    MovedClock &operator=( const MovedClock & ) = delete;
 
     void move( PB_INT milliseconds ) { pb::moveClock( milliseconds ); }
     /** Waits until that many threads sleep to a time limit. */
@@ -27,7 +26,7 @@ public:
  * The clock runs faster than the real one while this lives, so that what is polled every few seconds is seen in
  * milliseconds. What is waited for still takes its real time, so waiting goes by the real clock.
  */
-class FastClock {
+class FastClock : Pinned {
 public:
     explicit FastClock( PB_INT itsSpeed ) : speed( itsSpeed ) {}
     ~FastClock()
@@ -35,8 +34,6 @@ public:
         ended = true;
         thread.join();
     }
-    FastClock( const FastClock & ) = delete;
-    FastClock &operator=( const FastClock & ) = delete;
 
     std::atomic<PB_INT> speed; // milliseconds of the clock in a real one
 

@@ -6,7 +6,6 @@
 #define TEST_CONFORMANCE_HPP
 
 #include <support/test_support.h>
-#include <vector>
 
 namespace test {
 

@@ -5,11 +5,11 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <string>
+#include <support/test_support.h>
 
 namespace test {
 
-class Folder {
+class Folder : Pinned {
 public:
     Folder()
     {
@@ -17,8 +17,6 @@ public:
         path = mkdtemp( name.data() );
     }
     ~Folder() { std::filesystem::remove_all( path ); }
-    Folder( const Folder & ) = delete;
-    Folder &operator=( const Folder & ) = delete;
 
     std::string file( const std::string &name ) const { return ( path / name ).string(); }
     /** Writes a file; its path. */

@@ -2,9 +2,7 @@
 #ifndef TEST_MISUSE_H
 #define TEST_MISUSE_H
 
-#include <functional>
 #include <support/test_support.h>
-#include <vector>
 
 namespace test {
 

@@ -9,11 +9,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <sched.h>
-#include <string>
 #include <support/test_support.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace test {
@@ -40,7 +38,7 @@ inline int addLoopback()
 }
 
 /** A second host: a process in a network namespace of its own, gone with the object, and its interfaces with it. */
-class Peer {
+class Peer : Pinned {
 public:
     Peer()
     {
@@ -66,8 +64,6 @@ public:
         kill( process, SIGKILL );
         waitpid( process, nullptr, 0 );
     }
-    Peer( const Peer & ) = delete;
-    Peer &operator=( const Peer & ) = delete;
 
     /** Joins the two hosts: `here` on this one, `there` on the peer, both without addresses, up. */
     void join( const std::string &here, const std::string &there )

@@ -2,12 +2,9 @@
 #ifndef TEST_PROCESSES_HPP
 #define TEST_PROCESSES_HPP
 
-#include <algorithm>
 #include <pr/pr_private.hpp>
 #include <support/test_support.h>
-#include <thread>
 #include <tr/tr_private.h>
-#include <vector>
 
 namespace test {
 

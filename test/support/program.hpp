@@ -2,14 +2,10 @@
 #ifndef TEST_PROGRAM_HPP
 #define TEST_PROGRAM_HPP
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <map>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <poll.h>
 #include <support/namespace.hpp>
 

@@ -5,20 +5,17 @@
 #include <support/test_support.h>
 #include <support/waiting.hpp>
 #include <tr/tr.h>
-#include <vector>
 
 namespace test {
 
 /** A recorder that is told from here to the end of the scope. */
-struct Recording {
+struct Recording : Pinned {
     pb::Ref<TR_SINK> sink;
     explicit Recording( bool highVolume = false ) : sink( pb::adopt( trSinkCreateRecorder( highVolume ) ) )
     {
         trSystemAddSink( sink.get() );
     }
     ~Recording() { trSystemDelSink( sink.get() ); }
-    Recording( const Recording & ) = delete;
-    Recording &operator=( const Recording & ) = delete;
 
     /** The records since the last call. */
     std::vector<pb::Ref<PB_STORE>> take() { return takeAll<PB_STORE>( trSinkTakeRecords( sink.get() ) ); }

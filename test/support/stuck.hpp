@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <fcntl.h>
-#include <string>
 #include <support/test_support.h>
 #include <sys/socket.h>
 

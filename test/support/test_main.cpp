@@ -3,10 +3,7 @@
  * be what they were before it. Work in the background may hold a few of either for a moment: what counts is what
  * several samples in a row agree on.
  */
-#include <chrono>
-#include <map>
 #include <support/test_support.h>
-#include <thread>
 
 namespace {
 

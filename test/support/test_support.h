@@ -1,18 +1,33 @@
 /*
- * What the tests of every library share: the balance of objects and descriptors, and small conveniences.
+ * What the tests of every library share: the balance of objects and descriptors, small conveniences, and the headers of
+ * the C++ library that most of them need.
  */
 #ifndef TEST_SUPPORT_H
 #define TEST_SUPPORT_H
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
+#include <map>
+#include <memory>
+#include <optional>
 #include <pb/pb.hpp>
+#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace test {
+
+/** The base of what is neither copied nor moved. */
+struct Pinned {
+    Pinned() = default;
+    Pinned( const Pinned & ) = delete;
+    Pinned &operator=( const Pinned & ) = delete;
+};
 
 /** Descriptors that the process has open. */
 int openDescriptors();
@@ -55,6 +70,15 @@ std::vector<pb::Ref<T>> takeAll( PB_VECTOR *owned )
     for ( PB_INT i = 0; i < pbVectorLength( held.get() ); ++i )
         objects.push_back( pb::adoptAs<T>( pbVectorObjAt( held.get(), i ) ) );
     return objects;
+}
+
+/** Calls func( 0 ) to func( count - 1 ), each on a thread of its own, and waits for all. */
+template <class Func>
+void onThreads( int count, Func func )
+{
+    std::vector<std::jthread> threads;
+    for ( int index = 0; index < count; ++index )
+        threads.emplace_back( func, index );
 }
 
 /** Tells whether it was fired, to be registered by hand. */

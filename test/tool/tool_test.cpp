@@ -24,8 +24,7 @@ void loopbackUp()
 const int fixture = test::addFixture( 0, { loopbackUp, [] {} } );
 
 using Json = nlohmann::json;
-using test::Program;
-using test::sh;
+using namespace test;
 
 /** This host and a peer: 10.9.0.1 and fd00:9::1 on v0, 10.9.0.2 and fd00:9::2 on w0. */
 class Tool : public testing::Test {

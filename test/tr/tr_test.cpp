@@ -2,19 +2,14 @@
  * Streams, anchors and sinks: what is recorded, what a sink is told that comes late or goes early, alone and under
  * load.
  */
-#include <atomic>
 #include <fcntl.h>
-#include <functional>
 #include <malloc.h>
-#include <map>
 #include <regex>
 #include <support/folder.hpp>
 #include <support/recording.hpp>
 #include <support/stuck.hpp>
 #include <sys/stat.h>
-#include <thread>
 #include <tr/tr_private.h>
-#include <vector>
 
 namespace {
 
@@ -266,7 +261,7 @@ TEST( TrJson, IsReleasedThoughNobodyReads )
     for ( int i = 0; i < 20; ++i )
         trStreamTextCstr( stream().get(), "text", -1 );
 
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for ( Row &row : rows )
         threads.emplace_back( [&row] {
             trSystemDelSink( row.sink.get() );
@@ -276,8 +271,7 @@ TEST( TrJson, IsReleasedThoughNobodyReads )
                 EXPECT_LT( took, 5'000 ) << row.what;
             }
         } );
-    for ( std::thread &thread : threads )
-        thread.join();
+    threads.clear(); // waits for them
     // Once somebody reads, the threads that were left behind end. They finish their line at most.
     EXPECT_TRUE( test::eventually( [&] {
         for ( Row &row : rows )
@@ -399,7 +393,7 @@ void checkOrder( const std::vector<pb::Ref<PB_STORE>> &records )
 TEST( Tr, SinksComeAndGoWhileStreamsLive )
 {
     std::atomic<bool> stop = false;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     Stream shared = stream( "SHARED" );
     for ( int i = 0; i < 4; ++i )
         threads.emplace_back( [&] {
@@ -423,8 +417,7 @@ TEST( Tr, SinksComeAndGoWhileStreamsLive )
         EXPECT_TRUE( recorder.take().empty() );
     }
     stop = true;
-    for ( std::thread &thread : threads )
-        thread.join();
+    threads.clear(); // waits for them
     EXPECT_EQ( tr___SystemSinks, 0 );
 }
 

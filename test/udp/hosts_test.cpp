@@ -19,10 +19,7 @@
 
 namespace {
 
-using test::eventually;
-using test::sh;
-using test::str;
-using test::textOf;
+using namespace test;
 
 const int loopback = test::addLoopback();
 test::Peer *peer = nullptr;

@@ -1,19 +1,13 @@
 /*
  * The observer: what it reports for which descriptor, and what it must not report after a change, alone and under load.
  */
-#include <array>
-#include <atomic>
 #include <fcntl.h>
-#include <functional>
-#include <map>
 #include <mutex>
 #include <netinet/in.h>
 #include <support/test_support.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <thread>
 #include <unix/unix.h>
-#include <vector>
 
 namespace {
 
@@ -377,11 +371,7 @@ TEST( UnixFdObserver, EightThreadsRegisterAndRemove )
     Observer observer;
     Slots slots;
     std::thread server( serve, std::ref( observer ), std::ref( slots ) );
-    std::vector<std::thread> threads;
-    for ( int i = 0; i < 8; ++i )
-        threads.emplace_back( registerAndRemove, std::ref( observer ), std::ref( slots ), 400 );
-    for ( std::thread &thread : threads )
-        thread.join();
+    test::onThreads( 8, [&]( int ) { registerAndRemove( observer, slots, 400 ); } );
     pbSignalAssert( observer.abort.get() );
     server.join();
 }

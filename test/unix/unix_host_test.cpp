@@ -8,9 +8,7 @@
 #include <support/test_support.h>
 #include <support/waiting.hpp>
 #include <sys/wait.h>
-#include <thread>
 #include <unix/unix.h>
-#include <vector>
 
 namespace {
 
@@ -155,11 +153,10 @@ TEST( UnixCommand, EndsAtItsLimit )
     const Children hosts[] = { { SIG_DFL, 0 }, { SIG_IGN, 0 }, { SIG_DFL, SA_NOCLDWAIT }, { waitForAll, 0 } };
     for ( const Children &host : hosts ) {
         Handling handling( host );
-        std::vector<std::thread> threads;
+        std::vector<std::jthread> threads;
         for ( const Late &row : rows )
             threads.emplace_back( checkLate, row );
-        for ( std::thread &thread : threads )
-            thread.join();
+        threads.clear(); // waits for them
         EXPECT_EQ( waitpid( -1, nullptr, WNOHANG ), -1 ) << "a child is left";
     }
 }
