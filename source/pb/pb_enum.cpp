@@ -63,34 +63,50 @@ private:
     std::vector<Member> members;
 };
 
+template <class T>
+PB_INT compareVocabularies( PB_OBJ *thisObj, PB_OBJ *thatObj )
+{
+    return static_cast<T *>( thisObj )->vocabulary.compare( static_cast<T *>( thatObj )->vocabulary );
+}
+
+template <class T>
+T *createVocabularyFrom( T *source )
+{
+    PB_ASSERT( source );
+    return pb::copy( *source );
+}
+
+/** Whether a name is in an enumeration or a flag set, which aborts call `handle`. */
+template <class T>
+PB_BOOL hasName( T *object, const char *handle, const char *name, PB_INT length )
+{
+    if ( !object )
+        pb___Abort( nullptr, __FILE__, __LINE__, handle );
+    PB_ASSERT( name || length == 0 );
+    PB_ASSERT( length >= -1 );
+    return object->vocabulary.namedCstr( name, length ) != nullptr;
+}
+
 } // namespace
 
 /** What both classes have: the standard functions, Create, CreateFrom, and whether a name is in it. */
-#define VOCABULARY_DEFINE( NAME, prefix, handle, Has )                                                           \
-    struct NAME : PB_OBJ {                                                                                       \
-        Vocabulary vocabulary;                                                                                   \
-    };                                                                                                           \
-    static PB_INT pb___compare_##NAME( PB_OBJ *thisObj, PB_OBJ *thatObj )                                        \
-    {                                                                                                            \
-        return static_cast<NAME *>( thisObj )->vocabulary.compare( static_cast<NAME *>( thatObj )->vocabulary ); \
-    }                                                                                                            \
-    PB_CLASS_DEFINE( NAME, prefix, pb::destroy<NAME>, pb___compare_##NAME, nullptr );                            \
-    NAME *prefix##Create( void )                                                                                 \
-    {                                                                                                            \
-        return pb::create<NAME>();                                                                               \
-    }                                                                                                            \
-    NAME *prefix##CreateFrom( NAME *source )                                                                     \
-    {                                                                                                            \
-        PB_ASSERT( source );                                                                                     \
-        return pb::copy( *source );                                                                              \
-    }                                                                                                            \
-    PB_BOOL prefix##Has( NAME *handle, const char *name, PB_INT length )                                         \
-    {                                                                                                            \
-        PB_ASSERT( handle );                                                                                     \
-        PB_ASSERT( name || length == 0 );                                                                        \
-        PB_ASSERT( length >= -1 );                                                                               \
-        return handle->vocabulary.namedCstr( name, length ) != nullptr;                                          \
-    }                                                                                                            \
+#define VOCABULARY_DEFINE( NAME, prefix, handle, Has )                                      \
+    struct NAME : PB_OBJ {                                                                  \
+        Vocabulary vocabulary;                                                              \
+    };                                                                                      \
+    PB_CLASS_DEFINE( NAME, prefix, pb::destroy<NAME>, compareVocabularies<NAME>, nullptr ); \
+    NAME *prefix##Create( void )                                                            \
+    {                                                                                       \
+        return pb::create<NAME>();                                                          \
+    }                                                                                       \
+    NAME *prefix##CreateFrom( NAME *source )                                                \
+    {                                                                                       \
+        return createVocabularyFrom( source );                                              \
+    }                                                                                       \
+    PB_BOOL prefix##Has( NAME *handle, const char *name, PB_INT length )                    \
+    {                                                                                       \
+        return hasName( handle, #handle, name, length );                                    \
+    }                                                                                       \
     static_assert( true )
 
 VOCABULARY_DEFINE( PB_ENUM, pbEnum, enm, HasCstr );

@@ -3,7 +3,7 @@
 #define IN_ADDRESS_VERSION_PRIVATE_H
 
 #include <in/base/in_address_version.h>
-#include <in/base/in_vocabulary_private.hpp>
+#include <in/kit/in_vocabulary_private.hpp>
 
 IN_VOCABULARY_DECLARE( PB_ENUM, in___AddressVersion, in___AddressVersionEnum );
 

@@ -3,7 +3,7 @@
 #define IN_FLAGS_PRIVATE_H
 
 #include <in/base/in_flags.h>
-#include <in/base/in_vocabulary_private.hpp>
+#include <in/kit/in_vocabulary_private.hpp>
 
 IN_VOCABULARY_DECLARE( PB_FLAGSET, in___Flags, in___FlagsFlagset );
 

@@ -1,6 +1,6 @@
 /* Stack options. No state. */
 #include <in/base/in_options.h>
-#include <in/base/in_settings_private.hpp>
+#include <in/kit/in_settings_private.hpp>
 
 struct IN_OPTIONS : PB_OBJ {
     PB_INT flags = 0; // normalised
@@ -38,7 +38,7 @@ struct IN_OPTIONS : PB_OBJ {
 
 IN_OPTIONS_DEFINE( IN_OPTIONS, inOptions, in___Options );
 
-IN_GETTER_DEFINE( IN_OPTIONS, inOptionsFlags, opt, PB_INT, opt->flags );
+IN_GETTER_DEFINE( IN_OPTIONS, inOptionsFlags, opt, PB_INT, flags );
 
 void inOptionsSetFlags( IN_OPTIONS **opt, PB_INT flags )
 {

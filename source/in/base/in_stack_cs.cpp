@@ -1,6 +1,6 @@
 /* The binding of stacks to the configuration store. */
-#include <in/base/in_configured_private.hpp>
 #include <in/base/in_stack_private.h>
+#include <in/kit/in_configured_private.hpp>
 
 static CS_STATUS_REPORTER *in___StackStatusFunc( PB_OBJ *obj )
 {

@@ -9,6 +9,7 @@
 #include <in/channel/in_path_private.hpp>
 #include <in/channel/in_stack_opening_private.hpp>
 #include <in/filter/in_filter.h>
+#include <in/kit/in_accessors_private.hpp>
 #include <in/map/in_map_stack.h>
 #include <pb/pb_vector.h>
 
@@ -87,15 +88,10 @@ PB_VECTOR *pairVector( const pb::Ref<T> &rtp, const pb::Ref<T> &rtcp )
 
 /** The getters of a part that may be absent. */
 #define IN___CHANNEL_PART( TYPE, prefix, chan, Name, part, PART ) \
-    PART *prefix##Name( TYPE *chan )                              \
-    {                                                             \
-        PB_ASSERT( chan );                                        \
-        return chan->part.retained();                             \
-    }                                                             \
+    IN_GETTER_DEFINE( TYPE, prefix##Name, chan, PART *, part );   \
     PB_BOOL prefix##Has##Name( TYPE *chan )                       \
     {                                                             \
-        PB_ASSERT( chan );                                        \
-        return PB_BOOL_FROM( chan->part );                        \
+        return in::has( chan, &TYPE::part, IN_PLACE( chan ) );    \
     }
 
 /** A state of the path, a bool, and those who wait for it. */
@@ -122,11 +118,7 @@ PB_VECTOR *pairVector( const pb::Ref<T> &rtp, const pb::Ref<T> &rtcp )
         PB_ASSERT( chan );                                                    \
         trAnchorComplete( anchor, chan->stream.get() );                       \
     }                                                                         \
-    IN_STACK *prefix##Stack( TYPE *chan )                                     \
-    {                                                                         \
-        PB_ASSERT( chan );                                                    \
-        return chan->stack.retained();                                        \
-    }                                                                         \
+    IN_GETTER_DEFINE( TYPE, prefix##Stack, chan, IN_STACK *, stack );         \
     IN___CHANNEL_PART( TYPE, prefix, chan, QosStack, qosStack, IN_QOS_STACK ) \
     IN___CHANNEL_PART( TYPE, prefix, chan, MapStack, mapStack, IN_MAP_STACK ) \
     IN___CHANNEL_PART( TYPE, prefix, chan, Filter, filter, IN_FILTER )        \

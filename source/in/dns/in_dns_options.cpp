@@ -1,6 +1,6 @@
 /* DNS options. No state. */
-#include <in/base/in_settings_private.hpp>
 #include <in/dns/in_dns_options.h>
+#include <in/kit/in_settings_private.hpp>
 
 struct IN_DNS_OPTIONS : PB_OBJ {
     in::Setting<PB_INT> maxBlockDuration;

@@ -1,8 +1,8 @@
 /* Filter entries. No state. */
 #include <in/base/in_address.h>
-#include <in/base/in_settings_private.hpp>
 #include <in/dns/in_dns_idna.h>
 #include <in/filter/in_filter_entry.h>
+#include <in/kit/in_settings_private.hpp>
 
 static PB_BOOL in___FilterEntryHostOk( PB_STRING *host )
 {
@@ -98,12 +98,8 @@ void IN_FILTER_ENTRY::checkPrefixes( in::Report &report ) const
         report.add( "dnsSrvPrefixes", "without effect, since the flags do not ask for SRV records" );
 }
 
-static PB_INT in___FilterEntryCompFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
-{
-    return in::compareOptions( *inFilterEntryFrom( thisObj ), *inFilterEntryFrom( thatObj ) );
-}
-
-PB_CLASS_DEFINE( IN_FILTER_ENTRY, inFilterEntry, pb::destroy<IN_FILTER_ENTRY>, in___FilterEntryCompFunc, nullptr );
+PB_CLASS_DEFINE(
+    IN_FILTER_ENTRY, inFilterEntry, pb::destroy<IN_FILTER_ENTRY>, in::compareOptionsObjects<IN_FILTER_ENTRY>, nullptr );
 
 IN_FILTER_ENTRY *inFilterEntryCreate( PB_STRING *host )
 {
@@ -114,17 +110,9 @@ IN_FILTER_ENTRY *inFilterEntryCreate( PB_STRING *host )
     return entry;
 }
 
-IN_FILTER_ENTRY *inFilterEntryCreateFrom( IN_FILTER_ENTRY *source )
-{
-    PB_ASSERT( source );
-    return pb::copy( *source );
-}
+IN_CREATE_FROM_DEFINE( IN_FILTER_ENTRY, inFilterEntry );
 
-PB_STRING *inFilterEntryHost( IN_FILTER_ENTRY *entry )
-{
-    PB_ASSERT( entry );
-    return entry->host.retained();
-}
+IN_GETTER_DEFINE( IN_FILTER_ENTRY, inFilterEntryHost, entry, PB_STRING *, host );
 
 void inFilterEntrySetHost( IN_FILTER_ENTRY **entry, PB_STRING *host )
 {
@@ -134,11 +122,7 @@ void inFilterEntrySetHost( IN_FILTER_ENTRY **entry, PB_STRING *host )
     PB_UNSHARE( entry, inFilterEntryCreateFrom ).host = pb::share( host );
 }
 
-PB_INT inFilterEntryFlags( IN_FILTER_ENTRY *entry )
-{
-    PB_ASSERT( entry );
-    return entry->flags;
-}
+IN_GETTER_DEFINE( IN_FILTER_ENTRY, inFilterEntryFlags, entry, PB_INT, flags );
 
 void inFilterEntrySetFlags( IN_FILTER_ENTRY **entry, PB_INT flags )
 {

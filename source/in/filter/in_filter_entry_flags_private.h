@@ -2,8 +2,8 @@
 #ifndef IN_FILTER_ENTRY_FLAGS_PRIVATE_H
 #define IN_FILTER_ENTRY_FLAGS_PRIVATE_H
 
-#include <in/base/in_vocabulary_private.hpp>
 #include <in/filter/in_filter_entry_flags.h>
+#include <in/kit/in_vocabulary_private.hpp>
 
 IN_VOCABULARY_DECLARE( PB_FLAGSET, in___FilterEntryFlags, in___FilterEntryFlagsFlagset );
 

@@ -1,7 +1,7 @@
 /* Filter options. No state. */
 #include <in/base/in_address.h>
-#include <in/base/in_settings_private.hpp>
 #include <in/filter/in_filter_options.h>
+#include <in/kit/in_settings_private.hpp>
 
 struct IN_FILTER_OPTIONS : PB_OBJ {
     pb::Ref<PB_VECTOR> entries;

@@ -1,5 +1,5 @@
 /* Layer-2 addresses. No state. */
-#include <in/base/in_settings_private.hpp>
+#include <in/kit/in_accessors_private.hpp>
 #include <in/nw/in_nw_address.h>
 
 struct IN_NW_ADDRESS : PB_OBJ {

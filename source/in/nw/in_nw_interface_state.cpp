@@ -1,5 +1,5 @@
 /* Snapshots of interfaces: one table of rows for storing, restoring and comparing. No state of its own. */
-#include <in/base/in_settings_private.hpp>
+#include <in/kit/in_settings_private.hpp>
 #include <in/nw/in_nw_interface_state.h>
 #include <pb/pb_dict.h>
 
@@ -122,24 +122,15 @@ struct IN_NW_INTERFACE_STATE : PB_OBJ {
     }
 };
 
-static PB_INT in___NwInterfaceStateCompareFunc( PB_OBJ *thisObj, PB_OBJ *thatObj )
-{
-    return in::compareOptions( *inNwInterfaceStateFrom( thisObj ), *inNwInterfaceStateFrom( thatObj ) );
-}
-
 PB_CLASS_DEFINE( IN_NW_INTERFACE_STATE, inNwInterfaceState, pb::destroy<IN_NW_INTERFACE_STATE>,
-    in___NwInterfaceStateCompareFunc, nullptr );
+    in::compareOptionsObjects<IN_NW_INTERFACE_STATE>, nullptr );
 
 IN_NW_INTERFACE_STATE *inNwInterfaceStateCreate( void )
 {
     return pb::create<IN_NW_INTERFACE_STATE>();
 }
 
-IN_NW_INTERFACE_STATE *inNwInterfaceStateCreateFrom( IN_NW_INTERFACE_STATE *source )
-{
-    PB_ASSERT( source );
-    return pb::copy( *source );
-}
+IN_CREATE_FROM_DEFINE( IN_NW_INTERFACE_STATE, inNwInterfaceState );
 
 PB_STORE *inNwInterfaceStateStore( IN_NW_INTERFACE_STATE *state )
 {
@@ -177,71 +168,106 @@ void inNwInterfaceStateSetFlags( IN_NW_INTERFACE_STATE **state, PB_INT flags )
     PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).flags = inNwInterfaceFlagsNormalize( flags );
 }
 
+namespace {
+
+using State = IN_NW_INTERFACE_STATE;
+
+/** An optional number of a state. Other than that of options, its getter aborts when it is absent. */
+PB_INT presentNumber( State *state, PB_INT State::*member, const char *hasNumber, const in::Place &place )
+{
+    in::assertAt( in::has( state, member, place ), hasNumber, place );
+    return state->*member;
+}
+
+/** A set of a state, whose members are of class T. */
+template <class T, class Test>
+struct Set {
+    pb::Ref<PB_DICT> State::*member;
+    in::Parameter<Test> item; // what is asked of an object that is entered
+
+    PB_DICT *of( State *state, const in::Place &place ) const { return ( in::existing( state, place ).*member ).get(); }
+    T *at( State *state, PB_INT index, const in::Place &place ) const
+    {
+        return pb::adoptAs<T>( pbDictKeyAt( of( state, place ), index ) ).give();
+    }
+    bool has( State *state, T *object, const in::Place &place ) const
+    {
+        PB_DICT *objects = of( state, place );
+        in::assertAt( object, item.name, place );
+        return pbDictHas( objects, pb::obj( object ) );
+    }
+    void enter( State **state, T *object, const in::Place &place ) const
+    {
+        in::assertHandle( state, place );
+        item.check( object, place );
+        pbDictSet( ( in::unshared( state ).*member ).handle(), pb::obj( object ), pb::obj( object ) );
+    }
+    void remove( State **state, T *object, const in::Place &place ) const
+    {
+        in::assertHandle( state, place );
+        in::assertAt( object, item.name, place );
+        pbDictDel( ( in::unshared( state ).*member ).handle(), pb::obj( object ) );
+    }
+};
+
+template <class T, class Test>
+constexpr Set<T, Test> setOf( pb::Ref<PB_DICT> State::*member, in::Parameter<Test> item )
+{
+    return { member, item };
+}
+
+} // namespace
+
 /** Defines what IN_NW_STATE_NUMBER declares. `parameter` names the value in `precondition`, the text of the abort. */
-#define IN_NW_STATE_NUMBER_DEFINE( Layer, Name, member, parameter, precondition )                \
-    PB_INT inNwInterfaceState##Layer##Name( IN_NW_INTERFACE_STATE *state )                       \
-    {                                                                                            \
-        PB_ASSERT( inNwInterfaceState##Layer##Has##Name( state ) );                              \
-        return state->member;                                                                    \
-    }                                                                                            \
-    PB_BOOL inNwInterfaceState##Layer##Has##Name( IN_NW_INTERFACE_STATE *state )                 \
-    {                                                                                            \
-        PB_ASSERT( state );                                                                      \
-        return state->member != absent;                                                          \
-    }                                                                                            \
-    void inNwInterfaceState##Layer##Set##Name( IN_NW_INTERFACE_STATE **state, PB_INT parameter ) \
-    {                                                                                            \
-        IN_ASSERT_HANDLE( state );                                                               \
-        if ( !( precondition ) )                                                                 \
-            pb___Abort( nullptr, __FILE__, __LINE__, #precondition );                            \
-        PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).member = parameter;                    \
-    }                                                                                            \
-    void inNwInterfaceState##Layer##Del##Name( IN_NW_INTERFACE_STATE **state )                   \
-    {                                                                                            \
-        IN_ASSERT_HANDLE( state );                                                               \
-        PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).member = absent;                       \
-    }                                                                                            \
+#define IN_NW_STATE_NUMBER_DEFINE( Layer, Name, member, parameter, precondition )                             \
+    PB_INT inNwInterfaceState##Layer##Name( State *state )                                                    \
+    {                                                                                                         \
+        return presentNumber(                                                                                 \
+            state, &State::member, "inNwInterfaceState" #Layer "Has" #Name "( state )", IN_PLACE( state ) );  \
+    }                                                                                                         \
+    PB_BOOL inNwInterfaceState##Layer##Has##Name( State *state )                                              \
+    {                                                                                                         \
+        return in::has( state, &State::member, IN_PLACE( state ) );                                           \
+    }                                                                                                         \
+    static constexpr auto member##Parameter = IN_PARAMETER( PB_INT, parameter, precondition, #precondition ); \
+    void inNwInterfaceState##Layer##Set##Name( State **state, PB_INT parameter )                              \
+    {                                                                                                         \
+        in::set( state, &State::member, parameter, member##Parameter, IN_PLACE( state ) );                    \
+    }                                                                                                         \
+    void inNwInterfaceState##Layer##Del##Name( State **state )                                                \
+    {                                                                                                         \
+        in::del( state, &State::member, IN_PLACE( state ) );                                                  \
+    }                                                                                                         \
     static_assert( true )
 
 /** Defines what IN_NW_STATE_SET declares, likewise. */
-#define IN_NW_STATE_SET_DEFINE( Layer, Many, One, member, TYPE, parameter, precondition )        \
-    PB_VECTOR *inNwInterfaceState##Layer##Many##Vector( IN_NW_INTERFACE_STATE *state )           \
-    {                                                                                            \
-        PB_ASSERT( state );                                                                      \
-        return pbDictKeysVector( state->member.get() );                                          \
-    }                                                                                            \
-    PB_INT inNwInterfaceState##Layer##Many##Length( IN_NW_INTERFACE_STATE *state )               \
-    {                                                                                            \
-        PB_ASSERT( state );                                                                      \
-        return pbDictLength( state->member.get() );                                              \
-    }                                                                                            \
-    TYPE *inNwInterfaceState##Layer##One##At( IN_NW_INTERFACE_STATE *state, PB_INT index )       \
-    {                                                                                            \
-        PB_ASSERT( state );                                                                      \
-        return pb::adoptAs<TYPE>( pbDictKeyAt( state->member.get(), index ) ).give();            \
-    }                                                                                            \
-    PB_BOOL inNwInterfaceState##Layer##Has##One( IN_NW_INTERFACE_STATE *state, TYPE *parameter ) \
-    {                                                                                            \
-        PB_ASSERT( state );                                                                      \
-        PB_ASSERT( parameter );                                                                  \
-        return pbDictHas( state->member.get(), pb::obj( parameter ) );                           \
-    }                                                                                            \
-    void inNwInterfaceState##Layer##Set##One( IN_NW_INTERFACE_STATE **state, TYPE *parameter )   \
-    {                                                                                            \
-        IN_ASSERT_HANDLE( state );                                                               \
-        PB_ASSERT( parameter );                                                                  \
-        if ( !( precondition ) )                                                                 \
-            pb___Abort( nullptr, __FILE__, __LINE__, #precondition );                            \
-        pb::Ref<PB_DICT> &set = PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).member;        \
-        pbDictSet( set.handle(), pb::obj( parameter ), pb::obj( parameter ) );                   \
-    }                                                                                            \
-    void inNwInterfaceState##Layer##Del##One( IN_NW_INTERFACE_STATE **state, TYPE *parameter )   \
-    {                                                                                            \
-        IN_ASSERT_HANDLE( state );                                                               \
-        PB_ASSERT( parameter );                                                                  \
-        pb::Ref<PB_DICT> &set = PB_UNSHARE( state, inNwInterfaceStateCreateFrom ).member;        \
-        pbDictDel( set.handle(), pb::obj( parameter ) );                                         \
-    }                                                                                            \
+#define IN_NW_STATE_SET_DEFINE( Layer, Many, One, member, TYPE, parameter, precondition )              \
+    static constexpr auto member =                                                                     \
+        setOf<TYPE>( &State::member, IN_PARAMETER( TYPE *, parameter, precondition, #precondition ) ); \
+    PB_VECTOR *inNwInterfaceState##Layer##Many##Vector( State *state )                                 \
+    {                                                                                                  \
+        return pbDictKeysVector( member.of( state, IN_PLACE( state ) ) );                              \
+    }                                                                                                  \
+    PB_INT inNwInterfaceState##Layer##Many##Length( State *state )                                     \
+    {                                                                                                  \
+        return pbDictLength( member.of( state, IN_PLACE( state ) ) );                                  \
+    }                                                                                                  \
+    TYPE *inNwInterfaceState##Layer##One##At( State *state, PB_INT index )                             \
+    {                                                                                                  \
+        return member.at( state, index, IN_PLACE( state ) );                                           \
+    }                                                                                                  \
+    PB_BOOL inNwInterfaceState##Layer##Has##One( State *state, TYPE *parameter )                       \
+    {                                                                                                  \
+        return member.has( state, parameter, IN_PLACE( state ) );                                      \
+    }                                                                                                  \
+    void inNwInterfaceState##Layer##Set##One( State **state, TYPE *parameter )                         \
+    {                                                                                                  \
+        member.enter( state, parameter, IN_PLACE( state ) );                                           \
+    }                                                                                                  \
+    void inNwInterfaceState##Layer##Del##One( State **state, TYPE *parameter )                         \
+    {                                                                                                  \
+        member.remove( state, parameter, IN_PLACE( state ) );                                          \
+    }                                                                                                  \
     static_assert( true )
 
 IN_OPTIONAL_DEFINE(

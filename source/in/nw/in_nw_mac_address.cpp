@@ -1,6 +1,6 @@
 /* Hardware addresses of interfaces. No state. */
 #include <array>
-#include <in/base/in_settings_private.hpp>
+#include <in/kit/in_accessors_private.hpp>
 #include <in/nw/in_nw_mac_address.h>
 #include <pb/pb_text.hpp>
 

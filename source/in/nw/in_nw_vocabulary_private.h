@@ -2,7 +2,7 @@
 #ifndef IN_NW_VOCABULARY_PRIVATE_H
 #define IN_NW_VOCABULARY_PRIVATE_H
 
-#include <in/base/in_vocabulary_private.hpp>
+#include <in/kit/in_vocabulary_private.hpp>
 #include <in/nw/in_nw_address_type.h>
 #include <in/nw/in_nw_interface_flags.h>
 #include <in/nw/in_nw_interface_status.h>

@@ -1,5 +1,5 @@
 /* QoS options. No state. */
-#include <in/base/in_settings_private.hpp>
+#include <in/kit/in_settings_private.hpp>
 #include <in/qos/in_qos_options.h>
 
 namespace {
@@ -88,7 +88,7 @@ struct IN_QOS_OPTIONS : PB_OBJ {
 
 IN_OPTIONS_DEFINE( IN_QOS_OPTIONS, inQosOptions, in___QosOptions );
 
-IN_GETTER_DEFINE( IN_QOS_OPTIONS, inQosOptionsDefaults, opt, PB_INT, opt->defaults );
+IN_GETTER_DEFINE( IN_QOS_OPTIONS, inQosOptionsDefaults, opt, PB_INT, defaults );
 
 void inQosOptionsSetDefaults( IN_QOS_OPTIONS **opt, PB_INT dflt )
 {

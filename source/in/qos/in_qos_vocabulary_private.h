@@ -2,7 +2,7 @@
 #ifndef IN_QOS_VOCABULARY_PRIVATE_H
 #define IN_QOS_VOCABULARY_PRIVATE_H
 
-#include <in/base/in_vocabulary_private.hpp>
+#include <in/kit/in_vocabulary_private.hpp>
 #include <in/qos/in_qos_vocabulary.h>
 
 IN_VOCABULARY_DECLARE( PB_ENUM, in___QosDefaults, in___QosDefaultsEnum );

@@ -2,7 +2,7 @@
 #ifndef IN_TCP_FLAGS_PRIVATE_H
 #define IN_TCP_FLAGS_PRIVATE_H
 
-#include <in/base/in_vocabulary_private.hpp>
+#include <in/kit/in_vocabulary_private.hpp>
 #include <in/tcp/in_tcp_flags.h>
 
 IN_VOCABULARY_DECLARE( PB_FLAGSET, in___TcpFlags, in___TcpFlagsFlagset );

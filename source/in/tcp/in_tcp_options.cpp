@@ -1,5 +1,6 @@
 /* TCP options. No state. */
-#include <in/base/in_endpoint_private.hpp>
+#include <in/kit/in_port_range_private.hpp>
+#include <in/kit/in_settings_private.hpp>
 #include <in/tcp/in_tcp_options.h>
 
 struct IN_TCP_OPTIONS : PB_OBJ {

@@ -2,7 +2,7 @@
 #ifndef IN_UDP_FLAGS_PRIVATE_H
 #define IN_UDP_FLAGS_PRIVATE_H
 
-#include <in/base/in_vocabulary_private.hpp>
+#include <in/kit/in_vocabulary_private.hpp>
 #include <in/udp/in_udp_flags.h>
 
 IN_VOCABULARY_DECLARE( PB_FLAGSET, in___UdpFlags, in___UdpFlagsFlagset );

@@ -1,5 +1,5 @@
 /* UDP matches. No state. */
-#include <in/base/in_settings_private.hpp>
+#include <in/kit/in_accessors_private.hpp>
 #include <in/udp/in_udp_match.h>
 #include <pb/pb_dict.h>
 

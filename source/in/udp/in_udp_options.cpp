@@ -1,5 +1,6 @@
 /* UDP options. No state. */
-#include <in/base/in_endpoint_private.hpp>
+#include <in/kit/in_port_range_private.hpp>
+#include <in/kit/in_settings_private.hpp>
 #include <in/udp/in_udp_options.h>
 
 struct IN_UDP_OPTIONS : PB_OBJ {

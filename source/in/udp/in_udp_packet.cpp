@@ -1,5 +1,5 @@
 /* UDP packets. No state. */
-#include <in/base/in_settings_private.hpp>
+#include <in/kit/in_accessors_private.hpp>
 #include <in/udp/in_udp_packet_private.h>
 
 struct IN_UDP_PACKET : PB_OBJ {
