@@ -1,12 +1,7 @@
-/* Configurations as values and as files: updates by date and version, normalising, saving while being killed. */
+/* Configurations as values and as files: updates by date and version, normalising. */
 #include "box.hpp"
-#include <csignal>
-#include <fcntl.h>
 #include <pb/pb_module.hpp>
 #include <support/folder.hpp>
-#include <support/misuse.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 
 using namespace test;
 
@@ -172,10 +167,8 @@ TEST( Config, ChecksConditionsAndRecords )
 TEST( ConfigDeathTest, Misuse )
 {
     auto backend = test::boxBackend();
-    test::expectAborts( {
-        { "sortIsNew", [] { test::boxBackend(); } },
-        { "cs___DateOk( day )", [] { step( "2019-02-29", "", 0 ); } },
-    } );
+    EXPECT_DEATH( test::boxBackend(), "sortIsNew" );
+    EXPECT_DEATH( step( "2019-02-29", "", 0 ), "cs___DateOk" );
 }
 
 TEST( File, FailuresNameThePathAndLeaveTheFileAlone )
@@ -204,87 +197,4 @@ TEST( File, FailuresNameThePathAndLeaveTheFileAlone )
     Modules modules;
     EXPECT_EQ( save( config.get(), path ), "" );
     EXPECT_EQ( test::encoded( load( path ).get() ), folder.read( "config.json" ) );
-}
-
-/** A configuration that tells its generation, and is long enough for a write to be interrupted. */
-static Config generation( PB_INT number )
-{
-    Config config = pb::adopt( csConfigCreate() );
-    Store store = pb::adopt( pbStoreCreate() );
-    pbStoreSetValueIntCstr( store.handle(), "size", -1, number );
-    for ( int i = 0; i < 300; ++i )
-        csConfigSetObject( config.handle(), pb::format( "object %i", i ).get(), test::str( "S" ).get(), store.get() );
-    return config;
-}
-
-/** The generation that a file holds, -1 unless all its objects are of one. */
-static PB_INT generationOf( CS_CONFIG *config )
-{
-    PB_INT number = -1;
-    for ( int i = 0; i < 300; ++i ) {
-        Store store = pb::adopt( csConfigObjectConfig( config, pb::format( "object %i", i ).get() ) );
-        if ( !store || ( i > 0 && test::sizeIn( store.get() ) != number ) )
-            return -1;
-        number = test::sizeIn( store.get() );
-    }
-    return number;
-}
-
-/** Saves one generation after the other and reports each that was saved, until it is killed. */
-[[noreturn]] static void saveForever( const std::string &path, PB_INT number, int reports )
-{
-    prctl( PR_SET_PDEATHSIG, SIGKILL );
-    for ( ;; ) {
-        ++number;
-        if ( !save( generation( number ).get(), path ).empty() || write( reports, &number, sizeof number ) < 0 )
-            _exit( 1 );
-    }
-}
-
-TEST( File, SurvivesBeingKilledWhileSaving )
-{
-    constexpr int kills = 60;
-    test::Folder folder;
-    std::string path = folder.file( "config.json" );
-    auto begin = std::chrono::steady_clock::now();
-    ASSERT_EQ( save( generation( 0 ).get(), path ), "" );
-    auto oneSave = std::chrono::duration_cast<std::chrono::microseconds>( std::chrono::steady_clock::now() - begin );
-    std::mt19937 random( 1 );
-    PB_INT saved = 0, leftOver = 0;
-    auto others = [&] { return std::distance( std::filesystem::directory_iterator( folder.path ), {} ) - 1; };
-    for ( int i = 0; i < kills; ++i ) {
-        int ends[2];
-        ASSERT_EQ( pipe2( ends, O_CLOEXEC ), 0 );
-        pb::Fd reports( ends[0] ), reporting( ends[1] );
-        pid_t child = fork();
-        ASSERT_GE( child, 0 );
-        if ( child == 0 )
-            saveForever( path, saved, reporting.get() );
-        reporting.close();
-        // Every other child is left alone until it has saved once; from there on the moment is random.
-        PB_INT reported = saved;
-        bool waits = i % 2;
-        ASSERT_TRUE( !waits || read( reports.get(), &reported, sizeof reported ) == sizeof reported );
-        std::this_thread::sleep_for( oneSave * ( random() % 2000 ) / 1000 );
-        kill( child, SIGKILL );
-        int status = 0;
-        ASSERT_EQ( waitpid( child, &status, 0 ), child );
-        ASSERT_TRUE( WIFSIGNALED( status ) && WTERMSIG( status ) == SIGKILL ) << status;
-        while ( read( reports.get(), &reported, sizeof reported ) == sizeof reported )
-            continue;
-
-        std::string error;
-        Config config = load( path, &error );
-        ASSERT_TRUE( config ) << error;
-        saved = generationOf( config.get() );
-        ASSERT_GE( saved, reported );
-        ASSERT_LE( saved, reported + 1 );
-        leftOver += others() > 0;
-        ASSERT_LE( others(), 1 );
-    }
-    RecordProperty( "generations", std::to_string( saved ) );
-    RecordProperty( "leftOver", std::to_string( leftOver ) );
-    EXPECT_GE( saved, kills / 2 );
-    EXPECT_EQ( save( generation( saved + 1 ).get(), path ), "" );
-    EXPECT_EQ( folder.names(), "config.json " ) << "what killed saves left is removed by the next";
 }

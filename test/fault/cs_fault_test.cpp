@@ -36,22 +36,38 @@ TEST_F( FaultConfig, LoadsOrSaysWhyNot )
     } );
 }
 
+bool save( const std::string &path, const char *name, pb::Ref<PB_STRING> &error )
+{
+    pb::Ref<CS_CONFIG> config = pb::adopt( csConfigCreate() );
+    csConfigSetObject( config.handle(), pb::string( name ).get(), pb::string( "UNKNOWN" ).get(), nullptr );
+    fault::Armed armed;
+    return csConfigTrySave( config.get(), pb::string( path ).get(), error.handle() );
+}
+
 TEST_F( FaultConfig, SavesWholeOrLeavesTheOldOne )
 {
     fault::ladder( { "saved", "refused" }, [&] {
         write( "config", stored );
-        pb::Ref<CS_CONFIG> config = pb::adopt( csConfigCreate() );
-        csConfigSetObject( config.handle(), pb::string( "new" ).get(), pb::string( "UNKNOWN" ).get(), nullptr );
         pb::Ref<PB_STRING> error;
-        bool saved;
-        {
-            fault::Armed armed;
-            saved = csConfigTrySave( config.get(), pb::string( file( "config" ) ).get(), error.handle() );
-        }
+        bool saved = save( file( "config" ), "new", error );
         EXPECT_TRUE( holdsObject( file( "config" ), saved ? "new" : "stored" ) ) << "after " << fault::failedCall();
         EXPECT_EQ( names(), "config " ) << "another file is left after " << fault::failedCall();
         return saved ? "saved" : error ? "refused" : "no reason";
     } );
+}
+
+/** What a saver that died leaves beside the file, the next one removes. */
+TEST_F( FaultConfig, IsWholeThoughItsSaverDies )
+{
+    pb::Ref<PB_STRING> error;
+    write( "config", stored );
+    fault::deaths( [&] { save( file( "config" ), "new", error ); },
+        [&]( int call ) {
+            EXPECT_TRUE( holdsObject( file( "config" ), "stored" ) || holdsObject( file( "config" ), "new" ) ) << call;
+            EXPECT_LE( std::distance( std::filesystem::directory_iterator( path ), {} ), 2 ) << call;
+        } );
+    EXPECT_TRUE( holdsObject( file( "config" ), "new" ) );
+    EXPECT_EQ( names(), "config " );
 }
 
 } // namespace

@@ -113,3 +113,20 @@ void fault::ladder( std::initializer_list<std::string_view> outcomes, const std:
     }
     FAIL() << "the ladder does not end";
 }
+
+void fault::deaths( const std::function<void()> &scenario, const std::function<void( int call )> &look )
+{
+    for ( int call = 1, status = 1; status != 0; ++call ) {
+        pid_t child = fork();
+        if ( child == 0 ) {
+            plan.target = call;
+            plan.error = DEATH;
+            plan.count = 0;
+            scenario();
+            _exit( 0 );
+        }
+        ASSERT_EQ( waitpid( child, &status, 0 ), child );
+        ASSERT_TRUE( WIFEXITED( status ) && call < RUNG_LIMIT );
+        look( call );
+    }
+}

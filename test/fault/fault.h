@@ -26,6 +26,9 @@ std::string_view failedCall();
  */
 void ladder( std::initializer_list<std::string_view> outcomes, const std::function<std::string()> &scenario );
 
+/** Runs the scenario in a child that ends in its first call, then in one that ends in its second, and so on; looks after each. */
+void deaths( const std::function<void()> &scenario, const std::function<void( int call )> &look );
+
 } // namespace fault
 
 #endif

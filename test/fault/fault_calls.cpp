@@ -53,6 +53,8 @@ int nextError( const char *name, std::initializer_list<int> errors )
 {
     if ( !fault::plan.armed || ++fault::plan.count != fault::plan.target )
         return 0;
+    if ( fault::plan.error == fault::DEATH )
+        _exit( 1 );
     // Threads may make their calls in another order than last time: what was the turn of one is that of another then.
     size_t index = static_cast<size_t>( fault::plan.error.load() );
     index = index < errors.size() ? index : errors.size() - 1;

@@ -9,6 +9,7 @@ namespace fault {
 constexpr int FEWER = 0x10000; // not an error: the call moves fewer bytes than it could
 constexpr int DONE = 0x20000;  // added to an error: the call is made, then fails
 constexpr int ERROR_MASK = 0xFFFF;
+constexpr int DEATH = -1; // as the error: the process ends in the call
 
 /** Which call fails, and how; what came of it. */
 struct Plan {

@@ -1,19 +1,19 @@
 /* The ladder under the interface monitor: what is seen of an interface, and what the library changes on it. */
 #include <fault/fault.h>
-#include <in/in.h>
-#include <in/nw/in_nw_host_private.hpp>
-#include <in/nw/in_nw_interface_private.h>
 #include <in/nw/in_nw_interfaces_private.h>
 #include <in/nw/in_nw_socket_private.hpp>
 #include <in/nw/in_nw_vocabulary_private.h>
-#include <support/namespace.hpp>
+#include <nw/nw_support.hpp>
 #include <support/processes.hpp>
+#include <support/recording.hpp>
 #include <tr/tr.h>
 
 namespace {
 
+using test::Interface;
+using test::look;
 using test::sh;
-using Interface = pb::Ref<IN_NW_INTERFACE>;
+using test::stateOf;
 
 void start()
 {
@@ -63,38 +63,22 @@ protected:
     }
 };
 
-/** The calls that failed while a sink recorded, each as its text begins, without the reason. */
-std::string failures( TR_SINK *recorder )
+/** Runs with calls failing; the calls whose failure was traced, each as its text begins, without the reason. */
+template <class Run>
+std::string tracedFailures( Run run )
 {
+    test::Recording recording;
+    {
+        fault::Armed armed;
+        run();
+    }
     std::string all;
-    pb::Ref<PB_VECTOR> records = pb::adopt( trSinkTakeRecords( recorder ) );
-    for ( PB_INT i = 0; i < pbVectorLength( records.get() ); ++i ) {
-        auto record = pb::adoptAs<PB_STORE>( pbVectorObjAt( records.get(), i ) );
+    for ( auto &record : recording.take() ) {
         std::string text = test::take( pbStoreValueCstr( record.get(), "text", -1 ) );
         if ( text.find( "(): " ) != text.npos )
             all += " " + text.substr( 0, text.find( "(): " ) + 2 );
     }
     return all;
-}
-
-/** Runs with calls failing; the calls whose failure was traced. */
-template <class Run>
-std::string tracedFailures( Run run )
-{
-    pb::Ref<TR_SINK> recorder = pb::adopt( trSinkCreateRecorder( false ) );
-    trSystemAddSink( recorder.get() );
-    {
-        fault::Armed armed;
-        run();
-    }
-    trSystemDelSink( recorder.get() );
-    return failures( recorder.get() );
-}
-
-Interface createInterface()
-{
-    auto imp = pb::adopt( in___NwInterfaceImpCreate( test::str( "v0" ).get(), true, nullptr ) );
-    return pb::adopt( in___NwInterfaceCreate( imp.get() ) );
 }
 
 /** The parts of a state that are known. */
@@ -108,26 +92,20 @@ std::string describe( IN_NW_INTERFACE_STATE *state )
            ( inNwInterfaceStateLayer3NetworksLength( state ) ? " network" : "" );
 }
 
-/** Whether the host has an address on v0. */
-bool present( IN_ADDRESS *ina )
-{
-    in::hostChanged();
-    for ( const in::HostAddress &found : in::hostAddresses( *in::hostSnapshot(), "v0" ) )
-        if ( inAddressEquals( found.address.get(), ina ) )
-            return true;
-    return false;
-}
-
 /** Changes an address with a call failing: the result, whether the host has it, and what was traced. */
 template <class Change>
 std::string change( IN_ADDRESS *ina, Change change )
 {
-    Interface iface = createInterface();
+    Interface iface = look( "v0" );
     pb::Ref<IN___NW_INTERFACE_IMP> imp = pb::adopt( in___NwInterfaceImp( iface.get() ) );
     bool done = false;
     std::string traced = tracedFailures( [&] { done = change( iface.get() ); } );
     in___NwInterfaceImpHaltWait( imp.get() ); // the poll that it asked for
-    return ( done ? "true" : "false" ) + std::string( present( ina ) ? ", there:" : ", not there:" ) + traced;
+    return ( done ? "true" : "false" ) +
+           std::string( inNwInterfaceStateLayer3HasUnicastAddress( stateOf( look( "v0" ) ).get(), ina )
+                            ? ", there:"
+                            : ", not there:" ) +
+           traced;
 }
 
 } // namespace
@@ -144,8 +122,8 @@ TEST_F( FaultNw, WhatCannotBeAskedIsAbsent )
             in::hostChanged();
             in::hostSocketShutdown();
             Interface iface;
-            std::string traced = tracedFailures( [&] { iface = createInterface(); } );
-            return describe( pb::adopt( inNwInterfaceState( iface.get() ) ).get() ) + traced;
+            std::string traced = tracedFailures( [&] { iface = look( "v0" ); } );
+            return describe( stateOf( iface ).get() ) + traced;
         } );
 }
 
@@ -154,14 +132,13 @@ TEST_F( FaultNw, StatusIsWhatIsSaidOrTheResultIsFalse )
     // false with the interface up: it was set, and could not be read back
     fault::ladder( { "true, up", "false, down", "false, up" }, [] {
         sh( "ip link set v0 down" );
-        Interface iface = createInterface();
+        Interface iface = look( "v0" );
         bool done;
         {
             fault::Armed armed;
             done = in___NwInterfaceTrySetStatus( iface.get(), IN_NW_INTERFACE_STATUS_UP );
         }
-        Interface now = createInterface();
-        bool up = inNwInterfaceStateStatus( pb::adopt( inNwInterfaceState( now.get() ) ).get() );
+        bool up = inNwInterfaceStateStatus( stateOf( look( "v0" ) ).get() );
         return std::string( done ? "true" : "false" ) + ( up ? ", up" : ", down" );
     } );
 }
@@ -216,11 +193,8 @@ TEST_F( FaultNw, InterfacesAreFoundFromEitherSource )
             in___NwInterfacesStartup();
         }
         std::string names;
-        pb::Ref<PB_VECTOR> all = pb::adopt( inNwInterfacesVector() );
-        for ( PB_INT i = 0; i < pbVectorLength( all.get() ); ++i ) {
-            auto iface = pb::adoptAs<IN_NW_INTERFACE>( pbVectorObjAt( all.get(), i ) );
+        for ( auto &iface : test::takeAll<IN_NW_INTERFACE>( inNwInterfacesVector() ) )
             names += " " + test::take( inNwInterfaceIdentifier( iface.get() ) );
-        }
         in___NwInterfacesShutdown();
         in___NwInterfacesShutdownWait();
         keepForAll();

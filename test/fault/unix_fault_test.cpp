@@ -1,38 +1,26 @@
 /* The ladder under the descriptor observer and commands. */
 #include <fault/fault.h>
-#include <fcntl.h>
+#include <support/stuck.hpp>
 #include <support/test_support.h>
 #include <unix/unix.h>
 
 namespace {
 
-struct Pipe {
-    Pipe()
-    {
-        std::array<int, 2> ends;
-        EXPECT_EQ( pipe2( ends.data(), O_CLOEXEC | O_NONBLOCK ), 0 );
-        readEnd = pb::Fd( ends[0] );
-        writeEnd = pb::Fd( ends[1] );
-    }
-    pb::Fd readEnd;
-    pb::Fd writeEnd;
-};
-
 /** One life of an observer: a pipe that is ready, reported, removed; then the end by the signal. */
-const char *observe( Pipe &pipe )
+const char *observe( const test::Ends &pipe )
 {
     pb::Ref<UNIX_FD_OBSERVER> observer = pb::adopt( unixFdObserverCreate() );
     if ( !observer )
         return "null";
     pb::Ref<PB_SIGNAL> signal = pb::adopt( pbSignalCreate() );
-    if ( !unixFdObserverSetFd( observer.get(), pipe.writeEnd.get(), UNIX_FD_WRITABLE ) )
+    if ( !unixFdObserverSetFd( observer.get(), pipe.write.get(), UNIX_FD_WRITABLE ) )
         return "not set";
     if ( !unixFdObserverWait( observer.get(), signal.get() ) )
         return unixFdObserverError( observer.get() ) ? "error" : "lost";
-    if ( unixFdObserverFd( observer.get() ) != pipe.writeEnd.get() )
+    if ( unixFdObserverFd( observer.get() ) != pipe.write.get() )
         return "another descriptor";
     unixFdObserverUnblock( observer.get() );
-    if ( !unixFdObserverSetFd( observer.get(), pipe.writeEnd.get(), 0 ) )
+    if ( !unixFdObserverSetFd( observer.get(), pipe.write.get(), 0 ) )
         return unixFdObserverError( observer.get() ) ? "error" : "not removed";
     pbSignalAssert( signal.get() );
     if ( unixFdObserverWait( observer.get(), signal.get() ) )
@@ -42,7 +30,7 @@ const char *observe( Pipe &pipe )
 
 TEST( FaultObserver, ServesOrSaysThatItCannot )
 {
-    Pipe pipe;
+    test::Ends pipe = test::pipeEnds( O_NONBLOCK );
     fault::ladder( { "served", "null", "not set", "error" }, [&] {
         fault::Armed armed;
         return observe( pipe );

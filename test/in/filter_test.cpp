@@ -1,7 +1,6 @@
 /* Filters: entries and options as configurations, what tables permit, rebuilds, the stack, many threads. */
 #include "options_support.hpp"
 #include <in/filter/in_filter_table_private.hpp>
-#include <support/misuse.h>
 #include <support/recording.hpp>
 
 namespace {
@@ -168,15 +167,6 @@ TEST( FilterOptions, Accessors )
     EXPECT_EQ( inFilterOptionsEntriesLength( opt.get() ) - inFilterOptionsEntriesLength( same.get() ), 1 );
     inFilterEntryClearDnsSrvPrefixes( entry.handle() );
     EXPECT_FALSE( inFilterEntryEquals( pb::adopt( inFilterOptionsEntryAt( opt.get(), 0 ) ).get(), entry.get() ) );
-
-    auto bad = str( " .." );
-    test::expectAborts(
-        { { "in___FilterEntryHostOk( host )", [&] { inFilterEntrySetHost( entry.handle(), bad.get() ); } },
-            { "IN_ADDRESS_VERSION_OK( version )", [&] { inFilterEntrySetAddressVersion( entry.handle(), 2 ); } },
-            { "bits >= 0", [&] { inFilterEntrySetAddressMatchingBits( entry.handle(), -1 ); } },
-            { "inDnsIdnaDomainNameOk( pbs )", [&] { inFilterEntryAppendDnsSrvPrefix( entry.handle(), bad.get() ); } },
-            { "csObjectRecordNameOk( stackName )", [&] { inFilterOptionsSetStackName( opt.handle(), bad.get() ); } },
-            { "interval > 0", [&] { inFilterOptionsSetRebuildInterval( opt.handle(), 0 ); } } } );
 }
 
 TEST( Filter, Permits )

@@ -1,8 +1,7 @@
-/* Punycode and IDNA: the samples of RFC 3492, labels, names, equality, random texts. */
+/* Punycode and IDNA: samples of RFC 3492, labels, names, equality. What random texts must fulfil, fuzz_idna checks. */
 #include <in/dns/in_dns_idna_private.h>
 #include <in/in.h>
-#include <pb/pb_text.hpp>
-#include <support/misuse.h>
+#include <support/test_support.h>
 
 namespace {
 
@@ -28,29 +27,17 @@ struct Sample {
     const char *punycode;
 };
 
-// RFC 3492 section 7.1, (A) to (S), then short ones
+// some of RFC 3492 section 7.1, then short ones
 const Sample samples[] = {
     { "\u0644\u064A\u0647\u0645\u0627\u0628\u062A\u0643\u0644\u0645\u0648\u0634\u0639\u0631\u0628\u064A\u061F",
         "egbpdaj6bu4bxfgehfvwxn" },
-    { "他们为什么不说中文", "ihqwcrb4cv8a8dqg056pqjye" }, { "他們爲什麽不說中文", "ihqwctvzc91f659drss3x8bo0yb" },
+    { "他们为什么不说中文", "ihqwcrb4cv8a8dqg056pqjye" },
     { "Pročprostěnemluvíčesky", "Proprostnemluvesky-uyb24dma41a" },
-    { "\u05DC\u05DE\u05D4\u05D4\u05DD\u05E4\u05E9\u05D5\u05D8\u05DC\u05D0\u05DE\u05D3\u05D1\u05E8\u05D9\u05DD\u05E2"
-      "\u05D1\u05E8\u05D9\u05EA",
-        "4dbcagdahymbxekheh6e0a7fei0b" },
-    { "यहलोगहिन्दीक्योंनहींबोलसकतेहैं", "i1baa7eci9glrd9b2ae1bj0hfcgg6iyaf8o0a1dig0cd" },
-    { "なぜみんな日本語を話してくれないのか", "n8jok5ay5dzabd5bym9f0cm5685rrjetr6pdxa" },
-    { "세계의모든사람들이한국어를이해한다면얼마나좋을까",
-        "989aomsvi5e83db1d2a355cv1e0vak1dwrv93d5xbh15a0dt30a5jpsd879ccm6fea98c" },
     { "почемужеонинеговорятпорусски", "b1abfaaepdrnnbgefbadotcwatmq2g4l" },
     { "PorquénopuedensimplementehablarenEspañol", "PorqunopuedensimplementehablarenEspaol-fmd56a" },
-    { "TạisaohọkhôngthểchỉnóitiếngViệt", "TisaohkhngthchnitingVit-kjcr8268qyxafd2f1b9g" },
     { "3年B組金八先生", "3B-ww4c5e180e575a65lsy2b" },
-    { "安室奈美恵-with-SUPER-MONKEYS", "-with-SUPER-MONKEYS-pc58ag80a8qai00g7n9n" },
-    { "Hello-Another-Way-それぞれの場所", "Hello-Another-Way--fc4qua05auwb3674vfr0b" },
-    { "ひとつ屋根の下2", "2-u9tlzr9756bt3uc0v" }, { "MajiでKoiする5秒前", "MajiKoi5-783gue6qz075azm5e" },
-    { "パフィーdeルンバ", "de-jg4avhby1noc0d" }, { "そのスピードで", "d9juau41awczczp" },
-    { "-> $1.00 <-", "-> $1.00 <--" }, { "", "" }, { "a", "a-" }, { "-", "--" }, { "\u0080", "a" },
-    { "\U0010FFFE", "cn32g" } };
+    { "安室奈美恵-with-SUPER-MONKEYS", "-with-SUPER-MONKEYS-pc58ag80a8qai00g7n9n" }, { "-> $1.00 <-", "-> $1.00 <--" },
+    { "", "" }, { "a", "a-" }, { "-", "--" }, { "\u0080", "a" }, { "\U0010FFFE", "cn32g" } };
 
 TEST( Punycode, Samples )
 {
@@ -162,62 +149,6 @@ TEST( Idna, Equality )
         EXPECT_EQ( inDnsIdnaDomainNameEquals( str( pair.a ).get(), str( pair.b ).get() ), pair.equal ) << pair.a;
         EXPECT_EQ( inDnsIdnaDomainNameEquals( str( pair.b ).get(), str( pair.a ).get() ), pair.equal ) << pair.a;
     }
-}
-
-std::u32string randomText( std::mt19937_64 &random, const std::u32string &pool, std::size_t maxLength )
-{
-    std::u32string text;
-    for ( std::size_t length = random() % maxLength; text.size() < length; )
-        text += pool[random() % pool.size()];
-    return text;
-}
-
-TEST( Idna, RandomNames )
-{
-    // what nameprep only folds, or refuses, so that a name and its prepared form are equal
-    const std::u32string pool = U"aZ9-_.\u3002éÜßñŁσςЖжहि日本語세계ﬀİ\u2028";
-    std::mt19937_64 random( 1 );
-    int good = 0;
-    for ( int i = 0; i < 6'000; ++i ) {
-        pb::Ref<PB_STRING> name = chars( ( random() % 8 ? U"" : U"xn--" ) + randomText( random, pool, 24 ) );
-        if ( !inDnsIdnaDomainNameOk( name.get() ) )
-            continue;
-        ++good;
-        pb::Ref<PB_STRING> ascii = pb::adopt( inDnsIdnaDomainNameToAscii( name.get() ) );
-        pb::Ref<PB_STRING> unicode = pb::adopt( inDnsIdnaDomainNameToUnicode( ascii.get() ) );
-        pb::Ref<PB_STRING> again = pb::adopt( inDnsIdnaDomainNameToAscii( unicode.get() ) );
-        EXPECT_TRUE( std::ranges::all_of( pb::chars( ascii.get() ), []( PB_CHAR ch ) { return ch < 0x80; } ) );
-        EXPECT_TRUE( pbStringEqualsCaseFold( again.get(), ascii.get() ) ) << pb::text( name.get() );
-        EXPECT_TRUE( inDnsIdnaDomainNameEquals( unicode.get(), name.get() ) ) << pb::text( name.get() );
-    }
-    EXPECT_GT( good, 500 );
-}
-
-TEST( Punycode, RandomTexts )
-{
-    const std::u32string digits = U"abcdefghijklmnopqrstuvwxyzABCXYZ0123456789----é";
-    std::mt19937_64 random( 2 );
-    int good = 0;
-    for ( int i = 0; i < 50'000; ++i ) {
-        pb::Ref<PB_STRING> text = chars( randomText( random, digits, 12 ) );
-        pb::Ref<PB_STRING> decoded = pb::adopt( inDnsPunycodeTryDecode( text.get(), 63 ) );
-        if ( !decoded )
-            continue;
-        ++good;
-        pb::Ref<PB_STRING> encoded = pb::adopt( inDnsPunycodeTryEncode( decoded.get(), 63 ) );
-        ASSERT_TRUE( encoded );
-        EXPECT_TRUE( pbStringEqualsCaseFold( encoded.get(), text.get() ) ) << pb::text( encoded.get() );
-    }
-    EXPECT_GT( good, 2'000 );
-}
-
-TEST( Idna, Misuse )
-{
-    pb::Ref<PB_STRING> a = str( "a" ), bad = str( ".a" ), last = chars( U"\U0010FFFF" );
-    test::expectAborts( { { "inDnsIdnaLabelOk( adnLabel )", [&] { inDnsIdnaLabelToUnicode( str( "" ).get() ); } },
-        { "idnLabels", [&] { inDnsIdnaDomainNameToAscii( bad.get() ); } },
-        { "maxResultLength >= -1", [&] { inDnsPunycodeTryDecode( a.get(), -2 ); } },
-        { "n < PB_CHAR_MAX", [&] { inDnsPunycodeTryEncode( last.get(), -1 ); } } } );
 }
 
 } // namespace

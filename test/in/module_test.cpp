@@ -24,19 +24,6 @@ const int globals = test::addFixture( -1, { [] {},
 
 } // namespace
 
-TEST( Module, Record )
-{
-    const PB_MODULE_RECORD *record = pbModuleRecord( inModule() );
-    EXPECT_EQ( record->layout, 2 );
-    EXPECT_STREQ( record->product, "quelvaris" );
-    EXPECT_STREQ( record->productFullName, "quelvar frontend" );
-    EXPECT_STREQ( record->name, "in" );
-    EXPECT_STREQ( record->title, "Internetworking" );
-    EXPECT_STREQ( record->version, "17.1" );
-    EXPECT_STREQ( record->required, "cs iri pb pr rfc tr unix" );
-    EXPECT_STREQ( record->reserved, "" );
-}
-
 TEST( Module, Info )
 {
     pb::Ref<PB_STORE> info = pb::adopt( csModuleInfo( inModule() ) );

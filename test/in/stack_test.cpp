@@ -96,39 +96,39 @@ TEST( Stack, TcpBlacklist )
     EXPECT_FALSE( blacklisted( stack, 1 ) );
 }
 
-class StackStore : public testing::Test {
-protected:
-    // What the store shares with configurations that it gave out shows in the number of objects: once before they are counted.
-    static void SetUpTestSuite() { live(); }
-    static void live();
-};
+class ConfiguredStore : public test::LiveStore {};
 
-void StackStore::live()
+/** An object is made of the good part of its configuration, changed in place, and tells what it is now. */
+TEST_F( ConfiguredStore, MakesAndChangesObjects )
 {
-    pb::Ref<PB_STRING> name = test::str( "host" );
-    pb::Ref<PB_STRING> sort = test::str( "IN_STACK" );
-    auto set = [&]( const char *json ) {
-        return csStoreTrySetObject( name.get(), sort.get(), test::storeOf( json ).get() );
+    struct {
+        const char *sort, *from, *normal, *other;
+    } const rows[] = {
+        { "IN_STACK", R"({"flags":"IN_FLAG_LOOPBACK_ONLY","unknown":1,"network":"127.0.0.0/33"})",
+            R"({"flags":"IN_FLAG_LOOPBACK_ONLY"})", R"({"flags":"","interface":"nothing"})" },
+        { "IN_QOS_STACK", R"({"layer3Tos":"0x2E","bogus":1,"defaults":"IN_QOS_DEFAULTS_VOICE"})",
+            R"({"defaults":"IN_QOS_DEFAULTS_VOICE","layer3Tos":"0x2e"})", R"({"defaults":"IN_QOS_DEFAULTS_IPC"})" },
+        { "IN_FILTER", R"({"rebuildInterval":5,"stackName":"a/b"})", R"({"rebuildInterval":5})", "{}" },
     };
-    ASSERT_TRUE( set( R"({"flags":"IN_FLAG_LOOPBACK_ONLY","unknown":1,"network":"127.0.0.0/33"})" ) );
-    pb::Ref<IN_STACK> stack = pb::adoptAs<IN_STACK>( csStoreObject( name.get() ) );
-    ASSERT_TRUE( stack );
-    EXPECT_TRUE( eventually( [&] { return inStackUp( stack.get() ); } ) );
-    pb::Ref<PB_STORE> status = pb::adopt( csStoreObjectStatus( name.get() ) );
-    EXPECT_EQ( textOf( status.get() ), R"({"up":true,"items":{"inStackAddress":"127.0.0.1"}})" );
-    pb::Ref<CS_CONFIG> config = pb::adopt( csStoreConfig() );
-    pb::Ref<PB_STORE> normal = pb::adopt( csConfigObjectConfig( config.get(), name.get() ) );
-    EXPECT_EQ( textOf( normal.get() ), R"({"flags":"IN_FLAG_LOOPBACK_ONLY"})" );
-
-    ASSERT_TRUE( set( R"({"interface":"nothing"})" ) );
-    EXPECT_EQ( pb::adopt( csStoreObject( name.get() ) ).get(), pb::obj( stack.get() ) ) << "the same, reconfigured";
-    EXPECT_TRUE( eventually( [&] { return !inStackUp( stack.get() ); } ) );
-    csStoreDelObject( name.get() );
-}
-
-TEST_F( StackStore, MakesAndChangesStacks )
-{
-    live();
+    pb::Ref<PB_STRING> name = test::str( "o" );
+    auto stored = [&] {
+        pb::Ref<CS_CONFIG> config = pb::adopt( csStoreConfig() );
+        return textOf( pb::adopt( csConfigObjectConfig( config.get(), name.get() ) ).get() );
+    };
+    for ( const auto &row : rows ) {
+        set( "o", row.sort, row.from );
+        EXPECT_EQ( stored(), row.normal );
+        pb::Ref<PB_OBJ> object = pb::adopt( csStoreObject( name.get() ) );
+        set( "o", row.sort, row.other );
+        EXPECT_EQ( stored(), row.other );
+        EXPECT_EQ( pb::adopt( csStoreObject( name.get() ) ).get(), object.get() ) << "the same, reconfigured";
+        csStoreDelObject( name.get() );
+    }
+    set( "o", "IN_STACK", rows[0].from );
+    auto status = [&] { return textOf( pb::adopt( csStoreObjectStatus( name.get() ) ).get() ); };
+    EXPECT_TRUE( eventually( [&] { return status() == R"({"up":true,"items":{"inStackAddress":"127.0.0.1"}})"; } ) );
+    set( "o", "IN_STACK", rows[0].other );
+    EXPECT_TRUE( eventually( [&] { return status() == R"({"up":false,"items":{}})"; } ) );
 }
 
 // Stacks end at any moment of a run: before it, in it, and while signals of the host go round.

@@ -47,20 +47,19 @@ TEST( UdpChannel, SendsEveryWay )
     pb::Ref<PB_BUFFER> buffer = pb::adopt( pbBufferCreateFromBytesCopy( "0123456789", 10 ) );
     pb::Ref<IN_UDP_PACKET> packet = pb::adopt( inUdpPacketCreateWithPayload( address.get(), buffer.get() ) );
     IN_UDP_CHANNEL *chan = from.get();
-    inUdpChannelSendBytes( chan, address.get(), nullptr, 0 );
-    EXPECT_EQ( receiver.text(), "" );
-    inUdpChannelSend( chan, packet.get() );
-    EXPECT_EQ( receiver.text(), "0123456789" );
-    inUdpChannelSendBuffer( chan, address.get(), buffer.get() );
-    EXPECT_EQ( receiver.text(), "0123456789" );
-    inUdpChannelSendBufferInner( chan, address.get(), buffer.get(), 2, 3 );
-    EXPECT_EQ( receiver.text(), "234" );
-    inUdpChannelSendBufferLeading( chan, address.get(), buffer.get(), 3 );
-    EXPECT_EQ( receiver.text(), "012" );
-    inUdpChannelSendBufferTrailing( chan, address.get(), buffer.get(), 3 );
-    EXPECT_EQ( receiver.text(), "789" );
-    inUdpChannelSendBufferOuter( chan, address.get(), buffer.get(), 2, 6 );
-    EXPECT_EQ( receiver.text(), "0189" );
+    const std::pair<std::function<void()>, const char *> rows[] = {
+        { [&] { inUdpChannelSendBytes( chan, address.get(), nullptr, 0 ); }, "" },
+        { [&] { inUdpChannelSend( chan, packet.get() ); }, "0123456789" },
+        { [&] { inUdpChannelSendBuffer( chan, address.get(), buffer.get() ); }, "0123456789" },
+        { [&] { inUdpChannelSendBufferInner( chan, address.get(), buffer.get(), 2, 3 ); }, "234" },
+        { [&] { inUdpChannelSendBufferLeading( chan, address.get(), buffer.get(), 3 ); }, "012" },
+        { [&] { inUdpChannelSendBufferTrailing( chan, address.get(), buffer.get(), 3 ); }, "789" },
+        { [&] { inUdpChannelSendBufferOuter( chan, address.get(), buffer.get(), 2, 6 ); }, "0189" },
+    };
+    for ( const auto &[send, payload] : rows ) {
+        send();
+        EXPECT_EQ( receiver.text(), payload );
+    }
     EXPECT_DEATH(
         inUdpChannelSendBuffer( chan, address.get(), pb::adopt( pbBufferCreate() ).get() ), ": byteCount > 0" );
 }
@@ -130,8 +129,7 @@ TEST( UdpChannel, ThroughAMapping )
     auto open = [&] {
         return pb::adopt( inUdpChannelTryCreate( stack.get(), nullptr, map.get(), nullptr, -1, 0, nullptr ) );
     };
-    pb::Ref<IN_UDP_CHANNEL> one = open();
-    pb::Ref<IN_UDP_CHANNEL> other = open();
+    pb::Ref<IN_UDP_CHANNEL> one = open(), other = open();
     ASSERT_TRUE( one && other );
     expectExchange( one.get(), other.get() );
     EXPECT_EQ( pb::adopt( inUdpChannelMapStack( one.get() ) ).get(), map.get() );
@@ -245,8 +243,7 @@ TEST( UdpMulticastReceiver, SharesAGroup )
     EXPECT_FALSE( join( -1 ) ) << "a port is needed";
     EXPECT_FALSE(
         pb::adopt( inUdpMulticastReceiverTryCreate( group.get(), test::str( "nowhere" ).get(), 7, nullptr ) ) );
-    pb::Ref<IN_UDP_MULTICAST_RECEIVER> one = join( 35'007 );
-    pb::Ref<IN_UDP_MULTICAST_RECEIVER> other = join( 35'007 );
+    pb::Ref<IN_UDP_MULTICAST_RECEIVER> one = join( 35'007 ), other = join( 35'007 );
     ASSERT_TRUE( one && other );
     EXPECT_EQ( test::take( inUdpMulticastReceiverInterface( one.get() ) ), "lo" );
     EXPECT_EQ( textOf( pb::adopt( inUdpMulticastReceiverLocalAddress( one.get() ) ).get() ), "239.192.7.7:35007" );
@@ -265,13 +262,9 @@ TEST( UdpMulticastReceiver, SharesAGroup )
     }
 
     pb::Ref<PB_SIGNAL> abort = pb::adopt( pbSignalCreate() );
-    std::thread later( [&] {
-        pbSleep( 20 );
-        pbSignalAssert( abort.get() );
-    } );
+    std::jthread later( [&] { pbSleep( 20 ), pbSignalAssert( abort.get() ); } );
     EXPECT_FALSE( pb::adopt( inUdpMulticastReceiverBlockReceive( one.get(), abort.get() ) ) );
     EXPECT_FALSE( pb::adopt( inUdpMulticastReceiverBlockReceive( one.get(), abort.get() ) ) ) << "asserted before";
-    later.join();
     EXPECT_DEATH( inUdpMulticastReceiverTryCreate( test::address( "10.0.0.1" ).get(), nullptr, 7, nullptr ),
         ": inAddressIsMulticast\\( multicastAddress \\)" );
 }

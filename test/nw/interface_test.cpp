@@ -195,14 +195,11 @@ TEST_F( Nw, NeighboursAreTold )
     EXPECT_TRUE(
         in___NwInterfaceTrySetLayer3UnicastAddress( look( "v0" ).get(), address( "10.7.0.1" ).get(), nullptr ) );
     EXPECT_GE( pbTimestamp() - begin, 10 ) << "two pauses of five milliseconds";
+    // to all, an announcement: its own hardware and IP address, which it asks for
     const std::string frame = "ffffffffffff"
                               "0253000a0b0c"
                               "0806"
-                              "0001"
-                              "0800"
-                              "06"
-                              "04"
-                              "0001"
+                              "0001080006040001"
                               "0253000a0b0c"
                               "0a070001"
                               "000000000000"

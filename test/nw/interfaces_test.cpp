@@ -1,6 +1,4 @@
 /* The set of interfaces as links come and go, what a stack finds in it, readers beside changes, and what it costs. */
-#include <ctime>
-#include <fstream>
 #include <in/nw/in_nw_socket_private.hpp>
 #include <in/nw/in_nw_util_private.h>
 #include <nw/nw_support.hpp>
@@ -9,17 +7,6 @@
 using namespace test;
 
 namespace {
-
-/** Tells whether it was signalled, a moment ago at the latest. */
-class Alarm {
-public:
-    PB_SIGNALABLE *signalable() const { return waker.get(); }
-    bool fired() const { return pbBarrierPassTimed( barrier.get(), 1'000 ); }
-
-private:
-    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
-    pb::Ref<PB_SIGNALABLE> waker = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
-};
 
 struct Found {
     pb::Ref<IN_ADDRESS> address;
@@ -37,15 +24,14 @@ void find( IN_OPTIONS *options, Found &found )
 TEST_F( Nw, InterfacesComeAndGo )
 {
     Interface first;
-    Alarm endOfFirst;
-    Alarm newInterface;
-    in___NwUtilInterfacesUpdateAddSignalable( newInterface.signalable() );
+    Waiter endOfFirst, newInterface;
+    in___NwUtilInterfacesUpdateAddSignalable( newInterface.get() );
     {
         Links links( "ip link add v0 type veth peer name w0", { "v0" } );
         sh( "ip link set v0 up && ip link set w0 up && ip address add 10.7.0.1/24 dev v0 && "
             "ip address add 10.7.0.1/24 dev w0" );
         ASSERT_TRUE( waitForInterfaces( 10'000, [] { return interfaceCount() == 3; } ) );
-        EXPECT_TRUE( newInterface.fired() );
+        EXPECT_TRUE( newInterface.wait() );
         for ( const char *name : { "v0", "w0" } ) // that they came may have been seen before their addresses
             ASSERT_TRUE( waitForState( interfaceNamed( name ), 10'000,
                 []( auto *state ) { return inNwInterfaceStateLayer3UnicastAddressesLength( state ) == 2; } ) );
@@ -72,11 +58,11 @@ TEST_F( Nw, InterfacesComeAndGo )
         EXPECT_EQ( candidates.at( 1 ).at( "droppedBy" ), "address" );
 
         first = interfaceNamed( "v0" );
-        inNwInterfaceUpdateAddSignalable( first.get(), endOfFirst.signalable() );
+        inNwInterfaceUpdateAddSignalable( first.get(), endOfFirst.get() );
     }
-    in___NwUtilInterfacesUpdateDelSignalable( newInterface.signalable() );
+    in___NwUtilInterfacesUpdateDelSignalable( newInterface.get() );
     ASSERT_TRUE( waitForInterfaces( 10'000, [] { return interfaceCount() == 1; } ) );
-    EXPECT_TRUE( endOfFirst.fired() );
+    EXPECT_TRUE( endOfFirst.wait() );
     EXPECT_TRUE( inNwInterfaceStateEnd( stateOf( first ).get() ) );
     EXPECT_FALSE( interfaceNamed( "v0" ) );
 
@@ -133,11 +119,11 @@ TEST_F( Nw, ReadersBesideAFlappingInterface )
     std::atomic<int> reads = 0;
     auto read = [&] {
         auto options = pb::adopt( inOptionsCreate() );
-        Alarm updates;
+        Waiter updates;
         for ( Found found; !stop; ++reads ) {
-            in___NwUtilInterfacesUpdateAddSignalable( updates.signalable() );
+            in___NwUtilInterfacesUpdateAddSignalable( updates.get() );
             find( options.get(), found );
-            in___NwUtilInterfacesUpdateDelSignalable( updates.signalable() );
+            in___NwUtilInterfacesUpdateDelSignalable( updates.get() );
             textOf( pb::adopt( inNwInterfaceStateStore( stateOf( iface ).get() ) ).get() );
         }
     };
@@ -159,34 +145,19 @@ TEST_F( Nw, ReadersBesideAFlappingInterface )
     } ) );
 }
 
-/** A batch for `ip` that makes, or deletes, a thousand links, with an address each. */
-std::string thousandLinks( bool make )
-{
-    std::string file = "/tmp/quelvaris-links." + std::to_string( getpid() );
-    std::ofstream batch( file );
-    for ( int i = 0; i < 500; ++i ) {
-        std::string number = std::to_string( i );
-        if ( !make ) {
-            batch << "link del a" << number << "\n";
-            continue;
-        }
-        batch << "link add a" << number << " type veth peer name b" << number << "\n";
-        for ( const char *end : { "a", "b" } )
-            batch << "link set " << end << number << " up\naddress add 10." << ( *end == 'a' ? 1 : 2 ) << "." << i / 250
-                  << "." << i % 250 + 1 << "/24 dev " << end << number << "\n";
-    }
-    return "ip -batch " + file;
-}
-
 TEST_F( Nw, AThousandInterfaces )
 {
-    sh( thousandLinks( true ) );
+    auto batch = []( const std::string &lines ) {
+        sh( "for i in $( seq 0 499 ); do echo \"" + lines + "\"; done | ip -batch -" );
+    };
+    batch( "link add a$i type veth peer name b$i\nlink set a$i up\nlink set b$i up\n"
+           "address add 10.1.$(( i / 250 )).$(( i % 250 + 1 ))/24 dev a$i\n"
+           "address add 10.2.$(( i / 250 )).$(( i % 250 + 1 ))/24 dev b$i" );
     ASSERT_TRUE( waitForInterfaces( 30'000, [] { return interfaceCount() == 1001; } ) );
     EXPECT_TRUE( waitForState( interfaceNamed( "b499" ), 30'000, []( IN_NW_INTERFACE_STATE *state ) {
         return inNwInterfaceStateLayer3HasUnicastAddress( state, address( "10.2.1.250" ).get() );
     } ) );
-    sh( thousandLinks( false ) );
-    sh( "rm -f /tmp/quelvaris-links." + std::to_string( getpid() ) );
+    batch( "link del a$i" );
 }
 
 } // namespace

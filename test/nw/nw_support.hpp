@@ -3,10 +3,10 @@
 #define TEST_NW_SUPPORT_HPP
 
 #include <cstdio>
-#include <in/in.h>
 #include <in/nw/in_nw_host_private.hpp>
 #include <in/nw/in_nw_interface_private.h>
 #include <nlohmann/json.hpp>
+#include <support/addresses.hpp>
 #include <support/clock.hpp>
 #include <support/namespace.hpp>
 
@@ -14,11 +14,6 @@ namespace test {
 
 using Interface = pb::Ref<IN_NW_INTERFACE>;
 using State = pb::Ref<IN_NW_INTERFACE_STATE>;
-
-inline pb::Ref<IN_ADDRESS> address( std::string_view text )
-{
-    return pb::adopt( inAddressTryCreateFromString( str( text ).get() ) );
-}
 
 /** What `ip -j -d <arguments>` says. */
 inline nlohmann::json ip( const std::string &arguments )
@@ -68,14 +63,12 @@ template <class Add, class Del, class Holds>
 bool waitUntil( PB_INT milliseconds, Add add, Del del, Holds holds )
 {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds( milliseconds );
-    for ( ;; ) {
-        auto barrier = pb::adopt( pbBarrierCreate( 1 ) );
-        auto signalable = pb::adopt( pbSignalableCreateBarrier( barrier.get() ) );
-        add( signalable.get() );
+    for ( Waiter waiter;; ) {
+        add( waiter.get() );
         bool done = holds();
         if ( !done )
-            pbBarrierPassTimed( barrier.get(), 1'000 ); // of the clock that runs faster
-        del( signalable.get() );
+            waiter.wait( 100 );
+        del( waiter.get() );
         if ( done || std::chrono::steady_clock::now() >= deadline )
             return done || holds();
     }

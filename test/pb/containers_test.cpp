@@ -230,6 +230,10 @@ TEST( Containers, AreCopiedIntoThemselves )
     pb::Ref<PB_DICT> dict = dictOf( { { 1, 10 } } );
     pbDictSet( dict.handle(), boxed( 1 ).get(), pb::obj( dict.get() ) );
     EXPECT_EQ( test::textOf( dict.get() ), "{1: {1: 10}}" );
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+    pbStoreSetStoreCstr( store.handle(), "a", -1, store.get() );
+    pbStoreSetStoreAt( store.handle(), 0, store.get() );
+    EXPECT_EQ( test::textOf( store.get() ), R"({"a":{"a":{}}})" );
 }
 
 /** Puts an object in that looks at the container when it is freed, and changes the container so that it is. */

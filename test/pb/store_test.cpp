@@ -154,14 +154,3 @@ TEST( Store, NestsDeeply )
     EXPECT_EQ( test::textOf( deep.get() ).size(), std::string( R"({"k":})" ).size() * depth + 2 );
     EXPECT_LT( pbStoreCompare( deep.get(), other.get() ), 0 );
 }
-
-TEST( Store, IsCopiedIntoItself )
-{
-    pb::Ref<PB_STORE> store = pair( "a", "1" );
-    pbStoreSetStoreCstr( store.handle(), "a", -1, store.get() );
-    EXPECT_EQ( test::textOf( store.get() ), R"({"a":{"a":"1"}})" );
-    pb::Ref<PB_STORE> array = arrayOf( { "x" } );
-    pbStoreAppendStore( array.handle(), array.get() );
-    pbStoreSetStoreAt( array.handle(), 0, array.get() );
-    EXPECT_EQ( test::textOf( array.get() ), R"([["x",["x"]],["x"]])" );
-}

@@ -20,10 +20,10 @@ inline Ends pipeEnds( int flags = 0 )
     EXPECT_EQ( pipe2( fds, O_CLOEXEC | flags ), 0 );
     return { pb::Fd( fds[0] ), pb::Fd( fds[1] ) };
 }
-inline Ends socketEnds()
+inline Ends socketEnds( int flags = 0 )
 {
     int fds[2] = { -1, -1 };
-    EXPECT_EQ( socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds ), 0 );
+    EXPECT_EQ( socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0, fds ), 0 );
     return { pb::Fd( fds[0] ), pb::Fd( fds[1] ) };
 }
 inline Ends terminalEnds()

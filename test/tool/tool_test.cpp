@@ -2,26 +2,17 @@
  * The built program, run as people and scripts run it: its output, its errors, its exit codes. What needs hosts runs in
  * namespaces: this process's is one host, a peer across a veth pair the other.
  */
-#include <arpa/inet.h>
 #include <set>
+#include <support/bare_socket.hpp>
 #include <support/command.hpp>
 #include <support/folder.hpp>
 #include <support/program.hpp>
 #include <support/stuck.hpp>
-#include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 
 namespace {
 
-/** A new namespace has its loopback interface down. */
-void loopbackUp()
-{
-    if ( std::getenv( "TEST_NAMESPACE" ) )
-        test::sh( "ip link set lo up" );
-}
-const int fixture = test::addFixture( 0, { loopbackUp, [] {} } );
+const int loopback = test::addLoopback();
 
 using Json = nlohmann::json;
 using namespace test;
@@ -132,18 +123,15 @@ TEST( CommandLine, IsAnsweredInOneLine )
 
 TEST( Output, ThatCannotBeWrittenFails )
 {
-    struct Case {
-        const char *redirection;
-        const char *error;
-    };
-    const Case cases[] = { { " > /dev/full", "No space left on device" }, { " >&-", "Bad file descriptor" } };
+    const std::pair<const char *, const char *> cases[] = {
+        { " > /dev/full", "No space left on device" }, { " >&-", "Bad file descriptor" } };
     for ( const char *arguments : { "--help", "--version", "modules", "--json modules", "address ::1",
               "interfaces --watch", "--json stack --watch", "config normalise " HOST_JSON, "udp listen --loopback",
               "udp ping 127.0.0.1 9 --loopback --count 1", "udp send 127.0.0.1 9 --loopback --count 1" } )
-        for ( const Case &row : cases ) {
-            Program program( std::string( TOOL " " ) + arguments + row.redirection );
-            EXPECT_EQ( program.exitCode(), 1 ) << arguments << row.redirection;
-            EXPECT_EQ( program.errors(), std::string( "quelvaris-in: standard output: " ) + row.error + '\n' );
+        for ( auto [redirection, error] : cases ) {
+            Program program( std::string( TOOL " " ) + arguments + redirection );
+            EXPECT_EQ( program.exitCode(), 1 ) << arguments << redirection;
+            EXPECT_EQ( program.errors(), std::string( "quelvaris-in: standard output: " ) + error + '\n' );
         }
     EXPECT_EQ( Program( TOOL " nosuch 2> /dev/full" ).exitCode(), 2 );
 }
@@ -280,14 +268,13 @@ TEST_F( Tool, InterfacesAreThoseThatTheSystemShows )
     for ( const Json &link : host ) {
         Json interface = seen[link["ifname"]];
         bool up = std::ranges::count( link["flags"], "UP" ) > 0;
-        EXPECT_EQ( interface["status"], up ? "IN_NW_INTERFACE_STATUS_UP" : "IN_NW_INTERFACE_STATUS_DOWN" ) << link;
+        EXPECT_EQ( interface["status"], std::string( "IN_NW_INTERFACE_STATUS_" ) + ( up ? "UP" : "DOWN" ) ) << link;
         EXPECT_EQ( interface["layer2Mtu"], link["mtu"] ) << link;
         bool ether = link["link_type"] == "ether";
         EXPECT_EQ( ether ? test::lower( interface["layer2Addresses"][0]["mac"] ) : "", ether ? link["address"] : "" );
-        std::set<std::string> addresses;
+        std::set<std::string> addresses, seenAddresses;
         for ( const Json &address : link["addr_info"] )
             addresses.insert( address["local"] );
-        std::set<std::string> seenAddresses;
         for ( const Json &address : interface["layer3UnicastAddresses"] )
             seenAddresses.insert( test::lower( address ) );
         EXPECT_EQ( seenAddresses, addresses ) << link;
@@ -400,23 +387,15 @@ static void echoBadly( int fd, int count )
 
 TEST( Ping, TellsWhatABadEchoDoes )
 {
-    pb::Fd fd( socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) );
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
-    socklen_t length = sizeof address;
-    ASSERT_EQ( bind( fd.get(), reinterpret_cast<sockaddr *>( &address ), length ), 0 );
-    ASSERT_EQ( getsockname( fd.get(), reinterpret_cast<sockaddr *>( &address ), &length ), 0 );
-    Program ping( TOOL " --json udp ping 127.0.0.1 " + std::to_string( ntohs( address.sin_port ) ) +
+    test::BareSocket echo;
+    Program ping( TOOL " --json udp ping 127.0.0.1 " + std::to_string( echo.port ) +
                   " --loopback --rate 200 --count 20 --wait 0.3" );
-    echoBadly( fd.get(), 20 );
+    echoBadly( echo.fd.get(), 20 );
     Json result = summary( ping );
     EXPECT_EQ( ping.exitCode(), 1 );
     EXPECT_EQ( result["sent"], 20 );
-    EXPECT_EQ( result["lost"], 1 );
-    EXPECT_EQ( result["duplicates"], 1 );
-    EXPECT_EQ( result["outOfOrder"], 1 );
-    EXPECT_EQ( result["others"], 1 );
+    for ( const char *fault : { "lost", "duplicates", "outOfOrder", "others" } )
+        EXPECT_EQ( result[fault], 1 ) << fault;
 }
 
 TEST_F( Tool, SpeaksWithPeersOfOthers )
@@ -519,19 +498,6 @@ std::optional<gid_t> otherGroup()
     groups.push_back( 1 ); // root may give any
     std::erase( groups, getgid() );
     return groups.empty() ? std::nullopt : std::optional( groups.front() );
-}
-
-/** Gives the program another group than its user's, and rights with it; why not, if that cannot be. */
-std::string addPrivileges( const std::string &program )
-{
-    struct statvfs system;
-    if ( statvfs( program.c_str(), &system ) != 0 || ( system.f_flag & ST_NOSUID ) ||
-         prctl( PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0 ) != 0 )
-        return "programs get no privileges here";
-    gid_t group = otherGroup().value_or( getgid() );
-    if ( group == getgid() || chown( program.c_str(), -1U, group ) != 0 || chmod( program.c_str(), 02755 ) != 0 )
-        return "no program can be given another group here";
-    return {};
 }
 
 /** A program with more rights than its user neither writes what the user's environment asks for, nor runs his commands. */

@@ -1,20 +1,15 @@
 /* UDP between two hosts: this process's namespace, and a peer across veth pairs, whose sockets are bare ones. */
 #include <cs/cs.h>
-#include <cstddef>
 #include <in/nw/in_nw_interface_private.h>
 #include <in/nw/in_nw_interfaces.h>
 #include <in/udp_support.hpp>
-#include <linux/bpf.h>
 #include <net/ethernet.h>
-#include <net/if.h>
-#include <netinet/ip.h>
 #include <netinet/udp.h>
 #include <netpacket/packet.h>
 #include <poll.h>
 #include <pr/pr.h>
 #include <support/namespace.hpp>
 #include <support/processes.hpp>
-#include <sys/syscall.h>
 #include <tr/tr.h>
 
 namespace {
@@ -95,50 +90,6 @@ int tosOf( const pb::Fd &packets, const std::string &payload )
     return -1;
 }
 
-/**
- * A packet socket that cuts frames off as many bytes behind their headers as their priority is: what leaves the host has
- * none any more, where links have no tags. Only root outside of a user namespace may have one; for others it is
- * closed, and the socket is asked instead.
- */
-pb::Fd openPrioritySocket( const char *interface )
-{
-    bpf_insn program[] = {
-        { BPF_LDX | BPF_MEM | BPF_W, BPF_REG_0, BPF_REG_1, offsetof( __sk_buff, priority ), 0 },
-        { BPF_ALU | BPF_ADD | BPF_K, BPF_REG_0, 0, 0, ETH_HLEN + sizeof( iphdr ) + sizeof( udphdr ) },
-        { BPF_JMP | BPF_EXIT, 0, 0, 0, 0 },
-    };
-    bpf_attr attributes{};
-    attributes.prog_type = BPF_PROG_TYPE_SOCKET_FILTER;
-    attributes.insns = reinterpret_cast<uintptr_t>( program );
-    attributes.insn_cnt = std::size( program );
-    attributes.license = reinterpret_cast<uintptr_t>( "GPL" );
-    pb::Fd filter( static_cast<int>( syscall( SYS_bpf, BPF_PROG_LOAD, &attributes, sizeof attributes ) ) );
-    if ( !filter )
-        return {};
-    pb::Fd packets( socket( AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, htons( ETH_P_ALL ) ) );
-    sockaddr_ll own{};
-    own.sll_family = AF_PACKET;
-    own.sll_protocol = htons( ETH_P_ALL );
-    own.sll_ifindex = static_cast<int>( if_nametoindex( interface ) );
-    int number = filter.get();
-    EXPECT_EQ( setsockopt( packets.get(), SOL_SOCKET, SO_ATTACH_BPF, &number, sizeof number ), 0 );
-    EXPECT_EQ( bind( packets.get(), reinterpret_cast<sockaddr *>( &own ), sizeof own ), 0 );
-    return packets;
-}
-
-/** The priority of the next datagram from that port; -1 when none comes. */
-int priorityOf( const pb::Fd &packets, PB_INT port )
-{
-    constexpr std::size_t UDP_BEGIN = ETH_HLEN + sizeof( iphdr );
-    std::array<PB_BYTE, 2048> frame;
-    for ( pollfd ready{ packets.get(), POLLIN, 0 }; poll( &ready, 1, test::WAIT_LIMIT ) == 1; ) {
-        ssize_t count = recv( packets.get(), frame.data(), frame.size(), 0 );
-        if ( frame[UDP_BEGIN] * 256 + frame[UDP_BEGIN + 1] == port )
-            return static_cast<int>( count ) - static_cast<int>( UDP_BEGIN + sizeof( udphdr ) );
-    }
-    return -1;
-}
-
 /** The priority of this process's socket on that port; -1 when there is none. */
 int priorityOfSocket( PB_INT port )
 {
@@ -159,7 +110,6 @@ int priorityOfSocket( PB_INT port )
 TEST_F( UdpHosts, MarksAreOnTheWire )
 {
     pb::Fd packets( peer->openSocket( AF_PACKET, SOCK_RAW, htons( ETH_P_ALL ) ) );
-    pb::Fd priorities = openPrioritySocket( "v0" );
     pb::Ref<IN_STACK> stack = stackOn( "v0" );
     pb::Ref<IN_UDP_ADDRESS> to = test::udpAddress( "10.9.0.2", 5'002 );
     struct Row {
@@ -178,7 +128,7 @@ TEST_F( UdpHosts, MarksAreOnTheWire )
         test::send( chan.get(), to.get(), payload );
         EXPECT_EQ( tosOf( packets, payload ), row.tos ) << payload;
         PB_INT port = inUdpAddressPort( test::localOf( chan ).get() );
-        EXPECT_EQ( priorities ? priorityOf( priorities, port ) : priorityOfSocket( port ), row.priority ) << payload;
+        EXPECT_EQ( priorityOfSocket( port ), row.priority ) << payload;
     }
 }
 

@@ -1,37 +1,27 @@
 /*
  * The observer: what it reports for which descriptor, and what it must not report after a change, alone and under load.
  */
-#include <fcntl.h>
-#include <mutex>
 #include <netinet/in.h>
-#include <support/test_support.h>
+#include <support/stuck.hpp>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
 #include <unix/unix.h>
 
 namespace {
 
 constexpr PB_INT R = UNIX_FD_READABLE, W = UNIX_FD_WRITABLE, E = UNIX_FD_ERROR;
 
-struct Pair {
-    pb::Fd a;
-    pb::Fd b;
-};
+using test::Ends;
 
-Pair pipePair()
+Ends pipePair()
 {
-    std::array<int, 2> fds{ -1, -1 };
-    EXPECT_EQ( pipe2( fds.data(), O_CLOEXEC | O_NONBLOCK ), 0 );
-    return { pb::Fd( fds[0] ), pb::Fd( fds[1] ) };
+    return test::pipeEnds( O_NONBLOCK );
 }
-Pair socketPair()
+Ends socketPair()
 {
-    std::array<int, 2> fds{ -1, -1 };
-    EXPECT_EQ( socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, fds.data() ), 0 );
-    return { pb::Fd( fds[0] ), pb::Fd( fds[1] ) };
+    return test::socketEnds( SOCK_NONBLOCK );
 }
 /** A TCP connection over loopback, the accepting end first. */
-Pair tcpPair()
+Ends tcpPair()
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -79,26 +69,26 @@ struct Observer {
 };
 
 /** The peer sends no more; both directions have ended; the peer throws away what was sent to it. */
-Pair ended( Pair pair )
+Ends ended( Ends pair )
 {
-    EXPECT_EQ( shutdown( pair.b.get(), SHUT_WR ), 0 );
+    EXPECT_EQ( shutdown( pair.write.get(), SHUT_WR ), 0 );
     return pair;
 }
-Pair over( Pair pair )
+Ends over( Ends pair )
 {
-    EXPECT_EQ( shutdown( pair.a.get(), SHUT_WR ), 0 );
+    EXPECT_EQ( shutdown( pair.read.get(), SHUT_WR ), 0 );
     return ended( std::move( pair ) );
 }
-Pair reset( Pair pair )
+Ends reset( Ends pair )
 {
     linger none{ 1, 0 };
-    EXPECT_EQ( setsockopt( pair.b.get(), SOL_SOCKET, SO_LINGER, &none, sizeof none ), 0 );
-    pair.b.close();
+    EXPECT_EQ( setsockopt( pair.write.get(), SOL_SOCKET, SO_LINGER, &none, sizeof none ), 0 );
+    pair.write.close();
     return pair;
 }
-Pair alone( Pair pair )
+Ends alone( Ends pair )
 {
-    pair.b.close();
+    pair.write.close();
     return pair;
 }
 
@@ -108,13 +98,13 @@ TEST( UnixFdObserver, ReportsConditions )
         const char *what;
         PB_INT wanted;
         PB_INT reported;
-        std::function<Pair()> make; // observes a
+        std::function<Ends()> make; // observes the reading end
     };
-    auto filled = []( Pair pair ) {
-        put( pair.b.get() );
+    auto filled = []( Ends pair ) {
+        put( pair.write.get() );
         return pair;
     };
-    auto turned = []( Pair pair ) { return Pair{ std::move( pair.b ), std::move( pair.a ) }; };
+    auto turned = []( Ends pair ) { return Ends{ std::move( pair.write ), std::move( pair.read ) }; };
     const Row rows[] = {
         { "bytes in a pipe", R, R, [=] { return filled( pipePair() ); } },
         { "room in a pipe", W, W, [=] { return turned( pipePair() ); } },
@@ -133,10 +123,10 @@ TEST( UnixFdObserver, ReportsConditions )
     for ( const Row &row : rows ) {
         SCOPED_TRACE( row.what );
         Observer observer;
-        Pair pair = row.make();
-        ASSERT_TRUE( observer.set( pair.a.get(), row.wanted ) );
+        Ends pair = row.make();
+        ASSERT_TRUE( observer.set( pair.read.get(), row.wanted ) );
         ASSERT_TRUE( observer.wait() );
-        EXPECT_EQ( observer.fd(), pair.a.get() );
+        EXPECT_EQ( observer.fd(), pair.read.get() );
         EXPECT_EQ( observer.conds(), row.reported );
     }
 }
@@ -154,7 +144,7 @@ TEST( UnixFdObserver, IsQuietAboutAHangUpThatNobodyAskedFor )
 {
     struct Row {
         const char *what;
-        std::function<Pair()> make;
+        std::function<Ends()> make;
     };
     const Row rows[] = { { "pipe without a writer", [] { return alone( pipePair() ); } },
         { "socket without a peer", [] { return alone( socketPair() ); } },
@@ -163,8 +153,8 @@ TEST( UnixFdObserver, IsQuietAboutAHangUpThatNobodyAskedFor )
     for ( const Row &row : rows ) {
         SCOPED_TRACE( row.what );
         Observer observer;
-        Pair pair = row.make();
-        int fd = pair.a.get();
+        Ends pair = row.make();
+        int fd = pair.read.get();
         ASSERT_TRUE( observer.set( fd, E ) );
         std::thread aborter( [&] {
             pbSleep( 100 );
@@ -297,20 +287,12 @@ struct Slot {
     std::atomic<bool> observed = false;
     pb::Ref<PB_BARRIER> served = pb::adopt( pbBarrierCreate( 1 ) );
 };
-struct Slots {
-    std::mutex mutex;
-    std::map<int, Slot *> byFd;
-};
+using Slots = std::array<std::atomic<Slot *>, 1024>; // by descriptor
 
 void serve( Observer &observer, Slots &slots )
 {
     while ( observer.wait() ) {
-        Slot *slot = nullptr;
-        {
-            std::lock_guard lock( slots.mutex );
-            auto found = slots.byFd.find( observer.fd() );
-            slot = found == slots.byFd.end() ? nullptr : found->second;
-        }
+        Slot *slot = slots.at( std::size_t( observer.fd() ) );
         if ( !slot || !slot->observed ) {
             ADD_FAILURE() << "a report of a descriptor that was removed";
             return;
@@ -332,16 +314,12 @@ void passServed( Slot &slot )
 void live( Observer &observer, Slots &slots, int fd, const std::function<void( Slot & )> &getServed )
 {
     Slot slot;
-    {
-        std::lock_guard lock( slots.mutex );
-        slots.byFd[fd] = &slot;
-    }
+    slots.at( std::size_t( fd ) ) = &slot;
     slot.observed = true;
     getServed( slot );
     EXPECT_TRUE( observer.set( fd, 0 ) );
     slot.observed = false;
-    std::lock_guard lock( slots.mutex );
-    slots.byFd.erase( fd );
+    slots.at( std::size_t( fd ) ) = nullptr;
 }
 
 void registerAndRemove( Observer &observer, Slots &slots, int rounds )
@@ -356,11 +334,11 @@ void registerAndRemove( Observer &observer, Slots &slots, int rounds )
             if ( i % 3 == 0 )
                 put( fd.get() ); // is about to be reported when it goes
         } );
-        Pair pair = socketPair();
-        live( observer, slots, pair.a.get(), [&]( Slot &slot ) {
-            EXPECT_TRUE( observer.set( pair.a.get(), E ) );
-            pair.b.close(); // leaves the set by itself, now or not yet
-            EXPECT_TRUE( observer.set( pair.a.get(), R ) );
+        Ends pair = socketPair();
+        live( observer, slots, pair.read.get(), [&]( Slot &slot ) {
+            EXPECT_TRUE( observer.set( pair.read.get(), E ) );
+            pair.write.close(); // leaves the set by itself, now or not yet
+            EXPECT_TRUE( observer.set( pair.read.get(), R ) );
             passServed( slot );
         } );
     }
@@ -369,7 +347,7 @@ void registerAndRemove( Observer &observer, Slots &slots, int rounds )
 TEST( UnixFdObserver, EightThreadsRegisterAndRemove )
 {
     Observer observer;
-    Slots slots;
+    Slots slots{};
     std::thread server( serve, std::ref( observer ), std::ref( slots ) );
     test::onThreads( 8, [&]( int ) { registerAndRemove( observer, slots, 400 ); } );
     pbSignalAssert( observer.abort.get() );
