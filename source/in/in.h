@@ -59,6 +59,10 @@
 #include <in/qos/in_qos_vocabulary.h>
 #include <in/raw/in_raw_address.h>
 #include <in/tcp/in_tcp_address.h>
+#include <in/tcp/in_tcp_channel.h>
+#include <in/tcp/in_tcp_channel_listener.h>
+#include <in/tcp/in_tcp_channel_listeners_vector.h>
+#include <in/tcp/in_tcp_channel_proposal.h>
 #include <in/tcp/in_tcp_flags.h>
 #include <in/tcp/in_tcp_options.h>
 #include <in/tcp/in_tcp_port_range.h>

@@ -195,6 +195,24 @@ void pbBufferReserve( PB_BUFFER **buf, PB_INT space )
     pb::Ref<PB_BUFFER> replaced = makeRoom( buf, space );
 }
 
+PB_BYTE *pbBufferRoom( PB_BUFFER **buf, PB_INT count )
+{
+    PB_ASSERT( buf );
+    PB_ASSERT( *buf );
+    PB_ASSERT( count >= 0 );
+    pb::Ref<PB_BUFFER> replaced = makeRoom( buf, count );
+    return ( *buf )->bytes() + ( *buf )->length;
+}
+
+void pbBufferExtend( PB_BUFFER *buf, PB_INT count )
+{
+    PB_ASSERT( buf );
+    PB_ASSERT( count >= 0 );
+    PB_ASSERT( count <= pbBufferSpace( buf ) );
+    PB_ASSERT( !pb::shared( buf ) );
+    buf->length += count;
+}
+
 void pbBufferSetByteAt( PB_BUFFER **buf, PB_INT index, PB_BYTE byte )
 {
     PB_ASSERT( buf );

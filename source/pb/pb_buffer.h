@@ -30,6 +30,13 @@ PB_API void pbBufferAppendBytes( PB_BUFFER **buf, const void *bytes, PB_INT coun
 PB_API void pbBufferAppend( PB_BUFFER **buf, PB_BUFFER *source );
 PB_API void pbBufferAppendInner( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount );
 PB_API void pbBufferAppendOuter( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount );
+/**
+ * Where the next bytes go: a place for `count` bytes behind the end, made when there is none, for who writes them there and
+ * appends them by pbBufferExtend. Valid until another function changes the buffer.
+ */
+PB_API PB_BYTE *pbBufferRoom( PB_BUFFER **buf, PB_INT count );
+/** Appends the first `count` bytes of the room. Aborts when there is not that much room, or somebody else holds the buffer. */
+PB_API void pbBufferExtend( PB_BUFFER *buf, PB_INT count );
 /** Removes bytes from the beginning; costs no more than what is removed, over many calls. */
 PB_API void pbBufferDelLeading( PB_BUFFER **buf, PB_INT byteCount );
 PB_API void pbBufferDelTrailing( PB_BUFFER **buf, PB_INT byteCount );

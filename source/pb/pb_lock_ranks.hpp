@@ -15,6 +15,8 @@
     RANK( runtimeTurn, "one thread starts or stops modules, and their functions run meanwhile" )                \
     RANK( storeTurn, "changes of the live store go one after the other; held while functions of backends run" ) \
     RANK( store, "what is registered with the configuration store, the live objects, what observers follow" )   \
+    RANK( streamSend, "one thread sends on a TCP channel" )                                                     \
+    RANK( streamReceive, "one thread receives on a TCP channel" )                                               \
     RANK( service, "a stack's or QoS stack's options, and what it found" )                                      \
     RANK( interfacesTurn, "one thread looks for interfaces" )                                                   \
     RANK( interfaceTurn, "one thread asks the host about an interface, or changes it" )                         \

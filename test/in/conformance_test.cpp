@@ -1,6 +1,7 @@
 /* Every class of the library keeps the object protocol. */
 #include "map_support.hpp"
 #include "options_support.hpp"
+#include "tcp_support.hpp"
 #include <in/nw/in_nw_interface_private.h>
 #include <support/conformance.hpp>
 
@@ -79,6 +80,20 @@ IN_UDP_MATCH *matchOf( IN_UDP_ADDRESS *address )
     IN_UDP_MATCH *match = inUdpMatchCreate();
     inUdpMatchSet( &match, address );
     return match;
+}
+
+Samples<IN_TCP_CHANNEL> connected()
+{
+    test::StreamPair pair( test::loopbackStack().get() );
+    return { pair.near.chan, pair.far.chan };
+}
+
+pb::Ref<IN_TCP_CHANNEL_PROPOSAL> proposed()
+{
+    pb::Ref<IN_STACK> stack = test::loopbackStack();
+    pb::Ref<IN_TCP_CHANNEL_LISTENER> lsn = test::listenOn( stack.get() );
+    pb::Ref<IN_TCP_CHANNEL> chan = test::connectTo( stack.get(), test::localOf( lsn ).get() );
+    return test::proposalOf( lsn.get() );
 }
 
 Samples<IN_UDP_CHANNEL> channels()
@@ -165,6 +180,11 @@ SAMPLES( IN_FILTER_OPTIONS,
 SAMPLES( IN_FILTER, byIdentity( each( samples<IN_FILTER_OPTIONS>(),
                         []( auto *options ) { return inFilterCreate( options, nullptr ); } ) ) )
 SAMPLES( IN_STACK, byIdentity( Samples<IN_STACK>{ test::loopbackStack(), test::loopbackStack() } ) )
+SAMPLES( IN_TCP_CHANNEL, byIdentity( connected() ) )
+SAMPLES( IN_TCP_CHANNEL_LISTENER,
+    byIdentity( Samples<IN_TCP_CHANNEL_LISTENER>{
+        test::listenOn( test::loopbackStack().get() ), test::listenOn( test::loopbackStack().get() ) } ) )
+SAMPLES( IN_TCP_CHANNEL_PROPOSAL, byIdentity( Samples<IN_TCP_CHANNEL_PROPOSAL>{ proposed(), proposed() } ) )
 SAMPLES( IN_UDP_CHANNEL, byIdentity( channels() ) )
 SAMPLES( IN_UDP_MATCH, each( samples<IN_UDP_ADDRESS>(), matchOf ) )
 SAMPLES( IN_UDP_MULTICAST_RECEIVER, byIdentity( adopted( { join(), join() } ) ) )

@@ -10,6 +10,7 @@
 #include <in/filter/in_filter_entry_flags_private.h>
 #include <in/filter/in_filter_private.h>
 #include <in/imp/in_imp_qos_private.h>
+#include <in/imp/in_imp_tcp_private.h>
 #include <in/imp/in_imp_udp_private.h>
 #include <in/nw/in_nw_interfaces_private.h>
 #include <in/nw/in_nw_vocabulary_private.h>
@@ -45,6 +46,8 @@ constexpr Step startups[] = {
     in___FilterCsStartup,
     in___FilterEntryFlagsStartup,
     in___ImpQosStartup,
+    in___ImpTcpStartup,
+    in___ImpTcpChannelAndListenerStartup,
     in___ImpUdpStartup,
     in___ImpUdpChannelStartup,
     in___NwAddressTypeStartup,
@@ -82,6 +85,8 @@ constexpr Step shutdownWaits[] = {
     in___NwAddressTypeShutdown,
     in___ImpUdpChannelShutdown,
     in___ImpUdpShutdown,
+    in___ImpTcpChannelAndListenerShutdown,
+    in___ImpTcpShutdown,
     in___ImpQosShutdown,
     in___FilterEntryFlagsShutdown,
     in___FlagsShutdown,

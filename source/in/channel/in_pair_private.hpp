@@ -3,7 +3,7 @@
  *
  *   const char *stream, *nullMapped, *invalid      the name of the trace stream, and what it is told on failure
  *   std::optional<Ports> ports( IN_STACK * )       the range of the stack's options
- *   PortPair tryCreate( const OpenPlan &, OpenFailure & )
+ *   PortPair tryCreate( IN_STACK *, const OpenPlan &, OpenFailure & )
  *   pb::Ref<PB_VECTOR> tryCreateMapped( MapPeer &, const PairPlan & )
  *   pb::Ref<Kind::Class> wrap( const PairPlan &, PB_INT handle )
  *   pb::Ref<Kind::Class> wrapMapped( const PairPlan &, PB_OBJ *mapped )
@@ -51,7 +51,7 @@ PB_VECTOR *tryCreatePairOnStack( const PairPlan &plan )
         return nullptr;
     }
     OpenFailure failure;
-    PortPair pair = Kind::tryCreate( opening.plan, failure );
+    PortPair pair = Kind::tryCreate( plan.stack, opening.plan, failure );
     if ( pair.even < 0 ) {
         traceRefusal( plan.stream, Kind::invalid );
         traceFailure( plan.stream, "%~s", failure );

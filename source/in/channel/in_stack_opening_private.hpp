@@ -9,6 +9,12 @@
 
 namespace in {
 
+/** The TCP options of a stack. */
+inline pb::Ref<IN_TCP_OPTIONS> tcpOptionsOf( IN_STACK *stack )
+{
+    return pb::adopt( inOptionsTcpOptions( pb::adopt( inStackOptions( stack ) ).get() ) );
+}
+
 /** The ports of a range; none without one. */
 inline std::optional<Ports> portsOf( const pb::Ref<IN_UDP_PORT_RANGE> &range )
 {

@@ -45,6 +45,33 @@ LocalRecord::LocalRecord( IN_ADDRESS *ina, PB_INT port, unsigned scope )
     length = static_cast<socklen_t>( size );
 }
 
+/** `ask` is getsockname or getpeername, `update` takes a record into an address. */
+template <class Address>
+static bool readAddress( int fd, const char *step, int ( *ask )( int, sockaddr *, socklen_t * ),
+    PB_BOOL ( *update )( const void *, PB_INT, Address ** ), pb::Ref<Address> &address, OpenFailure &failure )
+{
+    std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
+    socklen_t length = record.size();
+    if ( ask( fd, reinterpret_cast<sockaddr *>( record.data() ), &length ) != 0 )
+        return failure.failed( step );
+    return update( record.data(), length, address.handle() ) || failure.failed( step, EAFNOSUPPORT );
+}
+
+bool readLocalAddress( int fd, pb::Ref<IN_UDP_ADDRESS> &local, OpenFailure &failure )
+{
+    return readAddress( fd, "getsockname", getsockname, in___ImpSockaddrUpdateUdpAddress, local, failure );
+}
+
+bool readLocalAddress( int fd, pb::Ref<IN_TCP_ADDRESS> &local, OpenFailure &failure )
+{
+    return readAddress( fd, "getsockname", getsockname, in___ImpSockaddrUpdateTcpAddress, local, failure );
+}
+
+bool readRemoteAddress( int fd, pb::Ref<IN_TCP_ADDRESS> &remote, OpenFailure &failure )
+{
+    return readAddress( fd, "getpeername", getpeername, in___ImpSockaddrUpdateTcpAddress, remote, failure );
+}
+
 PortAttempt tryBind( int fd, IN_ADDRESS *localAddress, PB_INT port, unsigned scope, OpenFailure &failure )
 {
     LocalRecord record( localAddress, port, scope );

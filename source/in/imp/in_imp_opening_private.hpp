@@ -9,6 +9,8 @@
 #include <in/base/in_address.h>
 #include <in/imp/in_imp_ports_private.hpp>
 #include <in/qos/in_qos_stack.h>
+#include <in/tcp/in_tcp_address.h>
+#include <in/udp/in_udp_address.h>
 #include <netinet/in.h>
 #include <optional>
 #include <pb/pb.hpp>
@@ -105,6 +107,14 @@ struct LocalRecord {
     alignas( sockaddr_in6 ) std::array<PB_BYTE, sizeof( sockaddr_in6 )> bytes{};
     socklen_t length = 0;
 };
+
+/**
+ * Read back what the socket got; where that is the address in `local` or `remote` already, its parts are shared. An address
+ * that is no IP address with a port counts as failed too.
+ */
+bool readLocalAddress( int fd, pb::Ref<IN_UDP_ADDRESS> &local, OpenFailure &failure );
+bool readLocalAddress( int fd, pb::Ref<IN_TCP_ADDRESS> &local, OpenFailure &failure );
+bool readRemoteAddress( int fd, pb::Ref<IN_TCP_ADDRESS> &remote, OpenFailure &failure );
 
 /** Binds to a port, 0 for the system's choice. Another port may do when this one is in use, or not for everybody. */
 PortAttempt tryBind( int fd, IN_ADDRESS *localAddress, PB_INT port, unsigned scope, OpenFailure &failure );

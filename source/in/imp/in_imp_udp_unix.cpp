@@ -322,17 +322,6 @@ bool joinGroup( int fd, IN_ADDRESS *group, unsigned index, const in::LocalRecord
     return setsockopt( fd, level, MCAST_JOIN_GROUP, &req, sizeof req ) == 0 || failure.failed( "MCAST_JOIN_GROUP" );
 }
 
-/** Reads back what the socket got; where that is the address asked for, the channel shares that object. */
-bool readLocalAddress( int fd, pb::Ref<IN_UDP_ADDRESS> &local, in::OpenFailure &failure )
-{
-    std::array<PB_BYTE, sizeof( sockaddr_in6 )> record{};
-    socklen_t length = record.size();
-    if ( getsockname( fd, reinterpret_cast<sockaddr *>( record.data() ), &length ) != 0 )
-        return failure.failed( "getsockname" );
-    return in___ImpSockaddrUpdateUdpAddress( record.data(), length, local.handle() ) ||
-           failure.failed( "getsockname", EAFNOSUPPORT );
-}
-
 bool UdpChannel::tryOpen( in::OpenFailure &failure )
 {
     if ( isMulticast && plan->open.optionalPort < 0 )
@@ -350,7 +339,7 @@ in::PortAttempt UdpChannel::tryFinish( in::OpenFailure &failure )
 {
     IN_ADDRESS *wanted = plan->open.localAddress;
     local = pb::adopt( inUdpAddressCreate( wanted, in::PORT_MAX ) );
-    bool done = readLocalAddress( fd.get(), local, failure ) &&
+    bool done = in::readLocalAddress( fd.get(), local, failure ) &&
                 ( !isMulticast || joinGroup( fd.get(), wanted, interfaceNumber,
                                       in::LocalRecord( wanted, port(), interfaceNumber ), failure ) );
     return done ? in::PortAttempt::done : in::PortAttempt::failed;

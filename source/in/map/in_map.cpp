@@ -9,6 +9,9 @@ struct IN_MAP_STACK : PB_OBJ {
 PB_CLASS_DEFINE( IN_MAP_STACK, inMapStack, pb::destroy<IN_MAP_STACK>, nullptr, nullptr );
 PB_CLASS_DEFINE( IN_MAP_STACK_PEER, inMapStackPeer, pb::destroy<IN_MAP_STACK_PEER>, nullptr, nullptr );
 PB_CLASS_DEFINE( IN___MAP_UDP_CHANNEL, in___MapUdpChannel, pb::destroy<IN___MAP_UDP_CHANNEL>, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___MAP_TCP_CHANNEL, in___MapTcpChannel, pb::destroy<IN___MAP_TCP_CHANNEL>, nullptr, nullptr );
+PB_CLASS_DEFINE( IN___MAP_TCP_CHANNEL_LISTENER, in___MapTcpChannelListener, pb::destroy<IN___MAP_TCP_CHANNEL_LISTENER>,
+    nullptr, nullptr );
 
 IN_MAP_STACK_PEER *inMapStackPeer( IN_MAP_STACK *stack )
 {
@@ -26,6 +29,18 @@ IN___MAP_UDP_CHANNEL *in___MapUdpChannelCreate( std::unique_ptr<in::UdpPath> pat
 {
     PB_ASSERT( path );
     return pb::create<IN___MAP_UDP_CHANNEL>( std::move( path ) );
+}
+
+IN___MAP_TCP_CHANNEL *in___MapTcpChannelCreate( std::unique_ptr<in::TcpPath> path )
+{
+    PB_ASSERT( path );
+    return pb::create<IN___MAP_TCP_CHANNEL>( std::move( path ) );
+}
+
+IN___MAP_TCP_CHANNEL_LISTENER *in___MapTcpChannelListenerCreate( std::unique_ptr<in::MapTcpListenerPath> path )
+{
+    PB_ASSERT( path );
+    return pb::create<IN___MAP_TCP_CHANNEL_LISTENER>( std::move( path ) );
 }
 
 IN_MAP_STACK_PEER *in___MapStackPeerCreate( std::unique_ptr<in::MapPeer> peer )

@@ -17,7 +17,7 @@ struct UdpPairs {
         pb::Ref<IN_UDP_OPTIONS> udpOptions = pb::adopt( inOptionsUdpOptions( options.get() ) );
         return in::portsOf( pb::adopt( inUdpOptionsPortRange( udpOptions.get() ) ) );
     }
-    static in::PortPair tryCreate( const in::OpenPlan &plan, in::OpenFailure &failure )
+    static in::PortPair tryCreate( IN_STACK *, const in::OpenPlan &plan, in::OpenFailure &failure )
     {
         PB_INT rtpChannel;
         PB_INT rtcpChannel;
