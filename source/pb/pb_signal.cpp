@@ -34,6 +34,24 @@ PB_SIGNALABLE *pbSignalableCreateBarrier( PB_BARRIER *barrier )
     return pb::create<PB_SIGNALABLE>( pb::unblockBarrier, pb::obj( barrier ) );
 }
 
+static void pb___SignalableRaise( PB_OBJ *descriptor )
+{
+    pb___DescriptorFrom( descriptor )->signal();
+}
+
+PB_SIGNALABLE *pbSignalableTryCreateDescriptor( void )
+{
+    pb::Ref<PB___DESCRIPTOR> descriptor = pb::tryCreateDescriptor();
+    return descriptor ? pb::create<PB_SIGNALABLE>( pb___SignalableRaise, descriptor.get() ) : nullptr;
+}
+
+int pbSignalableDescriptor( PB_SIGNALABLE *signalable )
+{
+    PB_ASSERT( signalable );
+    PB_ASSERT( signalable->optionalDescriptor() );
+    return signalable->optionalDescriptor()->get();
+}
+
 void pbSignalableSignal( PB_SIGNALABLE *signalable )
 {
     PB_ASSERT( signalable );

@@ -12,6 +12,12 @@
  * A signal or alert holds a reference to each of its waiters; an asserted signal holds none. A waiter holds its argument.
  * So a waiter whose argument is the object that it is added to is a circle of references: neither is freed before the
  * waiter is deleted, or its signal asserted.
+ *
+ * A program with a loop of its own (poll, epoll, libuv, GLib) takes waiters that have a descriptor: it polls that for
+ * reading, level-triggered, and no function of it runs on a thread of the libraries. The descriptor belongs to the waiter
+ * and is closed with its last reference; signals and alerts hold references too. So the loop forgets the descriptor first,
+ * deletes the waiter where it was added, and then releases it; it never closes the descriptor. A forked child shares it
+ * with its parent: there the libraries leave it alone, but for closing it, and the child must neither read it nor write.
  */
 #ifndef PB_SYNC_H
 #define PB_SYNC_H
@@ -56,6 +62,15 @@ typedef void PB_SIGNALABLE_FUNC( PB_OBJ *argument );
 PB_API PB_SIGNALABLE *pbSignalableCreate( PB_SIGNALABLE_FUNC *func, PB_OBJ *optionalArgument );
 /** A signalable that unblocks a barrier once each time it is fired. */
 PB_API PB_SIGNALABLE *pbSignalableCreateBarrier( PB_BARRIER *barrier );
+/**
+ * A signalable with a descriptor, which is readable from the first time it is fired: for a signal, from its assertion for
+ * good. Deleting the signalable changes nothing then. Who goes on to use it for another signal, such as a service's next
+ * update, makes the descriptor unreadable again by reading its eight bytes; then he adds the signalable, and then he looks at
+ * what the signal stands for. Null when the system refuses; errno says why.
+ */
+PB_API PB_SIGNALABLE *pbSignalableTryCreateDescriptor( void );
+/** The descriptor, lent. It is not blocking, and closed on exec. Aborts for a signalable that has none. */
+PB_API int pbSignalableDescriptor( PB_SIGNALABLE *signalable );
 /** Fires it. */
 PB_API void pbSignalableSignal( PB_SIGNALABLE *signalable );
 
@@ -81,6 +96,17 @@ typedef void PB_ALERTABLE_FUNC( PB_OBJ *argument );
 PB_API PB_ALERTABLE *pbAlertableCreate( PB_ALERTABLE_FUNC *func, PB_OBJ *optionalArgument );
 /** An alertable that unblocks a barrier once each time it is fired. */
 PB_API PB_ALERTABLE *pbAlertableCreateBarrier( PB_BARRIER *barrier );
+/**
+ * An alertable with a descriptor, which is readable while any of the alerts is set that it was added to: one serves as many
+ * channels as one likes. Nobody reads it. It ceases to be readable when the alerts are unset, as a channel's is by who takes
+ * the last datagram, or end, or when the alertable is deleted from them; before that call returns, if no other thread is
+ * just about to change one of these alerts. While one is, the descriptor may for a moment be readable without need, so
+ * who finds nothing to take polls again. Null when the system refuses; errno says why.
+ */
+PB_API PB_ALERTABLE *pbAlertableTryCreateDescriptor( void );
+/** The descriptor, lent. It is not blocking, and closed on exec. Aborts for an alertable that has none. */
+PB_API int pbAlertableDescriptor( PB_ALERTABLE *alertable );
+/** Fires it. One with a descriptor goes by its alerts alone, so this changes nothing there. */
 PB_API void pbAlertableAlert( PB_ALERTABLE *alertable );
 
 PB_CLASS( PB_ALERT, pbAlert )

@@ -6,7 +6,7 @@
 #ifndef PB_WAITERS_PRIVATE_HPP
 #define PB_WAITERS_PRIVATE_HPP
 
-#include <pb/pb.hpp>
+#include <pb/pb_descriptor_private.hpp>
 #include <set>
 
 namespace pb {
@@ -17,6 +17,12 @@ struct Waker : PB_OBJ {
     Waker( Func *wakerFunc, PB_OBJ *optionalArgument ) : func( wakerFunc ), argument( share( optionalArgument ) ) {}
 
     void fire() const { func( argument.get() ); }
+    /** What a program's own loop polls, or null when the waker calls a user's function. */
+    PB___DESCRIPTOR *optionalDescriptor() const
+    {
+        bool is = argument && argument->sort == pb___DescriptorSort();
+        return is ? pb___DescriptorFrom( argument.get() ) : nullptr;
+    }
 
 private:
     Func *func;
@@ -32,7 +38,8 @@ inline void unblockBarrier( PB_OBJ *barrier )
 /** Each waiter once: the same object is the same waiter, whatever its class says of equality. */
 class Waiters {
 public:
-    void add( PB_OBJ *waiter ) { set.insert( share( waiter ) ); }
+    /** Whether it was not in yet. */
+    bool add( PB_OBJ *waiter ) { return set.insert( share( waiter ) ).second; }
     /** The removed waiter's reference, if it was in, for the caller to drop when it has left the monitor. */
     [[nodiscard]] auto remove( PB_OBJ *waiter )
     {

@@ -83,6 +83,17 @@ TEST_F( FaultFiles, LinesEndEarlyAtMost )
     } );
 }
 
+TEST( FaultDescriptor, IsThereOrNot )
+{
+    fault::ladder( { "there", "null" }, [&] {
+        fault::Armed armed;
+        errno = 0;
+        pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableTryCreateDescriptor() );
+        pb::Ref<PB_ALERTABLE> alertable = pb::adopt( signalable ? pbAlertableTryCreateDescriptor() : nullptr );
+        return alertable ? "there" : errno == EMFILE ? "null" : "null, but not why";
+    } );
+}
+
 void assertSignal( PB_OBJ *signal )
 {
     pbSignalAssert( pbSignalFrom( signal ) );

@@ -1,6 +1,22 @@
 /* Monitors, regions, barriers, signals and alerts: what they do, and that nothing is lost when eight threads meet. */
 #include "race.h"
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
 #include <support/clock.hpp>
+#include <support/misuse.h>
+#include <sys/wait.h>
+
+static std::atomic<bool> hesitates = false; // others have their turn before a descriptor is written to
+
+extern "C" ssize_t __real_write( int fd, const void *bytes, size_t count );
+extern "C" ssize_t __wrap_write( int fd, const void *bytes, size_t count );
+ssize_t __wrap_write( int fd, const void *bytes, size_t count )
+{
+    if ( hesitates )
+        std::this_thread::yield();
+    return __real_write( fd, bytes, count );
+}
 
 namespace {
 
@@ -234,6 +250,172 @@ TEST( Alert, ConsumerMissesNothing )
         }
     } );
     EXPECT_EQ( waiting, 0 );
+}
+
+bool readable( int fd )
+{
+    pollfd polled{ fd, POLLIN, 0 };
+    return poll( &polled, 1, 0 ) == 1 && polled.revents == POLLIN;
+}
+
+/** Three alerts and an alertable with a descriptor, which is added to some of them. */
+struct Polled {
+    static constexpr int count = 3;
+    pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableTryCreateDescriptor() );
+    pb::Ref<PB_ALERT> alerts[count]{ newAlert(), newAlert(), newAlert() };
+    bool added[count]{};
+    int fd = pbAlertableDescriptor( alertable.get() );
+
+    static pb::Ref<PB_ALERT> newAlert() { return pb::adopt( pbAlertCreate() ); }
+    void add( int index )
+    {
+        pbAlertAddAlertable( alerts[index].get(), alertable.get() );
+        added[index] = true;
+    }
+    void del( int index )
+    {
+        pbAlertDelAlertable( alerts[index].get(), alertable.get() );
+        added[index] = false;
+    }
+    void end( int index )
+    {
+        alerts[index] = newAlert();
+        added[index] = false;
+    }
+    void act( int index, char step )
+    {
+        PB_ALERT *alert = alerts[index].get();
+        switch ( step ) {
+        case 'a':
+            return add( index );
+        case 'd':
+            return del( index );
+        case 'e':
+            return end( index );
+        case 's':
+            return pbAlertSet( alert );
+        case 'u':
+            return pbAlertUnset( alert );
+        default: { // late: fired when it has been unset again
+            PB_OBJ *deferred = pbAlertSetDeferred( alert );
+            pbAlertUnset( alert );
+            pbAlertFireDeferred( deferred );
+        }
+        }
+    }
+    bool wanted() const
+    {
+        bool any = false;
+        for ( int i = 0; i < count; ++i )
+            any |= added[i] && pbAlertIsSet( alerts[i].get() );
+        return any;
+    }
+};
+
+TEST( Descriptor, IsReadableWhileAnyOfItsAlertsIsSet )
+{
+    struct {
+        const char *steps; // a: add, d: delete, s: set, u: unset, l: fired late, e: the alert ends; of which alert
+        bool readable;
+    } const rows[] = { { "a0 a0", false }, { "s0 s0", true }, { "u0", false }, { "u0 u0 s0", true }, { "d0", false },
+        { "d0", false }, { "a0", true }, { "a0 u0", false }, { "l0", false }, { "s0 l0", false }, { "s1", false },
+        { "a1 a2", true }, { "s2 s0 u1", true }, { "d0", true }, { "e2", false }, { "u0 u1 a0 a2", false },
+        { "s2 s0", true }, { "l0", true }, { "u2", false }, { "s0 s1", true } };
+    Polled polled;
+    auto heard = counter();
+    pb::Ref<PB_ALERTABLE> other = pb::adopt( pbAlertableCreate( test::Counter::fire, heard.get() ) );
+    pbAlertAddAlertable( polled.alerts[0].get(), other.get() );
+    for ( const auto &row : rows ) {
+        for ( const char *step = row.steps; *step; step += step[2] ? 3 : 2 ) {
+            errno = EBADF;
+            polled.act( step[1] - '0', step[0] );
+            EXPECT_EQ( errno, EBADF ) << row.steps;
+        }
+        pbAlertableAlert( polled.alertable.get() ); // changes nothing
+        EXPECT_EQ( readable( polled.fd ), row.readable ) << "row " << &row - rows << ": " << row.steps;
+    }
+    EXPECT_EQ( heard->fired, 7 );
+}
+
+TEST( Descriptor, AgreesWithTheAlertsWhenThreadsHaveMet )
+{
+    constexpr int adder = Polled::count, setters = 2 * adder, ender = setters + 1;
+    std::vector<std::minstd_rand> random( ender + 1 );
+    for ( std::size_t i = 0; i < random.size(); ++i )
+        random[i].seed( static_cast<unsigned>( i + 1 ) );
+    std::optional<Polled> polled;
+    hesitates = true;
+    auto act = [&]( int index ) {
+        std::minstd_rand &draw = random[static_cast<std::size_t>( index )];
+        if ( index == ender ) // it ends an alert of its own, which is set
+            for ( int i = 0; i < 5; ++i ) {
+                auto alert = Polled::newAlert();
+                pbAlertAddAlertable( alert.get(), polled->alertable.get() );
+                pbAlertSet( alert.get() );
+            }
+        for ( int i = 0; index != ender && i < 20; ++i ) {
+            const char *steps = index == setters ? "ad" : "sul";
+            polled->act( index == setters ? int( draw() % adder ) : index % adder, steps[draw() % strlen( steps )] );
+            readable( polled->fd );
+        }
+    };
+    test::race(
+        1000, ender + 1, [&] { polled.emplace(); }, act,
+        [&] {
+            ASSERT_EQ( readable( polled->fd ), polled->wanted() );
+            for ( auto &alert : polled->alerts )
+                pbAlertUnset( alert.get() );
+            EXPECT_FALSE( readable( polled->fd ) );
+        } );
+    hesitates = false;
+}
+
+TEST( Descriptor, StaysReadableAfterItsSignal )
+{
+    pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableTryCreateDescriptor() );
+    int fd = pbSignalableDescriptor( signalable.get() );
+    EXPECT_EQ( fcntl( fd, F_GETFD ) & FD_CLOEXEC, FD_CLOEXEC );
+    auto lower = [&] {
+        uint64_t value;
+        EXPECT_EQ( read( fd, &value, sizeof value ), ssize_t( sizeof value ) );
+        EXPECT_FALSE( readable( fd ) );
+    };
+    pb::Ref<PB_SIGNAL> signal = pb::adopt( pbSignalCreate() );
+    pbSignalAddSignalable( signal.get(), signalable.get() );
+    EXPECT_FALSE( readable( fd ) );
+    pbSignalAssert( signal.get() );
+    EXPECT_TRUE( readable( fd ) );
+    pbSignalDelSignalable( signal.get(), signalable.get() );
+    pbSignalableSignal( signalable.get() );
+    lower(); // one read, however often it was fired
+    pbSignalAddSignalable( signal.get(), signalable.get() );
+    lower();
+    pbSignalableSignal( signalable.get() );
+    lower();
+}
+
+TEST( Descriptor, BelongsToTheParentAfterAFork )
+{
+    Polled polled;
+    pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( pbSignalableTryCreateDescriptor() );
+    polled.add( 0 );
+    pbAlertSet( polled.alerts[0].get() );
+    pid_t child = fork();
+    if ( child == 0 ) {
+        pbSignalableSignal( signalable.get() );
+        polled.end( 0 );
+        _exit( 0 );
+    }
+    ASSERT_EQ( waitpid( child, nullptr, 0 ), child );
+    EXPECT_TRUE( readable( polled.fd ) );
+    EXPECT_FALSE( readable( pbSignalableDescriptor( signalable.get() ) ) );
+}
+
+TEST( DescriptorDeathTest, IsNotThereWhenAFunctionIs )
+{
+    test::Waiter waiter;
+    test::expectAborts( { { "alertable->optionalDescriptor()", [&] { pbAlertableDescriptor( waiter.alert() ); } },
+        { "signalable->optionalDescriptor()", [&] { pbSignalableDescriptor( waiter.get() ); } } } );
 }
 
 } // namespace
