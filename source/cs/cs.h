@@ -34,6 +34,8 @@ PB_API PB_BOOL csObjectRecordNameOk( PB_STRING *name );
 /* ---- what modules register; each registration lasts until its object is released ---- */
 
 PB_CLASS( CS_MODULE_BACKEND, csModuleBackend )
+/* Names: csModuleBackendSort, csModuleBackendObj, csModuleBackendFrom, csModuleBackendRetain, csModuleBackendRelease,
+   csModuleBackendToString, csModuleBackendCompare, csModuleBackendEquals */
 
 /** Describes the module's surroundings, a new store. */
 typedef PB_STORE *CS_MODULE_INFO_FUNC( PB_OBJ *optionalContext );
@@ -44,6 +46,8 @@ PB_API CS_MODULE_BACKEND *csModuleBackendCreate(
 PB_API PB_STORE *csModuleInfo( PB_MODULE *module );
 
 PB_CLASS( CS_STATUS_REPORTER, csStatusReporter )
+/* Names: csStatusReporterSort, csStatusReporterObj, csStatusReporterFrom, csStatusReporterRetain,
+   csStatusReporterRelease, csStatusReporterToString, csStatusReporterCompare, csStatusReporterEquals */
 
 /** What an object tells of itself: whether it is up (at first not), and items of text. */
 PB_API CS_STATUS_REPORTER *csStatusReporterCreate( void );
@@ -59,6 +63,8 @@ PB_API void csStatusReporterUpdateAddSignalable( CS_STATUS_REPORTER *reporter, P
 PB_API void csStatusReporterUpdateDelSignalable( CS_STATUS_REPORTER *reporter, PB_SIGNALABLE *signalable );
 
 PB_CLASS( CS_SORT_BACKEND, csSortBackend )
+/* Names: csSortBackendSort, csSortBackendObj, csSortBackendFrom, csSortBackendRetain, csSortBackendRelease,
+   csSortBackendToString, csSortBackendCompare, csSortBackendEquals */
 
 /**
  * A new object from a stored configuration, or from the defaults when it is null; null when it cannot be, after telling
@@ -102,6 +108,13 @@ PB_CLASS( CS_UPDATE, csUpdate )
 PB_CLASS( CS_UPDATE_OBJECT, csUpdateObject )
 PB_CLASS( CS_UPDATE_OBJECTS, csUpdateObjects )
 PB_CLASS( CS_UPDATE_BACKEND, csUpdateBackend )
+/* Names: csUpdateSort, csUpdateObj, csUpdateFrom, csUpdateRetain, csUpdateRelease, csUpdateToString, csUpdateCompare,
+   csUpdateEquals, csUpdateObjectSort, csUpdateObjectObj, csUpdateObjectFrom, csUpdateObjectRetain,
+   csUpdateObjectRelease, csUpdateObjectToString, csUpdateObjectCompare, csUpdateObjectEquals, csUpdateObjectsSort,
+   csUpdateObjectsObj, csUpdateObjectsFrom, csUpdateObjectsRetain, csUpdateObjectsRelease, csUpdateObjectsToString,
+   csUpdateObjectsCompare, csUpdateObjectsEquals, csUpdateBackendSort, csUpdateBackendObj, csUpdateBackendFrom,
+   csUpdateBackendRetain, csUpdateBackendRelease, csUpdateBackendToString, csUpdateBackendCompare,
+   csUpdateBackendEquals */
 
 typedef void CS_UPDATE_FUNC( CS_UPDATE **update, PB_OBJ *optionalContext );
 /** Registers an update under its date, "2013-01-04" (aborts on another form). Updates run in date order. */
@@ -130,6 +143,8 @@ PB_API void csUpdateObjectSetConfig( CS_UPDATE_OBJECT **object, PB_STORE *config
 /* ---- a configuration file as a value ---- */
 
 PB_CLASS( CS_CONFIG, csConfig )
+/* Names: csConfigSort, csConfigObj, csConfigFrom, csConfigRetain, csConfigRelease, csConfigToString, csConfigCompare,
+   csConfigEquals */
 
 /** An empty configuration. */
 PB_API CS_CONFIG *csConfigCreate( void );
@@ -208,6 +223,8 @@ PB_API void csStoreUpdateDelSignalable( PB_SIGNALABLE *signalable );
 /* ---- observers and conditions ---- */
 
 PB_CLASS( CS_OBJECT_OBSERVER, csObjectObserver )
+/* Names: csObjectObserverSort, csObjectObserverObj, csObjectObserverFrom, csObjectObserverRetain,
+   csObjectObserverRelease, csObjectObserverToString, csObjectObserverCompare, csObjectObserverEquals */
 
 /** Follows the live object of a name and sort, or an object that is given directly. */
 PB_API CS_OBJECT_OBSERVER *csObjectObserverCreate( const PB_SORT *sort, TR_ANCHOR *optionalAnchor );
@@ -220,6 +237,8 @@ PB_API void csObjectObserverUpdateDelSignalable( CS_OBJECT_OBSERVER *observer, P
 
 /** A boolean with a name, itself a configurable object: { "sort": "CS_CONDITION", "config": { "value": true } }. */
 PB_CLASS( CS_CONDITION, csCondition )
+/* Names: csConditionSort, csConditionObj, csConditionFrom, csConditionRetain, csConditionRelease,
+   csConditionToString, csConditionCompare, csConditionEquals */
 
 PB_API CS_CONDITION *csConditionCreate( PB_BOOL value );
 PB_API PB_BOOL csConditionValue( CS_CONDITION *condition );
@@ -229,6 +248,8 @@ PB_API void csConditionUpdateAddSignalable( CS_CONDITION *condition, PB_SIGNALAB
 PB_API void csConditionUpdateDelSignalable( CS_CONDITION *condition, PB_SIGNALABLE *signalable );
 
 PB_CLASS( CS_CONDITION_OBSERVER, csConditionObserver )
+/* Names: csConditionObserverSort, csConditionObserverObj, csConditionObserverFrom, csConditionObserverRetain,
+   csConditionObserverRelease, csConditionObserverToString, csConditionObserverCompare, csConditionObserverEquals */
 
 PB_API CS_CONDITION_OBSERVER *csConditionObserverCreate( TR_ANCHOR *optionalAnchor );
 PB_API void csConditionObserverConfigure(

@@ -27,3 +27,4 @@ void cs___ModuleShutdownWait( void )
 
 PB_MODULE_DEFINE( cs, csModule, "Configuration store", "1.0", "pb pr tr", cs___ModuleStartup, cs___ModuleShutdown,
     cs___ModuleShutdownWait );
+/* Names: cs___module_record, cs___module_version_string, cs___module */

@@ -122,3 +122,4 @@ PB_BOOL iriGensValidatePart( PB_STRING *str, PB_INT part )
 }
 
 PB_MODULE_DEFINE( iri, iriModule, "Internationalized resource identifiers", "1.0", "pb", nullptr, nullptr, nullptr );
+/* Names: iri___module_record, iri___module_version_string, iri___module */

@@ -5,6 +5,8 @@
 #include <pb/pb_obj.h>
 
 PB_CLASS( PB_BOXED_INT, pbBoxedInt ) /* order: as numbers; text form: decimal */
+/* Names: pbBoxedIntSort, pbBoxedIntObj, pbBoxedIntFrom, pbBoxedIntRetain, pbBoxedIntRelease, pbBoxedIntToString,
+   pbBoxedIntCompare, pbBoxedIntEquals */
 
 PB_API PB_BOXED_INT *pbBoxedIntCreate( PB_INT value );
 PB_API PB_INT pbBoxedIntValue( PB_BOXED_INT *boxed );

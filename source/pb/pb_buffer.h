@@ -8,6 +8,8 @@
 #include <pb/pb_obj.h>
 
 PB_CLASS( PB_BUFFER, pbBuffer ) /* order: bytewise unsigned, a prefix first; text form: hexadecimal digits */
+/* Names: pbBufferSort, pbBufferObj, pbBufferFrom, pbBufferRetain, pbBufferRelease, pbBufferToString, pbBufferCompare,
+   pbBufferEquals */
 
 PB_API PB_BUFFER *pbBufferCreate( void );
 /** A new empty buffer with room for `capacity` bytes. */

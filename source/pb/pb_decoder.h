@@ -8,6 +8,8 @@
 #include <pb/pb_buffer.h>
 
 PB_CLASS( PB_DECODER, pbDecoder )
+/* Names: pbDecoderSort, pbDecoderObj, pbDecoderFrom, pbDecoderRetain, pbDecoderRelease, pbDecoderToString,
+   pbDecoderCompare, pbDecoderEquals */
 
 /** A decoder at the beginning of `buf`, which it retains. */
 PB_API PB_DECODER *pbDecoderCreate( PB_BUFFER *buf );

@@ -9,6 +9,7 @@
 #include <pb/pb_vector.h>
 
 PB_CLASS( PB_DICT, pbDict ) /* order: entry by entry, key before value; text form: "{a: b, c: d}" */
+/* Names: pbDictSort, pbDictObj, pbDictFrom, pbDictRetain, pbDictRelease, pbDictToString, pbDictCompare, pbDictEquals */
 
 PB_API PB_DICT *pbDictCreate( void );
 PB_API PB_DICT *pbDictCreateFrom( PB_DICT *source );

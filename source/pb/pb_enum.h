@@ -5,6 +5,7 @@
 #include <pb/pb_string.h>
 
 PB_CLASS( PB_ENUM, pbEnum )
+/* Names: pbEnumSort, pbEnumObj, pbEnumFrom, pbEnumRetain, pbEnumRelease, pbEnumToString, pbEnumCompare, pbEnumEquals */
 
 PB_API PB_ENUM *pbEnumCreate( void );
 PB_API PB_ENUM *pbEnumCreateFrom( PB_ENUM *source );
@@ -17,6 +18,8 @@ PB_API PB_INT pbEnumParse( PB_ENUM *enm, PB_STRING *text );
 PB_API PB_STRING *pbEnumGenerate( PB_ENUM *enm, PB_INT value );
 
 PB_CLASS( PB_FLAGSET, pbFlagset )
+/* Names: pbFlagsetSort, pbFlagsetObj, pbFlagsetFrom, pbFlagsetRetain, pbFlagsetRelease, pbFlagsetToString,
+   pbFlagsetCompare, pbFlagsetEquals */
 
 PB_API PB_FLAGSET *pbFlagsetCreate( void );
 PB_API PB_FLAGSET *pbFlagsetCreateFrom( PB_FLAGSET *source );

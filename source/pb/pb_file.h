@@ -27,6 +27,8 @@ PB_API PB_BUFFER *pbFileReadBufferCstr( const char *path, PB_INT length );
 PB_API PB_BOOL pbFileTryReplace( PB_STRING *path, PB_BUFFER *content );
 
 PB_CLASS( PB_LINE_SOURCE, pbLineSource )
+/* Names: pbLineSourceSort, pbLineSourceObj, pbLineSourceFrom, pbLineSourceRetain, pbLineSourceRelease,
+   pbLineSourceToString, pbLineSourceCompare, pbLineSourceEquals */
 
 /** Lines of a buffer, which is retained, or of a file, read as it goes (null when it cannot be opened). One thread. */
 PB_API PB_LINE_SOURCE *pbLineSourceCreateFromBuffer( PB_BUFFER *buf );
@@ -35,6 +37,8 @@ PB_API PB_LINE_SOURCE *pbLineSourceTryCreateFromFileCstr( const char *path, PB_I
 PB_API PB_STRING *pbLineSourceTryReadLine( PB_LINE_SOURCE *source );
 
 PB_CLASS( PB_BYTE_SINK, pbByteSink )
+/* Names: pbByteSinkSort, pbByteSinkObj, pbByteSinkFrom, pbByteSinkRetain, pbByteSinkRelease, pbByteSinkToString,
+   pbByteSinkCompare, pbByteSinkEquals */
 
 /** A sink that fills a buffer, and what it holds so far (a new reference). */
 PB_API PB_BYTE_SINK *pbByteSinkCreateBuffer( void );

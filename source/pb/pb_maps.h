@@ -8,6 +8,8 @@
 #include <pb/pb_obj.h>
 
 PB_CLASS( PB_RANGE_MAP, pbRangeMap ) /* order: range by range; text form: "{1..5: a, 7..7: b}" */
+/* Names: pbRangeMapSort, pbRangeMapObj, pbRangeMapFrom, pbRangeMapRetain, pbRangeMapRelease, pbRangeMapToString,
+   pbRangeMapCompare, pbRangeMapEquals */
 
 PB_API PB_RANGE_MAP *pbRangeMapCreate( void );
 PB_API PB_RANGE_MAP *pbRangeMapCreateFrom( PB_RANGE_MAP *source );
@@ -21,6 +23,8 @@ PB_API void pbRangeMapSetKey( PB_RANGE_MAP **map, PB_INT key, PB_OBJ *value );
 PB_API void pbRangeMapDelRange( PB_RANGE_MAP **map, PB_INT first, PB_INT last );
 
 PB_CLASS( PB_PRIORITY_MAP, pbPriorityMap ) /* order: entry by entry; text form: "{10: a, 20: b}" */
+/* Names: pbPriorityMapSort, pbPriorityMapObj, pbPriorityMapFrom, pbPriorityMapRetain, pbPriorityMapRelease,
+   pbPriorityMapToString, pbPriorityMapCompare, pbPriorityMapEquals */
 
 PB_API PB_PRIORITY_MAP *pbPriorityMapCreate( void );
 PB_API PB_PRIORITY_MAP *pbPriorityMapCreateFrom( PB_PRIORITY_MAP *source );

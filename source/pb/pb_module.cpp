@@ -35,6 +35,7 @@ PB_CLASS_DEFINE(
     PB_MODULE_VERSION, pbModuleVersion, nullptr, pb___ModuleVersionCompFunc, pb___ModuleVersionToStringFunc );
 PB_CLASS_DEFINE( PB_MODULE, pbModule, pb___ModuleFreeFunc, nullptr, pb___ModuleToStringFunc );
 PB_MODULE_DEFINE( pb, pbModule, "Base", "1.0", "", nullptr, nullptr, nullptr );
+/* Names: pb___module_record, pb___module_version_string, pb___module, pb___sort_PB_MODULE */
 
 /** Digits only: the scanner alone would let a sign pass. */
 static bool pb___ModuleVersionScanNumber( pb::Chars text, PB_INT &number )

@@ -9,6 +9,8 @@
 
 /** The version of a module, "17.1": two decimal numbers. Immutable. */
 PB_CLASS( PB_MODULE_VERSION, pbModuleVersion )
+/* Names: pbModuleVersionSort, pbModuleVersionObj, pbModuleVersionFrom, pbModuleVersionRetain, pbModuleVersionRelease,
+   pbModuleVersionToString, pbModuleVersionCompare, pbModuleVersionEquals */
 
 /** Null unless the text is two decimal numbers joined by a full stop. */
 PB_API PB_MODULE_VERSION *pbModuleVersionTryCreate( PB_STRING *text );
@@ -39,6 +41,8 @@ typedef struct PB_MODULE_RECORD {
 
 /** What starts and stops a module. A static object; its functions are called by the runtime, on one thread. */
 PB_CLASS( PB_MODULE, pbModule ) /* text form: the module's name */
+/* Names: pbModuleSort, pbModuleObj, pbModuleFrom, pbModuleRetain, pbModuleRelease, pbModuleToString, pbModuleCompare,
+   pbModuleEquals */
 
 typedef PB_BOOL PB_MODULE_STARTUP_FUNC( void );
 typedef void PB_MODULE_SHUTDOWN_FUNC( void );

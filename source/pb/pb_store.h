@@ -13,6 +13,8 @@
 #include <pb/pb_string.h>
 
 PB_CLASS( PB_STORE, pbStore ) /* order: entry by entry; text form: compact JSON */
+/* Names: pbStoreSort, pbStoreObj, pbStoreFrom, pbStoreRetain, pbStoreRelease, pbStoreToString, pbStoreCompare,
+   pbStoreEquals */
 
 PB_API PB_STORE *pbStoreCreate( void );
 PB_API PB_STORE *pbStoreCreateArray( void );

@@ -16,6 +16,8 @@
 #include <wchar.h>
 
 PB_CLASS( PB_STRING, pbString ) /* order: by code points, a prefix first; text form: the string itself */
+/* Names: pbStringSort, pbStringObj, pbStringFrom, pbStringRetain, pbStringRelease, pbStringToString, pbStringCompare,
+   pbStringEquals */
 
 /** A new empty string. */
 PB_API PB_STRING *pbStringCreate( void );

@@ -25,6 +25,8 @@
 #include <pb/pb_obj.h>
 
 PB_CLASS( PB_MONITOR, pbMonitor )
+/* Names: pbMonitorSort, pbMonitorObj, pbMonitorFrom, pbMonitorRetain, pbMonitorRelease, pbMonitorToString,
+   pbMonitorCompare, pbMonitorEquals */
 
 /** A lock. Not recursive: a thread that enters again, or leaves what it does not hold, aborts. */
 PB_API PB_MONITOR *pbMonitorCreate( void );
@@ -32,6 +34,8 @@ PB_API void pbMonitorEnter( PB_MONITOR *monitor );
 PB_API void pbMonitorLeave( PB_MONITOR *monitor );
 
 PB_CLASS( PB_REGION, pbRegion )
+/* Names: pbRegionSort, pbRegionObj, pbRegionFrom, pbRegionRetain, pbRegionRelease, pbRegionToString, pbRegionCompare,
+   pbRegionEquals */
 
 /** A shared/exclusive lock; waiting writers go before new readers. Not recursive, in neither mode. */
 PB_API PB_REGION *pbRegionCreate( void );
@@ -41,6 +45,8 @@ PB_API void pbRegionEnterExclusive( PB_REGION *region );
 PB_API void pbRegionLeaveExclusive( PB_REGION *region );
 
 PB_CLASS( PB_BARRIER, pbBarrier )
+/* Names: pbBarrierSort, pbBarrierObj, pbBarrierFrom, pbBarrierRetain, pbBarrierRelease, pbBarrierToString,
+   pbBarrierCompare, pbBarrierEquals */
 
 /** A barrier with a number of blockers, at least 0. It can be passed while there are none. */
 PB_API PB_BARRIER *pbBarrierCreate( PB_INT blockers );
@@ -55,6 +61,8 @@ PB_API void pbBarrierPass( PB_BARRIER *barrier );
 PB_API PB_BOOL pbBarrierPassTimed( PB_BARRIER *barrier, PB_INT milliseconds );
 
 PB_CLASS( PB_SIGNALABLE, pbSignalable )
+/* Names: pbSignalableSort, pbSignalableObj, pbSignalableFrom, pbSignalableRetain, pbSignalableRelease,
+   pbSignalableToString, pbSignalableCompare, pbSignalableEquals */
 
 /** A function that a signalable calls with its argument, on the thread that fires it; must not block. */
 typedef void PB_SIGNALABLE_FUNC( PB_OBJ *argument );
@@ -75,6 +83,8 @@ PB_API int pbSignalableDescriptor( PB_SIGNALABLE *signalable );
 PB_API void pbSignalableSignal( PB_SIGNALABLE *signalable );
 
 PB_CLASS( PB_SIGNAL, pbSignal )
+/* Names: pbSignalSort, pbSignalObj, pbSignalFrom, pbSignalRetain, pbSignalRelease, pbSignalToString, pbSignalCompare,
+   pbSignalEquals */
 
 /** A clear signal. */
 PB_API PB_SIGNAL *pbSignalCreate( void );
@@ -90,6 +100,8 @@ PB_API void pbSignalDelBarrier( PB_SIGNAL *signal, PB_BARRIER *barrier );
 PB_API void pbSignalWait( PB_SIGNAL *signal );
 
 PB_CLASS( PB_ALERTABLE, pbAlertable )
+/* Names: pbAlertableSort, pbAlertableObj, pbAlertableFrom, pbAlertableRetain, pbAlertableRelease,
+   pbAlertableToString, pbAlertableCompare, pbAlertableEquals */
 
 /** A function that an alertable calls with its argument, on the thread that fires it; must not block. */
 typedef void PB_ALERTABLE_FUNC( PB_OBJ *argument );
@@ -110,6 +122,8 @@ PB_API int pbAlertableDescriptor( PB_ALERTABLE *alertable );
 PB_API void pbAlertableAlert( PB_ALERTABLE *alertable );
 
 PB_CLASS( PB_ALERT, pbAlert )
+/* Names: pbAlertSort, pbAlertObj, pbAlertFrom, pbAlertRetain, pbAlertRelease, pbAlertToString, pbAlertCompare,
+   pbAlertEquals */
 
 /** An alert, unset. */
 PB_API PB_ALERT *pbAlertCreate( void );
@@ -134,6 +148,8 @@ PB_API void pbAlertDelAlertable( PB_ALERT *alert, PB_ALERTABLE *alertable );
 PB_API PB_INT pbForkCount( void );
 
 PB_CLASS( PB_THREAD, pbThread )
+/* Names: pbThreadSort, pbThreadObj, pbThreadFrom, pbThreadRetain, pbThreadRelease, pbThreadToString, pbThreadCompare,
+   pbThreadEquals */
 
 typedef void PB_THREAD_FUNC( PB_OBJ *argument );
 

@@ -12,6 +12,7 @@ PB_API void pbSleep( PB_INT milliseconds );
 PB_API PB_INT pbRandomNonNegativeIntRange( PB_INT low, PB_INT high );
 
 PB_CLASS( PB_TIME, pbTime ) /* UTC to the second; order: in time; text form "2026-02-28 23:59:59" */
+/* Names: pbTimeSort, pbTimeObj, pbTimeFrom, pbTimeRetain, pbTimeRelease, pbTimeToString, pbTimeCompare, pbTimeEquals */
 
 /** The current time. */
 PB_API PB_TIME *pbTimeNow( void );

@@ -8,6 +8,8 @@
 #include <pb/pb_obj.h>
 
 PB_CLASS( PB_VECTOR, pbVector ) /* order: entry by entry, a prefix first; text form: "[a, b]" */
+/* Names: pbVectorSort, pbVectorObj, pbVectorFrom, pbVectorRetain, pbVectorRelease, pbVectorToString, pbVectorCompare,
+   pbVectorEquals */
 
 PB_API PB_VECTOR *pbVectorCreate( void );
 PB_API PB_VECTOR *pbVectorCreateFrom( PB_VECTOR *source );

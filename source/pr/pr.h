@@ -13,6 +13,10 @@
 PB_CLASS( PR_DOMAIN, prDomain )
 PB_CLASS( PR_PROCESS, prProcess ) /* text form: its name */
 PB_CLASS( PR_TIMER, prTimer )
+/* Names: prDomainSort, prDomainObj, prDomainFrom, prDomainRetain, prDomainRelease, prDomainToString, prDomainCompare,
+   prDomainEquals, prProcessSort, prProcessObj, prProcessFrom, prProcessRetain, prProcessRelease, prProcessToString,
+   prProcessCompare, prProcessEquals, prTimerSort, prTimerObj, prTimerFrom, prTimerRetain, prTimerRelease,
+   prTimerToString, prTimerCompare, prTimerEquals */
 
 /**
  * A pool of `threadCount` threads (at least 1) for processes of `priorityCount` priorities (at least 1), spawned with

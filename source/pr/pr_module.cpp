@@ -44,3 +44,4 @@ void pr___ModuleShutdownWait( void )
 }
 
 PB_MODULE_DEFINE( pr, prModule, "Processes", "1.0", "pb tr", pr___ModuleStartup, nullptr, pr___ModuleShutdownWait );
+/* Names: pr___module_record, pr___module_version_string, pr___module */

@@ -3,3 +3,4 @@
 #include <rfc/rfc.h>
 
 PB_MODULE_DEFINE( rfc, rfcModule, "RFC text rules", "1.0", "pb", nullptr, nullptr, nullptr );
+/* Names: rfc___module_record, rfc___module_version_string, rfc___module */

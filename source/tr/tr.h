@@ -14,6 +14,10 @@
 PB_CLASS( TR_STREAM, trStream )
 PB_CLASS( TR_ANCHOR, trAnchor )
 PB_CLASS( TR_SINK, trSink )
+/* Names: trStreamSort, trStreamObj, trStreamFrom, trStreamRetain, trStreamRelease, trStreamToString, trStreamCompare,
+   trStreamEquals, trAnchorSort, trAnchorObj, trAnchorFrom, trAnchorRetain, trAnchorRelease, trAnchorToString,
+   trAnchorCompare, trAnchorEquals, trSinkSort, trSinkObj, trSinkFrom, trSinkRetain, trSinkRelease, trSinkToString,
+   trSinkCompare, trSinkEquals */
 
 /** A new stream, named after the class of its object. Text form: name and number. */
 PB_API TR_STREAM *trStreamCreateCstr( const char *name, PB_INT length );

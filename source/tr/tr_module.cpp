@@ -56,3 +56,4 @@ void tr___ModuleShutdown( void )
 }
 
 PB_MODULE_DEFINE( tr, trModule, "Tracing", "1.0", "pb", tr___ModuleStartup, nullptr, tr___ModuleShutdown );
+/* Names: tr___module_record, tr___module_version_string, tr___module */

@@ -30,6 +30,8 @@ enum {
  * either, until it is set anew.
  */
 PB_CLASS( UNIX_FD_OBSERVER, unixFdObserver )
+/* Names: unixFdObserverSort, unixFdObserverObj, unixFdObserverFrom, unixFdObserverRetain, unixFdObserverRelease,
+   unixFdObserverToString, unixFdObserverCompare, unixFdObserverEquals */
 
 /** Null when the system refuses (errno). */
 PB_API UNIX_FD_OBSERVER *unixFdObserverCreate( void );

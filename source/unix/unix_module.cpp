@@ -3,3 +3,4 @@
 #include <unix/unix.h>
 
 PB_MODULE_DEFINE( unix, unixModule, "Unix host", "1.0", "pb", nullptr, nullptr, nullptr );
+/* Names: unix___module_record, unix___module_version_string, unix___module */

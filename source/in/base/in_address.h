@@ -11,6 +11,8 @@
 
 /** Text form: inAddressToStringShrink. */
 PB_CLASS( IN_ADDRESS, inAddress )
+/* Names: inAddressSort, inAddressObj, inAddressFrom, inAddressRetain, inAddressRelease, inAddressToString,
+   inAddressCompare, inAddressEquals */
 
 /** A new all-zero address. Aborts unless IN_ADDRESS_VERSION_OK( ver ). */
 PB_API IN_ADDRESS *inAddressCreate( PB_INT ver );

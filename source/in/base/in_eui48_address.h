@@ -9,6 +9,8 @@
 
 /** Text form: inEui48AddressToStringExpand with ":". */
 PB_CLASS( IN_EUI48_ADDRESS, inEui48Address )
+/* Names: inEui48AddressSort, inEui48AddressObj, inEui48AddressFrom, inEui48AddressRetain, inEui48AddressRelease,
+   inEui48AddressToString, inEui48AddressCompare, inEui48AddressEquals */
 
 /** A new address from its value: the first octet on the wire is bits 47..40. Aborts outside 0..0xffffffffffff. */
 PB_API IN_EUI48_ADDRESS *inEui48AddressCreate( PB_INT source );

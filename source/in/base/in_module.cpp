@@ -22,6 +22,7 @@
 
 PB_MODULE_DEFINE( in, inModule, "Internetworking", "17.1", "cs iri pb pr rfc tr unix", in___ModuleStartup,
     in___ModuleShutdown, in___ModuleShutdownWait );
+/* Names: in___module_record, in___module_version_string, in___module */
 
 namespace {
 

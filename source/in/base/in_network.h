@@ -9,6 +9,8 @@
 
 /** Text form: "10.0.0.0/8"; without a prefix length the address alone. */
 PB_CLASS( IN_NETWORK, inNetwork )
+/* Names: inNetworkSort, inNetworkObj, inNetworkFrom, inNetworkRetain, inNetworkRelease, inNetworkToString,
+   inNetworkCompare, inNetworkEquals */
 
 /**
  * A new network, host bits cleared. `optionalPrefixLength` is in bits, -1 for none; aborts below that, and past 32 (IPv4) or

@@ -12,6 +12,8 @@
 
 /** Orders by identity. When the last reference goes, the stack stops following the host. */
 PB_CLASS( IN_STACK, inStack )
+/* Names: inStackSort, inStackObj, inStackFrom, inStackRetain, inStackRelease, inStackToString, inStackCompare,
+   inStackEquals */
 
 /** A new stack, which begins to follow the host; the anchor is completed with its trace stream "IN_STACK". */
 PB_API IN_STACK *inStackCreate( IN_OPTIONS *opt, TR_ANCHOR *optionalTraceAnchor );

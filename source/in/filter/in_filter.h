@@ -14,6 +14,8 @@
 
 /** Orders by identity. The last release ends a rebuild that is under way and waits until it has. */
 PB_CLASS( IN_FILTER, inFilter )
+/* Names: inFilterSort, inFilterObj, inFilterFrom, inFilterRetain, inFilterRelease, inFilterToString, inFilterCompare,
+   inFilterEquals */
 
 /** A new filter; the anchor is completed with its trace stream "IN_FILTER". */
 PB_API IN_FILTER *inFilterCreate( IN_FILTER_OPTIONS *options, TR_ANCHOR *optionalTraceAnchor );

@@ -12,6 +12,8 @@
 #include <pb/pb_vector.h>
 
 PB_CLASS( IN_FILTER_ENTRY, inFilterEntry )
+/* Names: inFilterEntrySort, inFilterEntryObj, inFilterEntryFrom, inFilterEntryRetain, inFilterEntryRelease,
+   inFilterEntryToString, inFilterEntryCompare, inFilterEntryEquals */
 
 /** A new entry without flags, version, matching bits and prefixes. Aborts on a host that could not be set. */
 PB_API IN_FILTER_ENTRY *inFilterEntryCreate( PB_STRING *host );
@@ -26,13 +28,21 @@ PB_API PB_INT inFilterEntryFlags( IN_FILTER_ENTRY *entry );
 PB_API void inFilterEntrySetFlags( IN_FILTER_ENTRY **entry, PB_INT flags );
 /** Takes only addresses of that version; aborts unless IN_ADDRESS_VERSION_OK. Key "addressVersion", its name. */
 IN_OPTIONAL_INT( IN_FILTER_ENTRY, inFilterEntry, AddressVersion );
+/* Names: inFilterEntryAddressVersion, inFilterEntryHasAddressVersion, inFilterEntrySetAddressVersion,
+   inFilterEntryDelAddressVersion */
 /**
  * How many leading bits a peer is to share with an address, from 0 (any peer of that version) on; more than the version
  * has permit nobody. When absent a peer must equal it. Aborts below 0. Key "addressMatchingBits".
  */
 IN_OPTIONAL_INT( IN_FILTER_ENTRY, inFilterEntry, AddressMatchingBits );
+/* Names: inFilterEntryAddressMatchingBits, inFilterEntryHasAddressMatchingBits, inFilterEntrySetAddressMatchingBits,
+   inFilterEntryDelAddressMatchingBits */
 /** What goes before the host, and a full stop, in an SRV query: "_sip._udp"; domain names, aborts on others. An array. */
 IN_ITEMS( IN_FILTER_ENTRY, inFilterEntry, DnsSrvPrefix, DnsSrvPrefixes, PB_STRING );
+/* Names: inFilterEntryDnsSrvPrefixesLength, inFilterEntryDnsSrvPrefixesVector, inFilterEntryDnsSrvPrefixAt,
+   inFilterEntrySetDnsSrvPrefixAt, inFilterEntryDelDnsSrvPrefixAt, inFilterEntryAppendDnsSrvPrefix,
+   inFilterEntryPrependDnsSrvPrefix, inFilterEntryInsertDnsSrvPrefix, inFilterEntryClearDnsSrvPrefixes,
+   inFilterEntrySetDnsSrvPrefixesVector */
 
 /** A new store with the host, the flags and what is present. */
 PB_API PB_STORE *inFilterEntryStore( IN_FILTER_ENTRY *entry );

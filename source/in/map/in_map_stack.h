@@ -10,6 +10,9 @@
 
 PB_CLASS( IN_MAP_STACK, inMapStack )          /* orders by identity */
 PB_CLASS( IN_MAP_STACK_PEER, inMapStackPeer ) /* orders by identity */
+/* Names: inMapStackSort, inMapStackObj, inMapStackFrom, inMapStackRetain, inMapStackRelease, inMapStackToString,
+   inMapStackCompare, inMapStackEquals, inMapStackPeerSort, inMapStackPeerObj, inMapStackPeerFrom,
+   inMapStackPeerRetain, inMapStackPeerRelease, inMapStackPeerToString, inMapStackPeerCompare, inMapStackPeerEquals */
 
 /** What the map stack opens channels through now, a new reference; null while there is none. */
 PB_API IN_MAP_STACK_PEER *inMapStackPeer( IN_MAP_STACK *stack );

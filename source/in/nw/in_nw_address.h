@@ -8,6 +8,8 @@
 
 /** Order: by type, then by address. Text form: that of the address. */
 PB_CLASS( IN_NW_ADDRESS, inNwAddress )
+/* Names: inNwAddressSort, inNwAddressObj, inNwAddressFrom, inNwAddressRetain, inNwAddressRelease,
+   inNwAddressToString, inNwAddressCompare, inNwAddressEquals */
 
 /** A new address of type IN_NW_ADDRESS_TYPE_MAC. */
 PB_API IN_NW_ADDRESS *inNwAddressCreateMac( IN_NW_MAC_ADDRESS *mac );

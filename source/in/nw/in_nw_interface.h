@@ -12,6 +12,8 @@
 
 /** Orders by identity; no text form of its own. An interface that has gone and come back is a new object. */
 PB_CLASS( IN_NW_INTERFACE, inNwInterface )
+/* Names: inNwInterfaceSort, inNwInterfaceObj, inNwInterfaceFrom, inNwInterfaceRetain, inNwInterfaceRelease,
+   inNwInterfaceToString, inNwInterfaceCompare, inNwInterfaceEquals */
 
 /** The kernel's name of the interface, a new reference. */
 PB_API PB_STRING *inNwInterfaceIdentifier( IN_NW_INTERFACE *iface );

@@ -12,6 +12,8 @@
 
 /** Order: field by field, what is absent before what is present, so that states are equal when every field is. */
 PB_CLASS( IN_NW_INTERFACE_STATE, inNwInterfaceState )
+/* Names: inNwInterfaceStateSort, inNwInterfaceStateObj, inNwInterfaceStateFrom, inNwInterfaceStateRetain,
+   inNwInterfaceStateRelease, inNwInterfaceStateToString, inNwInterfaceStateCompare, inNwInterfaceStateEquals */
 
 /** A new state of which nothing is known. */
 PB_API IN_NW_INTERFACE_STATE *inNwInterfaceStateCreate( void );
@@ -24,6 +26,8 @@ PB_API void inNwInterfaceStateSetEnd( IN_NW_INTERFACE_STATE **state, PB_BOOL end
 
 /** A name for people to read; of the monitor, the identifier. */
 IN_OPTIONAL( IN_NW_INTERFACE_STATE, inNwInterfaceState, DisplayName, PB_STRING );
+/* Names: inNwInterfaceStateDisplayName, inNwInterfaceStateHasDisplayName, inNwInterfaceStateSetDisplayName,
+   inNwInterfaceStateDelDisplayName */
 
 /** The administrative status; aborts when there is none. */
 PB_API PB_INT inNwInterfaceStateStatus( IN_NW_INTERFACE_STATE *state );
@@ -46,9 +50,15 @@ PB_API void inNwInterfaceStateSetFlags( IN_NW_INTERFACE_STATE **state, PB_INT fl
     PB_API void inNwInterfaceState##Layer##Del##Name( IN_NW_INTERFACE_STATE **state )
 
 IN_NW_STATE_NUMBER( Layer2, Mtu ); /* in bytes */
+/* Names: inNwInterfaceStateLayer2Mtu, inNwInterfaceStateLayer2HasMtu, inNwInterfaceStateLayer2SetMtu,
+   inNwInterfaceStateLayer2DelMtu */
 /** In bits per second. What a driver says when it does not know (4294967295000000) stands here as it is. */
 IN_NW_STATE_NUMBER( Layer2, SpeedReceive );
 IN_NW_STATE_NUMBER( Layer2, SpeedTransmit );
+/* Names: inNwInterfaceStateLayer2SpeedReceive, inNwInterfaceStateLayer2HasSpeedReceive,
+   inNwInterfaceStateLayer2SetSpeedReceive, inNwInterfaceStateLayer2DelSpeedReceive,
+   inNwInterfaceStateLayer2SpeedTransmit, inNwInterfaceStateLayer2HasSpeedTransmit,
+   inNwInterfaceStateLayer2SetSpeedTransmit, inNwInterfaceStateLayer2DelSpeedTransmit */
 
 /**
  * A set, each member once, in the order of the class: all as a new vector, their number, the one at a place (a new
@@ -63,10 +73,19 @@ IN_NW_STATE_NUMBER( Layer2, SpeedTransmit );
     PB_API void inNwInterfaceState##Layer##Del##One( IN_NW_INTERFACE_STATE **state, TYPE * )
 
 IN_NW_STATE_SET( Layer2, Addresses, Address, IN_NW_ADDRESS );
+/* Names: inNwInterfaceStateLayer2AddressesVector, inNwInterfaceStateLayer2AddressesLength,
+   inNwInterfaceStateLayer2AddressAt, inNwInterfaceStateLayer2HasAddress, inNwInterfaceStateLayer2SetAddress,
+   inNwInterfaceStateLayer2DelAddress */
 /** Setting an address aborts unless it is unicast. */
 IN_NW_STATE_SET( Layer3, UnicastAddresses, UnicastAddress, IN_ADDRESS );
+/* Names: inNwInterfaceStateLayer3UnicastAddressesVector, inNwInterfaceStateLayer3UnicastAddressesLength,
+   inNwInterfaceStateLayer3UnicastAddressAt, inNwInterfaceStateLayer3HasUnicastAddress,
+   inNwInterfaceStateLayer3SetUnicastAddress, inNwInterfaceStateLayer3DelUnicastAddress */
 /** The networks on the link, those of the addresses above; a host mask makes none. */
 IN_NW_STATE_SET( Layer3, Networks, Network, IN_NETWORK );
+/* Names: inNwInterfaceStateLayer3NetworksVector, inNwInterfaceStateLayer3NetworksLength,
+   inNwInterfaceStateLayer3NetworkAt, inNwInterfaceStateLayer3HasNetwork, inNwInterfaceStateLayer3SetNetwork,
+   inNwInterfaceStateLayer3DelNetwork */
 
 /**
  * A new store: "end", "displayName", "status" (its name), "flags" (names), "layer2Addresses" (array of stores), "layer2Mtu",

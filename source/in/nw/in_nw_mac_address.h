@@ -10,6 +10,8 @@
 
 /** Order: bytewise. Text form: six groups of two upper-case hexadecimal digits, "02:53:00:0A:0B:0C". */
 PB_CLASS( IN_NW_MAC_ADDRESS, inNwMacAddress )
+/* Names: inNwMacAddressSort, inNwMacAddressObj, inNwMacAddressFrom, inNwMacAddressRetain, inNwMacAddressRelease,
+   inNwMacAddressToString, inNwMacAddressCompare, inNwMacAddressEquals */
 
 /** A new address, all zero. */
 PB_API IN_NW_MAC_ADDRESS *inNwMacAddressCreate( void );

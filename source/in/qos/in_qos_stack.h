@@ -9,6 +9,8 @@
 #include <tr/tr.h>
 
 PB_CLASS( IN_QOS_STACK, inQosStack )
+/* Names: inQosStackSort, inQosStackObj, inQosStackFrom, inQosStackRetain, inQosStackRelease, inQosStackToString,
+   inQosStackCompare, inQosStackEquals */
 
 /** A new QoS stack; the anchor is completed with its trace stream "IN_QOS_STACK". */
 PB_API IN_QOS_STACK *inQosStackCreate( IN_QOS_OPTIONS *options, TR_ANCHOR *optionalTraceAnchor );

@@ -9,5 +9,9 @@
 
 /** The number is the Protocol, 0..255, under the key "protocol"; in the text form it stands where a port would. */
 IN_ENDPOINT( IN_RAW_ADDRESS, inRawAddress, Protocol );
+/* Names: inRawAddressSort, inRawAddressObj, inRawAddressFrom, inRawAddressRetain, inRawAddressRelease,
+   inRawAddressToString, inRawAddressCompare, inRawAddressEquals, inRawAddressCreate, inRawAddressCreateFrom,
+   inRawAddressAddress, inRawAddressProtocol, inRawAddressSetAddress, inRawAddressSetProtocol, inRawAddressStore,
+   inRawAddressTryRestore */
 
 #endif

@@ -7,5 +7,9 @@
 
 /** The number is the Port, 1..65535, under the key "port". */
 IN_ENDPOINT( IN_TCP_ADDRESS, inTcpAddress, Port );
+/* Names: inTcpAddressSort, inTcpAddressObj, inTcpAddressFrom, inTcpAddressRetain, inTcpAddressRelease,
+   inTcpAddressToString, inTcpAddressCompare, inTcpAddressEquals, inTcpAddressCreate, inTcpAddressCreateFrom,
+   inTcpAddressAddress, inTcpAddressPort, inTcpAddressSetAddress, inTcpAddressSetPort, inTcpAddressStore,
+   inTcpAddressTryRestore */
 
 #endif

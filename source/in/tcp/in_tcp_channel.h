@@ -18,6 +18,8 @@
 
 /** Orders by identity. The last release closes the socket; bytes that the system has taken are still delivered. */
 PB_CLASS( IN_TCP_CHANNEL, inTcpChannel )
+/* Names: inTcpChannelSort, inTcpChannelObj, inTcpChannelFrom, inTcpChannelRetain, inTcpChannelRelease,
+   inTcpChannelToString, inTcpChannelCompare, inTcpChannelEquals */
 
 /**
  * Begins to connect from the stack's address, or through a map stack: from the port, or with -1 from one of the port range of

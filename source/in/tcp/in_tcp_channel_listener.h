@@ -9,6 +9,8 @@
 
 /** Orders by identity. The last release closes the port and the connections that nobody has taken. */
 PB_CLASS( IN_TCP_CHANNEL_LISTENER, inTcpChannelListener )
+/* Names: inTcpChannelListenerSort, inTcpChannelListenerObj, inTcpChannelListenerFrom, inTcpChannelListenerRetain,
+   inTcpChannelListenerRelease, inTcpChannelListenerToString, inTcpChannelListenerCompare, inTcpChannelListenerEquals */
 
 /**
  * Listens on the stack's address, or through a map stack: on the port, or with -1 on one of the port range of the stack's

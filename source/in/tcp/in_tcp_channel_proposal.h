@@ -6,6 +6,8 @@
 
 /** Orders by identity. The last release of one that was not accepted closes the connection. */
 PB_CLASS( IN_TCP_CHANNEL_PROPOSAL, inTcpChannelProposal )
+/* Names: inTcpChannelProposalSort, inTcpChannelProposalObj, inTcpChannelProposalFrom, inTcpChannelProposalRetain,
+   inTcpChannelProposalRelease, inTcpChannelProposalToString, inTcpChannelProposalCompare, inTcpChannelProposalEquals */
 
 /** The addresses of both ends, new references, and the channel's flags; also after it was accepted. */
 PB_API IN_TCP_ADDRESS *inTcpChannelProposalLocalAddress( IN_TCP_CHANNEL_PROPOSAL *prop );

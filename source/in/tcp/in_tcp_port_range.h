@@ -6,5 +6,9 @@
 #include <in/tcp/in_tcp_port.h>
 
 IN_PORT_RANGE( IN_TCP_PORT_RANGE, inTcpPortRange );
+/* Names: inTcpPortRangeSort, inTcpPortRangeObj, inTcpPortRangeFrom, inTcpPortRangeRetain, inTcpPortRangeRelease,
+   inTcpPortRangeToString, inTcpPortRangeCompare, inTcpPortRangeEquals, inTcpPortRangeCreate,
+   inTcpPortRangeCreateFrom, inTcpPortRangeFirstPort, inTcpPortRangeCount, inTcpPortRangeSetFirstPort,
+   inTcpPortRangeSetCount, inTcpPortRangeStore, inTcpPortRangeTryRestore */
 
 #endif

@@ -7,5 +7,9 @@
 
 /** The number is the Port, 1..65535, under the key "port". */
 IN_ENDPOINT( IN_UDP_ADDRESS, inUdpAddress, Port );
+/* Names: inUdpAddressSort, inUdpAddressObj, inUdpAddressFrom, inUdpAddressRetain, inUdpAddressRelease,
+   inUdpAddressToString, inUdpAddressCompare, inUdpAddressEquals, inUdpAddressCreate, inUdpAddressCreateFrom,
+   inUdpAddressAddress, inUdpAddressPort, inUdpAddressSetAddress, inUdpAddressSetPort, inUdpAddressStore,
+   inUdpAddressTryRestore */
 
 #endif

@@ -15,6 +15,8 @@
 
 /** Orders by identity. The last release closes the socket. */
 PB_CLASS( IN_UDP_CHANNEL, inUdpChannel )
+/* Names: inUdpChannelSort, inUdpChannelObj, inUdpChannelFrom, inUdpChannelRetain, inUdpChannelRelease,
+   inUdpChannelToString, inUdpChannelCompare, inUdpChannelEquals */
 
 /**
  * Opens a channel on the stack's address, or through a map stack: on the port, or with -1 on one of the port range of the

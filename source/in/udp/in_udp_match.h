@@ -6,6 +6,8 @@
 
 /** Orders by the addresses, from the lowest on. */
 PB_CLASS( IN_UDP_MATCH, inUdpMatch )
+/* Names: inUdpMatchSort, inUdpMatchObj, inUdpMatchFrom, inUdpMatchRetain, inUdpMatchRelease, inUdpMatchToString,
+   inUdpMatchCompare, inUdpMatchEquals */
 
 /** A new, empty set; a new, unshared copy. */
 PB_API IN_UDP_MATCH *inUdpMatchCreate( void );

@@ -11,6 +11,9 @@
 
 /** Orders by identity. The last release leaves the group. */
 PB_CLASS( IN_UDP_MULTICAST_RECEIVER, inUdpMulticastReceiver )
+/* Names: inUdpMulticastReceiverSort, inUdpMulticastReceiverObj, inUdpMulticastReceiverFrom,
+   inUdpMulticastReceiverRetain, inUdpMulticastReceiverRelease, inUdpMulticastReceiverToString,
+   inUdpMulticastReceiverCompare, inUdpMulticastReceiverEquals */
 
 /**
  * Joins the group, on the interface of that name (null: the one the system chooses), and receives on the port. With a name

@@ -10,6 +10,8 @@
 
 /** Order: by remote address, then by payload. Text form: "192.0.2.1:5060, 160 bytes". */
 PB_CLASS( IN_UDP_PACKET, inUdpPacket )
+/* Names: inUdpPacketSort, inUdpPacketObj, inUdpPacketFrom, inUdpPacketRetain, inUdpPacketRelease,
+   inUdpPacketToString, inUdpPacketCompare, inUdpPacketEquals */
 
 /** A new packet with an empty payload; with a payload, which is shared; with a copy of `byteCount` bytes. */
 PB_API IN_UDP_PACKET *inUdpPacketCreate( IN_UDP_ADDRESS *remoteAddress );

@@ -6,5 +6,9 @@
 #include <in/udp/in_udp_port.h>
 
 IN_PORT_RANGE( IN_UDP_PORT_RANGE, inUdpPortRange );
+/* Names: inUdpPortRangeSort, inUdpPortRangeObj, inUdpPortRangeFrom, inUdpPortRangeRetain, inUdpPortRangeRelease,
+   inUdpPortRangeToString, inUdpPortRangeCompare, inUdpPortRangeEquals, inUdpPortRangeCreate,
+   inUdpPortRangeCreateFrom, inUdpPortRangeFirstPort, inUdpPortRangeCount, inUdpPortRangeSetFirstPort,
+   inUdpPortRangeSetCount, inUdpPortRangeStore, inUdpPortRangeTryRestore */
 
 #endif
