@@ -1,7 +1,6 @@
 /* The ladder under configurations on their way to a file and back. */
 #include <cs/cs_private.h>
 #include <fault/fault.h>
-#include <fault/fault_files.h>
 
 namespace {
 

@@ -5,7 +5,7 @@
 #ifndef FAULT_H
 #define FAULT_H
 
-#include <support/test_support.h>
+#include <support/folder.hpp>
 
 namespace fault {
 
@@ -28,6 +28,9 @@ void ladder( std::initializer_list<std::string_view> outcomes, const std::functi
 
 /** Runs the scenario in a child that ends in its first call, then in one that ends in its second, and so on; looks after each. */
 void deaths( const std::function<void()> &scenario, const std::function<void( int call )> &look );
+
+/** For scenarios that read and write files: a folder of its own for each test. */
+class Files : public testing::Test, public test::Folder {};
 
 } // namespace fault
 

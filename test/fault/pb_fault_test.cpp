@@ -1,6 +1,5 @@
 /* The ladder under files and threads. */
 #include <fault/fault.h>
-#include <fault/fault_files.h>
 
 namespace {
 

@@ -1,6 +1,5 @@
 /* The ladder under the sink that writes JSON lines from its own thread. */
 #include <fault/fault.h>
-#include <fault/fault_files.h>
 #include <tr/tr.h>
 
 namespace {

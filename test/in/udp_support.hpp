@@ -4,7 +4,6 @@
 
 #include <support/addresses.hpp>
 #include <support/bare_socket.hpp>
-#include <support/waiting.hpp>
 
 namespace test {
 

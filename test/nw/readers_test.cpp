@@ -8,7 +8,6 @@
 #include <in/nw/in_nw_util_private.h>
 #include <nw/nw_support.hpp>
 #include <pr/pr.h>
-#include <support/waiting.hpp>
 
 using namespace test;
 

@@ -2,7 +2,6 @@
 #include <csignal>
 #include <deque>
 #include <support/stuck.hpp>
-#include <support/waiting.hpp>
 #include <sys/wait.h>
 
 namespace {

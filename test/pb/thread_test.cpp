@@ -1,7 +1,6 @@
 /* Threads: what a new one finds, and the rules of joining. */
 #include "race.h"
 #include <csignal>
-#include <support/waiting.hpp>
 #include <sys/resource.h>
 
 namespace {

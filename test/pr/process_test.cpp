@@ -208,15 +208,11 @@ TEST( ProcessDeathTest, Misuse )
         subject.schedule();
         pbSleep( 20'000 );
     };
-    test::expectAborts( {
-        { "a domain was released that has processes which are not halted: pool.processes == 0",
-            [] { PB_ASSERT( Subject( test::domainOf( 1 ) ).process.give() ); } },
-        { "a domain was released by one of its own threads: pr___WorkerPool != &pool",
-            [&] {
-                inside(
-                    []( auto &subject, auto &domain ) { prProcessHalt( subject.process.get() ), domain = nullptr; } );
-            } },
-        { "a process waits for its own end: !pr___ProcessCoreIsInside( core )",
-            [&] { inside( []( auto &subject, auto & ) { Subject( nullptr ).end(), subject.end(); } ); } },
-    } );
+    EXPECT_DEATH( PB_ASSERT( Subject( test::domainOf( 1 ) ).process.give() ),
+        "a domain was released that has processes which are not halted: pool.processes == 0" );
+    EXPECT_DEATH(
+        inside( []( auto &subject, auto &domain ) { prProcessHalt( subject.process.get() ), domain = nullptr; } ),
+        "a domain was released by one of its own threads: pr___WorkerPool != &pool" );
+    EXPECT_DEATH( inside( []( auto &subject, auto & ) { Subject( nullptr ).end(), subject.end(); } ),
+        "a process waits for its own end: !pr___ProcessCoreIsInside" );
 }

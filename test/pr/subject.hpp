@@ -3,9 +3,7 @@
 #define TEST_PR_SUBJECT_HPP
 
 #include <pb/race.h>
-#include <support/misuse.h>
 #include <support/processes.hpp>
-#include <support/waiting.hpp>
 
 namespace test {
 

@@ -4,7 +4,6 @@
 
 #include <pb/pb_clock_private.hpp>
 #include <support/test_support.h>
-#include <support/waiting.hpp>
 
 namespace test {
 

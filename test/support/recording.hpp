@@ -3,7 +3,6 @@
 #define TEST_RECORDING_HPP
 
 #include <support/test_support.h>
-#include <support/waiting.hpp>
 #include <tr/tr.h>
 
 namespace test {

@@ -3,6 +3,7 @@
  * be what they were before it. Work in the background may hold a few of either for a moment: what counts is what
  * several samples in a row agree on.
  */
+#include <filesystem>
 #include <support/test_support.h>
 
 namespace {
@@ -66,6 +67,12 @@ class FixtureEnvironment : public testing::Environment {
 };
 
 } // namespace
+
+int test::openDescriptors()
+{
+    return static_cast<int>( std::distance( std::filesystem::directory_iterator( "/proc/self/fd" ), {} ) ) -
+           1; // its own
+}
 
 int test::addFixture( int priority, Fixture fixture )
 {

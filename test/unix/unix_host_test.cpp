@@ -6,7 +6,6 @@
 #include <pthread.h>
 #include <sstream>
 #include <support/test_support.h>
-#include <support/waiting.hpp>
 #include <sys/wait.h>
 #include <unix/unix.h>
 
