@@ -198,6 +198,30 @@ private:
     pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableCreateBarrier( barrier.get() ) );
 };
 
+/** Receives as a user with a loop of his own does: takes what is there, then polls the descriptor of an alertable. */
+class Poller {
+public:
+    explicit Poller( IN_UDP_CHANNEL *channel ) : chan( channel )
+    {
+        check( bool( alertable ), "pbAlertableTryCreateDescriptor" );
+        polled = { pbAlertableDescriptor( alertable.get() ), POLLIN, 0 };
+        inUdpChannelReceiveAddAlertable( chan, alertable.get() );
+    }
+    pb::Ref<IN_UDP_PACKET> next()
+    {
+        for ( ;; ) {
+            if ( auto pkt = pb::adopt( inUdpChannelReceive( chan ) ) )
+                return pkt;
+            check( poll( &polled, 1, -1 ) == 1, "poll" );
+        }
+    }
+
+private:
+    IN_UDP_CHANNEL *chan;
+    pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableTryCreateDescriptor() );
+    pollfd polled{};
+};
+
 void receiveIn( Shared &shared, int otherChannels )
 {
     Library library;
@@ -450,22 +474,24 @@ void askBare( Shared &shared )
     }
 }
 
+template <class From>
 void answerIn( Shared &shared )
 {
     Library library;
     auto chan = library.channel();
-    Receiver receiver( chan.get() );
+    From receiver( chan.get() );
     shared.port = Library::portOf( chan.get() );
     ProcessorTime time( shared );
     for ( int i = 0; i < TRIPS; ++i )
         inUdpChannelSend( chan.get(), receiver.next().get() );
 }
 
+template <class From>
 void askIn( Shared &shared )
 {
     Library library;
     auto chan = library.channel();
-    Receiver receiver( chan.get() );
+    From receiver( chan.get() );
     auto to = Library::peer( shared.port );
     std::array<char, DATAGRAM> bytes{};
     ProcessorTime time( shared );
@@ -515,8 +541,8 @@ struct Partners {
     void ( *ask )( Shared &shared );
 };
 
-const std::vector<Partners> partners{
-    { "bare", answerBare, askBare }, { "in", answerIn, askIn }, { "in, function", answerInFunction, askInFunction } };
+const std::vector<Partners> partners{ { "bare", answerBare, askBare }, { "in", answerIn<Receiver>, askIn<Receiver> },
+    { "in, function", answerInFunction, askInFunction }, { "in, descriptor", answerIn<Poller>, askIn<Poller> } };
 
 double roundTripTime( const Partners &subject )
 {
