@@ -10,22 +10,14 @@
  * that a hang-up means, its event takes it out of the set. That happens under the monitor and after the look at the
  * generation, so it never hits a newer registration; and the next setter finds the descriptor not in the set and adds it.
  *
- * The abort signal wakes the wait through an event counter that is a member of the set. The signal holds the waker,
- * never the observer, so the two do not keep each other alive.
+ * The abort signal wakes the wait through the descriptor of a signalable, which is a member of the set. The signal holds
+ * the signalable, never the observer, so the two do not keep each other alive.
  */
 #include <array>
 #include <pb/pb.hpp>
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <unix/unix.h>
 #include <vector>
-
-PB_CLASS( UNIX___FD_WAKER, unix___FdWaker )
-
-/** The event counter that ends epoll_wait; outlives the observer while a signal is just firing it. */
-struct UNIX___FD_WAKER : PB_OBJ {
-    pb::Fd fd;
-};
 
 namespace {
 
@@ -68,12 +60,9 @@ PB_INT conditions( uint32_t events, uint32_t asked )
 
 } // namespace
 
-PB_CLASS_DEFINE( UNIX___FD_WAKER, unix___FdWaker, pb::destroy<UNIX___FD_WAKER>, nullptr, nullptr );
-
 struct UNIX_FD_OBSERVER : PB_OBJ {
     pb::Fd epoll;
-    pb::Ref<UNIX___FD_WAKER> waker;
-    pb::Ref<PB_SIGNALABLE> signalable; // fires the waker
+    pb::Ref<PB_SIGNALABLE> signalable; // its descriptor ends epoll_wait
 
     // The waiting thread's own.
     pb::Ref<PB_SIGNAL> signal; // the one that holds the signalable
@@ -103,26 +92,18 @@ struct UNIX_FD_OBSERVER : PB_OBJ {
 
 PB_CLASS_DEFINE( UNIX_FD_OBSERVER, unixFdObserver, pb::destroy<UNIX_FD_OBSERVER>, nullptr, nullptr );
 
-static void unix___FdWakerWake( PB_OBJ *waker )
-{
-    uint64_t one = 1;
-    // fails only when the counter is at its limit, and then it is readable anyway
-    [[maybe_unused]] ssize_t written = write( unix___FdWakerFrom( waker )->fd.get(), &one, sizeof one );
-}
-
 UNIX_FD_OBSERVER *unixFdObserverCreate( void )
 {
     pb::Fd epoll( epoll_create1( EPOLL_CLOEXEC ) );
-    pb::Fd counter( epoll ? eventfd( 0, EFD_CLOEXEC | EFD_NONBLOCK ) : -1 );
+    pb::Ref<PB_SIGNALABLE> signalable = pb::adopt( epoll ? pbSignalableTryCreateDescriptor() : nullptr );
     epoll_event event{ EPOLLIN, { .u64 = WAKER_KEY } };
-    if ( !counter || epoll_ctl( epoll.get(), EPOLL_CTL_ADD, counter.get(), &event ) != 0 )
+    if ( !signalable ||
+         epoll_ctl( epoll.get(), EPOLL_CTL_ADD, pbSignalableDescriptor( signalable.get() ), &event ) != 0 )
         return nullptr;
 
     pb::Ref<UNIX_FD_OBSERVER> observer = pb::adopt( pb::create<UNIX_FD_OBSERVER>() );
     observer->epoll = std::move( epoll );
-    observer->waker = pb::adopt( pb::create<UNIX___FD_WAKER>() );
-    observer->waker->fd = std::move( counter );
-    observer->signalable = pb::adopt( pbSignalableCreate( unix___FdWakerWake, observer->waker.get() ) );
+    observer->signalable = std::move( signalable );
     return observer.give();
 }
 
@@ -130,7 +111,7 @@ UNIX_FD_OBSERVER *unixFdObserverCreate( void )
 static bool fail( UNIX_FD_OBSERVER &observer )
 {
     observer.failed = true;
-    unix___FdWakerWake( observer.waker.get() );
+    pbSignalableSignal( observer.signalable.get() );
     return false;
 }
 
@@ -249,7 +230,8 @@ static void clearWakes( UNIX_FD_OBSERVER &observer )
         if ( observer.batch[static_cast<std::size_t>( i )].data.u64 != WAKER_KEY )
             continue;
         uint64_t wakes;
-        [[maybe_unused]] ssize_t count = read( observer.waker->fd.get(), &wakes, sizeof wakes );
+        [[maybe_unused]] ssize_t count =
+            read( pbSignalableDescriptor( observer.signalable.get() ), &wakes, sizeof wakes );
     }
 }
 
