@@ -1,6 +1,6 @@
 /*
- * Conditions, the one sort that this library makes configurable itself, and their observers. The value of a condition is
- * guarded by the state's monitor: with that, its change and the firing of all who follow it are one step.
+ * Conditions, the one sort that this library makes configurable itself, and their observers. The value of a condition
+ * is guarded by the state's monitor, so its change and the collecting of its observers are one step.
  */
 #include <cs/cs_private.h>
 

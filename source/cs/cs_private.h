@@ -71,7 +71,7 @@ public:
     /** Puts a fresh signal in the place of one that is to be asserted. */
     void fire( pb::Ref<PB_SIGNAL> &signal );
     void drop( pb::Ref<PB_OBJ> object );
-    /** The object's stream is to be linked with that of who begins to follow it. */
+    /** The object's stream is to be linked with this one, whose owner begins to follow the object. */
     void link( pb::Ref<TR_STREAM> stream, pb::Ref<PB_OBJ> object, SortBackendPtr backend );
 
 private:

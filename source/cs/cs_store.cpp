@@ -1,10 +1,10 @@
 /*
  * The live store: the objects that live under their names, and the configuration that says what shall live.
  *
- * Changes go one after the other: who changes the store has the turn. It is held while functions of backends are called,
- * so that two changes never reconfigure one object at once, or leave an object of one beside the configuration of the
- * other. A function of a backend may itself change the store: its thread has the turn, so the inner change is made at
- * once, within the outer one. It must not wait for another thread that wants the turn.
+ * Changes go one after the other: the thread that changes the store has the turn. It keeps the turn while it calls
+ * functions of backends, so that two changes never reconfigure one object at once, or leave an object of one beside
+ * the configuration of the other. A function of a backend may itself change the store: its thread has the turn, so the
+ * inner change is made at once, within the outer one. It must not wait for another thread that wants the turn.
  *
  * What is wanted is always state->config; a change first writes there what it wants, then makes names agree with it, one
  * at a time. Inner changes write there too, so whatever the outer one does after them takes them into account.

@@ -12,8 +12,7 @@
 #define PB_SCOPED_CAPABILITY PB_TS( scoped_lockable )
 #define PB_GUARDED_BY( lock ) PB_TS( guarded_by( lock ) )              /* on members */
 #define PB_REQUIRES( ... ) PB_TS( requires_capability( __VA_ARGS__ ) ) /* on helpers named ...Locked */
-#define PB_REQUIRES_SHARED( ... ) PB_TS( requires_shared_capability( __VA_ARGS__ ) )
-#define PB_EXCLUDES( ... ) PB_TS( locks_excluded( __VA_ARGS__ ) ) /* on what must not hold it */
+#define PB_EXCLUDES( ... ) PB_TS( locks_excluded( __VA_ARGS__ ) )      /* on what must not hold it */
 #define PB_ACQUIRE( ... ) PB_TS( acquire_capability( __VA_ARGS__ ) )
 #define PB_RELEASE( ... ) PB_TS( release_capability( __VA_ARGS__ ) )
 #define PB_ACQUIRE_SHARED( ... ) PB_TS( acquire_shared_capability( __VA_ARGS__ ) )

@@ -1,5 +1,5 @@
 /*
- * Buffers. One allocation each; a setter that needs more room replaces the object. Values, so no lock: who writes holds
+ * Buffers. One allocation each; a setter that needs more room replaces the object. Values, so no lock: a writer holds
  * the only reference.
  *
  * Bytes removed in front stay as a gap, and come back when appending needs the room: by moving the bytes down where

@@ -33,8 +33,8 @@ PB_API void pbBufferAppend( PB_BUFFER **buf, PB_BUFFER *source );
 PB_API void pbBufferAppendInner( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount );
 PB_API void pbBufferAppendOuter( PB_BUFFER **buf, PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount );
 /**
- * Where the next bytes go: a place for `count` bytes behind the end, made when there is none, for who writes them there and
- * appends them by pbBufferExtend. Valid until another function changes the buffer.
+ * A place for `count` bytes behind the end, made when there is none. The caller writes bytes there and appends them
+ * with pbBufferExtend. Valid until another function changes the buffer.
  */
 PB_API PB_BYTE *pbBufferRoom( PB_BUFFER **buf, PB_INT count );
 /** Appends the first `count` bytes of the room. Aborts when there is not that much room, or somebody else holds the buffer. */

@@ -1,6 +1,6 @@
 /*
  * Vocabularies. Both kinds are a list of names and values in order of value, searched from the front: they have a
- * handful of members. Values, so no lock: who writes holds the only reference.
+ * handful of members. Values, so no lock: a writer holds the only reference.
  */
 #include <algorithm>
 #include <bit>

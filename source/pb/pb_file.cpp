@@ -222,8 +222,9 @@ bool NewFile::claim()
 }
 
 /**
- * Keeps owner and group. Who may not keep them may still replace a file when nobody is locked out or let in by that: a
- * group that has no other rights than everybody can go, and an owner whose rights the group or everybody has too.
+ * Keeps owner and group. A process that may not keep them may still replace a file when that locks nobody out and lets
+ * nobody in: a group that has no other rights than everybody can go, and an owner whose rights the group or everybody
+ * has too.
  */
 bool NewFile::keepOwner( const struct stat &old ) const
 {

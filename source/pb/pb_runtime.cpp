@@ -4,7 +4,7 @@
  * Two locks. `turn` is held by the one thread that starts or stops modules, for the whole call, the modules' own
  * functions included; so a module that calls back into start or stop aborts as a monitor's second entry. `monitor`
  * guards the lists and is held for moments only, never while code of a module runs: a module may ask which modules run.
- * Order: turn, then monitor. `running` is only changed by who holds both.
+ * Order: turn, then monitor. `running` changes only while both are held.
  *
  * Libraries are opened with RTLD_NOW, so that a missing symbol is told here and does not end the process later, and
  * with RTLD_LOCAL: a module is linked with the libraries that it uses, and what it exports must not take the place of

@@ -2,10 +2,10 @@
  * Signals and signalables. Any thread calls; the signal's monitor guards its waiters, and `asserted` changes under it,
  * but is read without it.
  *
- * Who adds a waiter and who asserts meet in the monitor. Added before: the waiter is in the set that the asserting
- * thread takes. Added after: the adding thread sees the signal asserted and fires. So each waiter is fired, and by one
- * of the two only. Firing, and dropping the references, happen outside: a waiter's function, or the free function of its
- * argument, may come back to this signal.
+ * The thread that adds a waiter and the thread that asserts meet in the monitor. When the waiter is added first, it is
+ * in the set that the asserting thread takes. When it is added later, the adding thread sees the signal asserted and
+ * fires it. So each waiter is fired by exactly one of the two. Firing, and dropping the references, happen outside the
+ * monitor: a waiter's function, or the free function of its argument, may call this signal again.
  */
 #include <pb/pb_waiters_private.hpp>
 

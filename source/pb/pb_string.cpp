@@ -1,6 +1,6 @@
 /*
  * Strings. One allocation each, code points behind the object; a setter that needs more room replaces the object.
- * Values, so no lock: who writes holds the only reference.
+ * Values, so no lock: a writer holds the only reference.
  */
 #include <algorithm>
 #include <cstring>

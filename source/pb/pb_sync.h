@@ -52,7 +52,7 @@ PB_CLASS( PB_BARRIER, pbBarrier )
 PB_API PB_BARRIER *pbBarrierCreate( PB_INT blockers );
 /** Adds a blocker. */
 PB_API void pbBarrierBlock( PB_BARRIER *barrier );
-/** Takes a blocker away; wakes all who wait when it was the last. Without blockers it does nothing. */
+/** Takes a blocker away. The last one wakes all waiting threads. Without blockers it does nothing. */
 PB_API void pbBarrierUnblock( PB_BARRIER *barrier );
 PB_API PB_BOOL pbBarrierBlocked( PB_BARRIER *barrier );
 /** Waits until there are no blockers. */
@@ -71,10 +71,10 @@ PB_API PB_SIGNALABLE *pbSignalableCreate( PB_SIGNALABLE_FUNC *func, PB_OBJ *opti
 /** A signalable that unblocks a barrier once each time it is fired. */
 PB_API PB_SIGNALABLE *pbSignalableCreateBarrier( PB_BARRIER *barrier );
 /**
- * A signalable with a descriptor, which is readable from the first time it is fired: for a signal, from its assertion for
- * good. Deleting the signalable changes nothing then. Who goes on to use it for another signal, such as a service's next
- * update, makes the descriptor unreadable again by reading its eight bytes; then he adds the signalable, and then he looks at
- * what the signal stands for. Null when the system refuses; errno says why.
+ * A signalable with a descriptor, which is readable from the first time it is fired: for a signal, from its assertion
+ * for good. Deleting the signalable changes nothing then. To use it for another signal, such as a service's next
+ * update, read the descriptor's eight bytes, which makes it unreadable again; then add the signalable, and only then
+ * look at what the signal stands for. Null when the system refuses; errno says why.
  */
 PB_API PB_SIGNALABLE *pbSignalableTryCreateDescriptor( void );
 /** The descriptor, lent. It is not blocking, and closed on exec. Aborts for a signalable that has none. */
@@ -109,11 +109,11 @@ PB_API PB_ALERTABLE *pbAlertableCreate( PB_ALERTABLE_FUNC *func, PB_OBJ *optiona
 /** An alertable that unblocks a barrier once each time it is fired. */
 PB_API PB_ALERTABLE *pbAlertableCreateBarrier( PB_BARRIER *barrier );
 /**
- * An alertable with a descriptor, which is readable while any of the alerts is set that it was added to: one serves as many
- * channels as one likes. Nobody reads it. It ceases to be readable when the alerts are unset, as a channel's is by who takes
- * the last datagram, or end, or when the alertable is deleted from them; before that call returns, if no other thread is
- * just about to change one of these alerts. While one is, the descriptor may for a moment be readable without need, so
- * who finds nothing to take polls again. Null when the system refuses; errno says why.
+ * An alertable with a descriptor, which is readable while any of the alerts is set that it was added to: one serves as
+ * many channels as one likes. Do not read it. It ceases to be readable when the alerts are unset, as a channel's is
+ * when its last datagram, or end, is taken, or when the alertable is deleted from them; before that call returns,
+ * unless another thread is just about to change one of these alerts. Then the descriptor may for a moment be readable
+ * without need: a caller that finds nothing to take polls again. Null when the system refuses; errno says why.
  */
 PB_API PB_ALERTABLE *pbAlertableTryCreateDescriptor( void );
 /** The descriptor, lent. It is not blocking, and closed on exec. Aborts for an alertable that has none. */
@@ -131,8 +131,9 @@ PB_API PB_ALERT *pbAlertCreate( void );
 PB_API void pbAlertSet( PB_ALERT *alert );
 PB_API void pbAlertUnset( PB_ALERT *alert );
 /**
- * pbAlertSet in two halves, for who changes the alert under a lock of its own and fires the waiters when it has left that:
- * sets the alert and returns what is to be fired, null for nothing; fires that, once, and releases it.
+ * pbAlertSet in two halves, for callers that change the alert under a lock of their own. The first half sets the alert
+ * and returns what is to be fired, or null. The second half fires that, once, and releases it; call it after leaving
+ * the lock.
  */
 PB_API PB_OBJ *pbAlertSetDeferred( PB_ALERT *alert );
 PB_API void pbAlertFireDeferred( PB_OBJ *optionalDeferred );

@@ -32,7 +32,7 @@ struct Start {
     PB_INT option;
 };
 
-/** The thread that runs, to find out who joins itself; never followed. */
+/** The running thread, so that a join of oneself is noticed; never dereferenced. */
 constinit thread_local const PB_THREAD *ownThread = nullptr;
 
 /**
@@ -61,9 +61,9 @@ private:
 };
 
 /**
- * On Linux the nice value belongs to the thread, and who 0 is the calling one. Refusal leaves it as it was. Upwards the
- * steps are small: a thread that hands over work is to run soon, but one far above those it wakes interrupts them for
- * every piece, and all get less done (bench_udp shows it).
+ * On Linux the nice value belongs to the thread; 0 means the calling one. When the kernel refuses, the value stays as
+ * it was. The steps upwards are small: a thread that hands over work should run soon, but one far above the threads
+ * that it wakes interrupts them for every piece, and all get less done (bench_udp shows it).
  */
 void applyOption( PB_INT option )
 {

@@ -11,7 +11,6 @@ PB_API PB_INT pbUnicodeHexadecimalDigitValue( PB_CHAR ch );
 PB_API PB_BOOL pbUnicodeIsWhiteSpace( PB_CHAR ch );
 
 enum { PB_CHARSET_UTF8 = 0, PB_CHARSET_ASCII = 1 };
-#define PB_CHARSET_DEFAULT PB_CHARSET_UTF8
 #define PB_CHARSET_OK( charset ) ( (uint64_t)( charset ) <= PB_CHARSET_ASCII )
 /** Replace what cannot be converted by U+FFFD instead of failing. */
 #define PB_CHARSET_FLAG_REPLACE 1

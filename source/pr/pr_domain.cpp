@@ -9,9 +9,9 @@
  * on, so that two processes that are put in at once wake two workers. A worker that is done looks before it sleeps, and
  * a process that is to run again goes to the end of its queue, so that the others get their turn.
  *
- * Threads are started by workers only: whoever takes a process and leaves nobody behind who looks or sleeps starts the
- * next. So scheduling never starts a thread, and a new worker inherits how urgent it is from a worker, not from a thread
- * that happens to schedule something.
+ * Only workers start threads: a worker that takes a process starts the next one when no worker is left that looks or
+ * sleeps. So scheduling never starts a thread, and a new worker inherits how urgent it is from a worker, not from a
+ * thread that happens to schedule something.
  */
 #include <pr/pr_private.hpp>
 

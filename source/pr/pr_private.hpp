@@ -8,7 +8,6 @@
 #ifndef PR_PRIVATE_HPP
 #define PR_PRIVATE_HPP
 
-#include <cstdint>
 #include <pb/pb.hpp>
 #include <pr/pr.h>
 #include <tr/tr.h>

@@ -214,7 +214,7 @@ static pb::Fd openFile( PB_STRING *path )
         return {};
     }
     const char *cstr = reinterpret_cast<const char *>( pbBufferBacking( name.get() ) );
-    // A pipe without a reader must not hold up who opens it. What is traced may be meant for nobody else.
+    // Opening a pipe without a reader must not block. The mode: a trace may be confidential.
     return pb::Fd( open( cstr, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600 ) );
 }
 

@@ -47,8 +47,9 @@ uint32_t epollEvents( uint32_t conds )
 }
 
 /**
- * What an event says to who asked for those conditions; 0 when it is a hang-up that says nothing to him. A hang-up alone is
- * the regular end of both directions: reading brings the bytes that are left and then the end, and writing does not block.
+ * The conditions that an event reports to an observer that asked for `asked`; 0 for a hang-up that it did not ask
+ * about. A hang-up alone is the regular end of both directions: reading brings the bytes that are left and then the
+ * end, and writing does not block.
  */
 PB_INT conditions( uint32_t events, uint32_t asked )
 {

@@ -31,19 +31,21 @@ constexpr PB_INT shortestLife = 100;
 constexpr PB_INT longestLife = 500;
 
 /*
- * A snapshot may be used when it was begun after the last change that was told. Changes are counted. Who takes a snapshot
- * notes the count before he asks the kernel; what is kept is usable only while the count is still that one. So:
+ * A snapshot may be used when it was begun after the last change that was reported. Changes are counted. A thread that
+ * takes a snapshot notes the count before it asks the kernel. The snapshot is usable only while the count stays the
+ * same:
  *
  * - The change came first: it had reached the kernel before it was counted, and the count was noted before the kernel was
  *   asked, so the snapshot shows it.
- * - The change is counted while the snapshot is taken: nobody knows whether the snapshot shows it. It serves the one who
- *   took it, whose question was older than the change, and is never usable for anybody else.
+ * - The change is counted while the snapshot is taken: the snapshot may or may not show it. It serves the thread that
+ *   took it, whose question was older than the change, and no other.
  * - The change is counted after that: the snapshot that is kept stops being usable with it.
  *
- * A poll that a change asks for begins after the change was counted, so it finds a snapshot that shows the change, or takes
- * its own. When somebody else is taking one at that moment it waits in `turn`, and then looks at the count like all others.
+ * A poll that a change asks for begins after the change was counted, so it finds a snapshot that shows the change, or
+ * takes its own. When another thread is taking one at that moment, the poll waits in `turn` and then compares the
+ * count.
  *
- * What is not usable any more stays until it is replaced: letting it go early would save nothing worth having.
+ * A snapshot that is no longer usable stays until it is replaced: freeing it early would save nothing worth having.
  */
 constinit pb::Monitor turn{ pb::Rank::hostTurn };
 constinit pb::Monitor monitor{ pb::Rank::host };

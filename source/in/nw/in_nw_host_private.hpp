@@ -1,6 +1,6 @@
 /*
- * What the host says of all its interfaces' addresses at one moment, asked for once for all who want to know it at about that
- * time. Any thread.
+ * The addresses of all the host's interfaces at one moment. Callers that ask at about the same time share one answer.
+ * Any thread.
  */
 #ifndef IN_NW_HOST_PRIVATE_HPP
 #define IN_NW_HOST_PRIVATE_HPP

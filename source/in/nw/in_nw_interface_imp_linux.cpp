@@ -36,7 +36,7 @@ struct IN___NW_INTERFACE_IMP : PB_OBJ {
     pb::Monitor monitor{ pb::Rank::interface };
     bool endRequested PB_GUARDED_BY( monitor ) = false;
     pb::UpdateSignal update; // replaced in the same stay in the monitor as what it tells of
-    /** Replaced by who holds `turn`. */
+    /** Replaced only by the thread that holds `turn`. */
     pb::Ref<IN_NW_INTERFACE_STATE> state PB_GUARDED_BY( monitor ) = pb::adopt( inNwInterfaceStateCreate() );
 };
 
@@ -268,8 +268,9 @@ PB_INT presentPrefixLength( const Imp &imp, IN_ADDRESS *addr )
 }
 
 /**
- * IPv4 addresses go whatever prefix length the request has. For an IPv6 one the kernel wants that with which it was added;
- * who removes it need not know, so the host is looked at when the kernel knows no such address.
+ * The kernel removes an IPv4 address whatever prefix length the request has. It removes an IPv6 address only with the
+ * length that the address was added with. The caller need not know that length, so the host is asked for it when the
+ * kernel knows no such address.
  */
 bool tryRemove( const Imp &imp, IN_ADDRESS *addr )
 {

@@ -27,7 +27,7 @@ struct IN___NW_INTERFACES : PB_OBJ {
     pb::Monitor turn{ pb::Rank::interfacesTurn };
     pb::Monitor monitor{ pb::Rank::interfaces };
     pb::UpdateSignal update; // replaced in the same stay in the monitor as what it tells of
-    /** By identifier. Replaced by who holds `turn`. */
+    /** By identifier. Replaced only by the thread that holds `turn`. */
     pb::Ref<PB_DICT> interfaces PB_GUARDED_BY( monitor ) = pb::adopt( pbDictCreate() );
 };
 

@@ -6,7 +6,7 @@
 
 /** Starts it; the present interfaces are known when it returns. */
 void in___NwInterfacesStartup();
-/** Stops it and waits for the polls that go on. After that there are no interfaces; who still holds one sees its last state. */
+/** Stops it and waits for the running polls. There are no interfaces then; one still held keeps its last state. */
 void in___NwInterfacesShutdown();
 /** Frees what is left. */
 void in___NwInterfacesShutdownWait();

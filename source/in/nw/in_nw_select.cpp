@@ -1,7 +1,6 @@
 /* The rules of selection: one table, for choosing and for telling why. No state. */
 #include <algorithm>
 #include <in/nw/in_nw_select_private.hpp>
-#include <pb/pb_dict.h>
 
 namespace {
 

@@ -1,7 +1,7 @@
 /*
- * The socket for ioctls about interfaces. Any thread; the monitor guards which socket it is. The kernel serves the ioctls of
- * several threads on one socket side by side, so that nothing is held while they are made: who makes one holds a reference,
- * and the descriptor stays open as long.
+ * The socket for ioctls about interfaces. Any thread; the monitor guards which socket it is. The kernel serves the
+ * ioctls of several threads on one socket side by side, so the monitor is not held during an ioctl. The calling thread
+ * holds a reference, which keeps the descriptor open.
  */
 #include <in/nw/in_nw_socket_private.hpp>
 #include <sys/socket.h>
