@@ -1,6 +1,6 @@
 /* What users may do from within what they register, at the wrong moment, and in a forked child. */
 #include "options_support.hpp"
-#include "udp_support.hpp"
+#include "tcp_support.hpp"
 #include <cs/cs.h>
 #include <in/imp/in_imp_udp_private.h>
 #include <pb/race.h>
@@ -152,9 +152,12 @@ TEST( Fork, AChildThatReleasesLeavesTheParentAlone )
     pb::Ref<IN_STACK> stack = test::loopbackStack();
     pb::Ref<IN_UDP_CHANNEL> chan = test::channelOn( stack.get() );
     test::Receiver receiver( chan.get() );
+    test::StreamPair streams( stack.get() );
     test::Recording recording( true ); // a sink, whose locks and thread the child does not have
     pid_t child = fork();
     if ( child == 0 ) {
+        inTcpChannelListenerRelease( streams.listener.give() );
+        inTcpChannelRelease( streams.near.chan.give() );
         (void)pb::obj( stack.give() )->refs.drop(); // so that the channel has the last reference to it
         inUdpChannelRelease( chan.get() );
         inUdpChannelRelease( chan.give() ); // the receiver's was the other one
@@ -165,6 +168,8 @@ TEST( Fork, AChildThatReleasesLeavesTheParentAlone )
     EXPECT_EQ( status, 0 );
     test::send( chan.get(), test::localOf( chan ).get(), "still heard" );
     EXPECT_EQ( receiver.text(), "still heard" );
+    EXPECT_TRUE( streams.near.send( "still open" ) );
+    EXPECT_EQ( streams.far.receive( 10 ), "still open" );
 }
 
 TEST( SendErrors, AreCountedAndTheFirstOfEachKindIsTold )

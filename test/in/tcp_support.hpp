@@ -2,7 +2,7 @@
 #ifndef TCP_SUPPORT_HPP
 #define TCP_SUPPORT_HPP
 
-#include "udp_support.hpp"
+#include <in/udp_support.hpp>
 
 namespace test {
 
@@ -42,8 +42,8 @@ inline pb::Ref<IN_TCP_CHANNEL> acceptOn( IN_TCP_CHANNEL_LISTENER *lsn )
     return pb::adopt( prop ? inTcpChannelProposalAccept( prop.get() ) : nullptr );
 }
 
-/** A channel as a blocking user sees it: waits on its alerts and signals, by nothing else. */
-class Stream {
+/** A channel as a thread sees it that blocks: waits on its alerts and signals, by nothing else. One thread only. */
+class Stream : Pinned {
 public:
     explicit Stream( pb::Ref<IN_TCP_CHANNEL> channel ) : chan( std::move( channel ) )
     {
@@ -59,9 +59,6 @@ public:
         inTcpChannelEndDelSignalable( chan.get(), waiter.get() );
         inTcpChannelActiveDelSignalable( chan.get(), waiter.get() );
     }
-    Stream( const Stream & ) = delete;
-    Stream &operator=( const Stream & ) = delete;
-
     /** Whether the connection was made. */
     bool connected()
     {
@@ -103,6 +100,8 @@ public:
         inTcpChannelReceive( chan.get(), buf.handle(), -1 );
         return bytesOf( buf.get() );
     }
+    /** Waits for the next change. */
+    bool wait() { return waiter.wait(); }
     bool ended()
     {
         return eventually( [&] { return inTcpChannelEnd( chan.get() ); } );
@@ -122,11 +121,13 @@ private:
 class BareTcp {
 public:
     explicit BareTcp( int owned ) : fd( owned ) {}
-    /** Connected to a port, from an address. */
-    static BareTcp connectedTo( PB_INT port, const char *from = "127.0.0.1" )
+    /** Connected to a port, from an address and a port, 0 for any. */
+    static BareTcp connectedTo( PB_INT port, const char *from = "127.0.0.1", PB_INT fromPort = 0 )
     {
         BareTcp peer( socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 ) );
-        sockaddr_in own = BareSocket::sockaddrOf( 0 );
+        int on = 1;
+        EXPECT_EQ( setsockopt( peer.fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on ), 0 );
+        sockaddr_in own = BareSocket::sockaddrOf( fromPort );
         inet_pton( AF_INET, from, &own.sin_addr );
         EXPECT_EQ( bind( peer.fd.get(), reinterpret_cast<sockaddr *>( &own ), sizeof own ), 0 );
         sockaddr_in sa = BareSocket::sockaddrOf( port );

@@ -140,7 +140,8 @@ in___StackLocal in___StackLocalAddress( IN_STACK *stack )
 
 void in___StackTcpBlacklist( IN_STACK *stack, IN_TCP_ADDRESS *ta )
 {
-    in___StackImpTcpBlacklist( impOf( stack ), ta );
+    if ( !stack->origin.isInChild() ) // where a lock may be held for good
+        in___StackImpTcpBlacklist( impOf( stack ), ta );
 }
 
 PB_BOOL in___StackTcpIsBlacklisted( IN_STACK *stack, IN_TCP_ADDRESS *ta )

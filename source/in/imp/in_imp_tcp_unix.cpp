@@ -341,7 +341,7 @@ PB_INT TcpChannel::send( const PB_BYTE *bytes, PB_INT byteCount, in::Wakes &wake
 void TcpChannel::notSent( int why, in::Wakes &wakes )
 {
     pb::Lock lock( monitor );
-    if ( why == EAGAIN )
+    if ( why == EAGAIN || why == EINTR )
         isWritable = false;
     else
         sendFailed = true;
