@@ -13,14 +13,14 @@
  * Start. pbRuntimeTryStart( "in", -1 ) comes before every other call.
  *
  * Stop. pbRuntimeStop comes last, on a thread of the user's own. Before it the user must have released all channels,
- * multicast receivers, stacks, filters, and observers of the configuration store, and halted all processes. What is
- * forgotten aborts the process, and the text names it ("channels are still held"). A reference that only a function holds
- * which the library is calling just then is waited for. The stop itself releases the live objects of the configuration
- * store. Values (addresses, options, packets, strings and the like) may be held and released after it.
+ * listeners, proposals, multicast receivers, stacks, filters, and observers of the configuration store, and halted all
+ * processes. What is forgotten aborts the process, and the text names it ("channels are still held"). A reference that only
+ * a function holds which the library is calling just then is waited for. The stop itself releases the live objects of the
+ * configuration store. Values (addresses, options, packets, strings and the like) may be held and released after it.
  *
  * Fork. A forked child has no thread of the library: nothing is received, followed or fired there, and a lock that a
- * thread held at the fork stays locked. The child may only call exec or _exit, or release channels, multicast receivers,
- * stacks and filters. That closes the child's descriptors, and leaves what the parent has alone.
+ * thread held at the fork stays locked. The child may only call exec or _exit, or release channels, listeners, multicast
+ * receivers, stacks and filters. That closes the child's descriptors, and leaves what the parent has alone.
  *
  * Threads. A comment says when a function must not be called on any thread. What the user registers runs on the thread
  * that the comment of the registering function names, while that holds no lock of the library. It may call every function

@@ -8,6 +8,7 @@
 #include <random>
 #include <support/namespace.hpp>
 #include <support/processes.hpp>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <thread>
 #include <tr/tr.h>
@@ -237,6 +238,34 @@ TEST( TcpEngine, NothingIsLostDoubledOrReordered )
         EXPECT_TRUE( eventually( [&] { return inTcpChannelEnd( chan.get() ); } ) );
         EXPECT_FALSE( inTcpChannelError( chan.get() ) );
     }
+}
+
+TEST( TcpEngine, ReadingPausesAndResumesAtItsMarks )
+{
+    pb::Ref<IN_STACK> stack = test::loopbackStack();
+    pb::Ref<IN_TCP_CHANNEL_LISTENER> lsn = listenOn( stack.get() );
+    BareTcp peer = BareTcp::connectedTo( portOf( lsn ) );
+    Stream far( test::acceptOn( lsn.get() ) );
+    int fd = descriptorOf( far.chan.get() );
+    auto inSocket = [&] {
+        int count = -1;
+        EXPECT_EQ( ioctl( fd, FIONREAD, &count ), 0 );
+        return count;
+    };
+    peer.send( std::string( 65'535, 'a' ) );
+    EXPECT_TRUE( eventually( [&] { return inSocket() == 0; } ) );
+    peer.send( "b" );
+    EXPECT_TRUE( eventually( [&] { return inSocket() == 0; } ) ) << "65,535 bytes are no reason to pause";
+    peer.send( "c" );
+    pbSleep( 20 );
+    EXPECT_EQ( inSocket(), 1 ) << "65,536 are";
+    for ( int taken = 0; taken < 65'536 - 1'025; )
+        taken += int( far.take( 65'536 - 1'025 - taken ).size() );
+    pbSleep( 20 );
+    EXPECT_EQ( inSocket(), 1 ) << "1,025 are left";
+    EXPECT_EQ( far.take( 1 ).size(), 1u );
+    EXPECT_TRUE( eventually( [&] { return inSocket() == 0; } ) ) << "1,024 are";
+    EXPECT_EQ( far.receive( 1'025 ).back(), 'c' );
 }
 
 TEST( TcpEngine, PendingConnectionsAreBounded )

@@ -30,7 +30,10 @@ IN_SETTING( IN_TCP_OPTIONS, inTcpOptions, BlacklistGranularity, PB_INT );
 IN_SETTING( IN_TCP_OPTIONS, inTcpOptions, KeepAliveEnabled, PB_BOOL );
 /* Names: inTcpOptionsKeepAliveEnabled, inTcpOptionsSetKeepAliveEnabled, inTcpOptionsKeepAliveEnabledDefault,
    inTcpOptionsSetKeepAliveEnabledDefault */
-/** Idle time before the first probe, and between probes; above 0, default 30000, key "keepAliveTime". */
+/**
+ * Idle time before the first probe, and between probes; above 0, default 30000, key "keepAliveTime". Taken as whole seconds,
+ * rounded up, from 1 second to 12 hours; Linux itself keeps to its own times above 32,767 seconds.
+ */
 IN_SETTING( IN_TCP_OPTIONS, inTcpOptions, KeepAliveTime, PB_INT );
 /* Names: inTcpOptionsKeepAliveTime, inTcpOptionsSetKeepAliveTime, inTcpOptionsKeepAliveTimeDefault,
    inTcpOptionsSetKeepAliveTimeDefault */
