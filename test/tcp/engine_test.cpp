@@ -17,7 +17,7 @@ namespace {
 
 const int loopback = test::addLoopback(); // a namespace of its own, for the many ports
 const int modules = test::addModules( { trModule(), prModule(), csModule(), inModule() } );
-const int threads = test::addThreads();
+const int workers = test::addThreads();
 
 using test::BareTcp;
 using test::connectTo;

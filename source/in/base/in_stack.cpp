@@ -16,9 +16,9 @@ static void in___StackFreeFunc( PB_OBJ *obj )
     IN_STACK *stack = inStackFrom( obj );
     if ( stack->origin.isInChild() ) // its locks may be held for good; the parent looks after the rest
         return;
-    stacks.drop();
     in___StackImpHalt( stack->imp.get() );
     pb::destroy<IN_STACK>( obj );
+    stacks.drop(); // last: the stop goes on when the count is 0
 }
 
 PB_CLASS_DEFINE( IN_STACK, inStack, in___StackFreeFunc, nullptr, nullptr );

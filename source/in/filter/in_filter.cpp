@@ -18,9 +18,9 @@ static void in___FilterFreeFunc( PB_OBJ *obj )
     auto *filter = static_cast<IN_FILTER *>( obj );
     if ( filter->origin.isInChild() ) // its locks may be held for good; the parent looks after the rest
         return;
-    filters.drop();
     in___FilterImpHalt( filter->imp.get() );
     pb::destroy<IN_FILTER>( obj );
+    filters.drop(); // last: the stop goes on when the count is 0
 }
 
 PB_CLASS_DEFINE( IN_FILTER, inFilter, in___FilterFreeFunc, nullptr, nullptr );
