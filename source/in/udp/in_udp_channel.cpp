@@ -92,8 +92,10 @@ in::UdpPath &pathOf( IN_UDP_CHANNEL *chan )
 void noteSendError( IN_UDP_CHANNEL *chan, int error )
 {
     if ( chan->sendErrors.add( error ) )
-        trStreamTextFormatCstr(
-            chan->stream.get(), "[inUdpChannelSendBytes()] sendto: %~s", -1, unixErrorToString( error ) );
+        trStreamTextFormatCstr( chan->stream.get(),
+            chan->path->error() ? "[inUdpChannelSendBytes()] the channel has failed: %~s"
+                                : "[inUdpChannelSendBytes()] sendto: %~s",
+            -1, unixErrorToString( error ) );
 }
 
 } // namespace
