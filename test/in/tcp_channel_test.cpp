@@ -1,4 +1,5 @@
 /* TCP channels, listeners, proposals and pairs on loopback, against bare sockets; channels of a mapping. */
+#include "map_support.hpp"
 #include "options_support.hpp"
 #include "tcp_support.hpp"
 #include <in/base/in_stack_private.h>
@@ -32,7 +33,131 @@ pb::Ref<IN_FILTER> onlyLocalhost()
     return filter;
 }
 
+/** A mapping's channel that sends everything back, and a listener that has one connection. */
+template <class Base>
+class Mapped : public Base {
+public:
+    pb::Ref<IN_QOS_STACK> optionalQosStack() override { return {}; }
+    pb::Ref<IN_TCP_ADDRESS> localAddress() override { return test::tcpAddress( "10.0.0.1", 1 ); }
+    PB_INT flags() override { return IN_TCP_FLAG_NO_DELAY; }
+    bool error() override { return false; }
+    void errorAddSignalable( PB_SIGNALABLE * ) override {}
+    void errorDelSignalable( PB_SIGNALABLE * ) override {}
+    bool mapped() override { return false; }
+    void mappedAddSignalable( PB_SIGNALABLE * ) override {}
+    pb::Ref<IN_TCP_ADDRESS> optionalMappedLocalAddress() override { return {}; }
+};
+class MappedEcho final : public Mapped<in::TcpPath> {
+public:
+    pb::Ref<IN_TCP_ADDRESS> remoteAddress() override { return test::tcpAddress( "10.0.0.2", 2 ); }
+    bool end() override { return terminated && bytes.empty(); }
+    void endAddSignalable( PB_SIGNALABLE * ) override {}
+    void endDelSignalable( PB_SIGNALABLE * ) override {}
+    bool active() override { return true; }
+    void activeAddSignalable( PB_SIGNALABLE *signalable ) override { pbSignalableSignal( signalable ); }
+    void activeDelSignalable( PB_SIGNALABLE * ) override {}
+    PB_INT send( const PB_BYTE *sent, PB_INT byteCount, in::Wakes & ) override
+    {
+        bytes.append( reinterpret_cast<const char *>( sent ), std::size_t( byteCount ) );
+        return byteCount;
+    }
+    void sendAddAlertable( PB_ALERTABLE * ) override {}
+    void sendDelAlertable( PB_ALERTABLE * ) override {}
+    PB_INT receive( PB_BUFFER **buf, PB_INT maxByteCount, in::Wakes & ) override
+    {
+        PB_INT count = std::min( maxByteCount, PB_INT( bytes.size() ) );
+        pbBufferAppendBytes( buf, bytes.data(), count );
+        bytes.erase( 0, std::size_t( count ) );
+        return count;
+    }
+    void receiveAddAlertable( PB_ALERTABLE * ) override {}
+    void receiveDelAlertable( PB_ALERTABLE * ) override {}
+    void terminate() override { terminated = true; }
+
+private:
+    std::string bytes;
+    bool terminated = false;
+};
+class MappedListener final : public Mapped<in::MapTcpListenerPath> {
+public:
+    void listenAddAlertable( PB_ALERTABLE *alertable ) override { pbAlertableAlert( alertable ); }
+    void listenDelAlertable( PB_ALERTABLE * ) override {}
+    pb::Ref<IN___MAP_TCP_CHANNEL> optionalListen() override
+    {
+        return std::exchange( waits, false ) ? pb::adopt( in___MapTcpChannelCreate( std::make_unique<MappedEcho>() ) )
+                                             : nullptr;
+    }
+
+private:
+    bool waits = true;
+};
+class TcpPeer final : public in::MapPeer {
+    pb::Ref<IN___MAP_UDP_CHANNEL> tryCreateUdpChannel(
+        IN_STACK *, IN_QOS_STACK *, PB_INT, PB_INT, TR_ANCHOR * ) override
+    {
+        return {};
+    }
+    pb::Ref<PB_VECTOR> tryCreateUdpChannelsRtp( IN_STACK *, IN_QOS_STACK *, PB_INT, TR_ANCHOR * ) override
+    {
+        return {};
+    }
+    pb::Ref<IN___MAP_TCP_CHANNEL> tryCreateTcpChannel(
+        IN_STACK *, IN_QOS_STACK *, IN_TCP_ADDRESS *, PB_INT, PB_INT, TR_ANCHOR * ) override
+    {
+        return pb::adopt( in___MapTcpChannelCreate( std::make_unique<MappedEcho>() ) );
+    }
+    pb::Ref<IN___MAP_TCP_CHANNEL_LISTENER> tryCreateTcpChannelListener(
+        IN_STACK *, IN_QOS_STACK *, PB_INT, PB_INT, TR_ANCHOR * ) override
+    {
+        return pb::adopt( in___MapTcpChannelListenerCreate( std::make_unique<MappedListener>() ) );
+    }
+};
+
 } // namespace
+
+TEST( TcpChannel, ThroughAMapping )
+{
+    pb::Ref<IN_STACK> stack = test::loopbackStack();
+    auto stackOf = []( IN_MAP_STACK_PEER *peer ) {
+        return pb::adopt( in___MapStackCreate( pb::adopt( peer ).get(), nullptr ) );
+    };
+    pb::Ref<IN_MAP_STACK> map = stackOf( in___MapStackPeerCreate( std::make_unique<TcpPeer>() ) );
+    pb::Ref<IN_TCP_ADDRESS> to = test::tcpAddress( "10.0.0.2", 2 );
+    auto connectThrough = [&]( IN_MAP_STACK *through ) {
+        return pb::adopt( inTcpChannelTryCreate( stack.get(), nullptr, through, nullptr, to.get(), -1, 0, nullptr ) );
+    };
+    auto listenThrough = [&]( IN_MAP_STACK *through ) {
+        return pb::adopt( inTcpChannelListenerTryCreate( stack.get(), nullptr, through, nullptr, -1, 0, nullptr ) );
+    };
+    pb::Ref<IN_TCP_CHANNEL_LISTENER> lsn = listenThrough( map.get() );
+    pb::Ref<IN_TCP_CHANNEL> chan = connectThrough( map.get() );
+    ASSERT_TRUE( lsn && chan );
+    EXPECT_FALSE( inTcpChannelMapped( chan.get() ) || inTcpChannelListenerMapped( lsn.get() ) );
+    for ( const pb::Ref<IN_TCP_CHANNEL> &each : { chan, test::acceptOn( lsn.get() ) } ) {
+        ASSERT_TRUE( each );
+        EXPECT_EQ( pb::adopt( inTcpChannelMapStack( each.get() ) ).get(), map.get() );
+        Stream stream( each );
+        EXPECT_TRUE( stream.send( "round" ) );
+        inTcpChannelTerminate( each.get() );
+        EXPECT_EQ( stream.rest(), "round" );
+    }
+    EXPECT_FALSE( pb::adopt( inTcpChannelListenerListen( lsn.get() ) ) );
+
+    test::Recording recording;
+    pb::Ref<IN_MAP_STACK> noPeer = pb::adopt( in___MapStackCreate( nullptr, nullptr ) );
+    pb::Ref<IN_MAP_STACK> noTcp = test::mapStack( true ); // a mapping that offers none
+    EXPECT_FALSE( connectThrough( noPeer.get() ) || listenThrough( noPeer.get() ) );
+    EXPECT_FALSE( connectThrough( noTcp.get() ) || listenThrough( noTcp.get() ) );
+    EXPECT_FALSE( pb::adopt(
+        inTcpChannelListenersVectorTryCreateRtp( stack.get(), nullptr, noTcp.get(), nullptr, 0, nullptr ) ) );
+    std::string text = recording.text();
+    for ( const char *told : { "[inTcpChannelTryCreate()] inMapStackPeer(): null",
+              "[inTcpChannelListenerTryCreate()] inMapStackPeer(): null",
+              "[inTcpChannelTryCreate()] inMapStackPeerTryCreateTcpChannel(): null",
+              "[inTcpChannelListenerTryCreate()] inMapStackPeerTryCreateTcpChannelListener(): null",
+              "inMapStackPeerTryCreateTcpChannelListenersRtp(): null" } )
+        EXPECT_NE( text.find( told ), text.npos ) << told;
+}
 
 TEST( TcpChannel, BytesGoBothWays )
 {
@@ -142,6 +267,7 @@ TEST( TcpChannel, PeersThatReset )
 TEST( TcpChannel, RefusedConnections )
 {
     pb::Ref<IN_STACK> stack = test::loopbackStack();
+    BareTcp listener = BareTcp::listening(); // now, so that it does not get the port where nobody is
     pb::Ref<IN_TCP_ADDRESS> nobody = BareTcp::listening().address(); // closed again
     auto refused = [&]( IN_STACK *on ) {
         Stream chan( connectTo( on, nobody.get() ) );
@@ -152,9 +278,7 @@ TEST( TcpChannel, RefusedConnections )
     refused( stack.get() );
     EXPECT_TRUE( in___StackTcpIsBlacklisted( stack.get(), nobody.get() ) );
 
-    // what fails later is no reason
-    BareTcp listener = BareTcp::listening();
-    {
+    { // what fails later is no reason
         Stream chan( connectTo( stack.get(), listener.address().get() ) );
         BareTcp peer = listener.accepted();
         ASSERT_TRUE( chan.connected() );
