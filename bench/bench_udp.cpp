@@ -1,162 +1,32 @@
 /*
- * UDP channels beside the bare system calls and what users would take instead. Each measurement is a process of its own,
- * with a sender or a partner in another one, on loopback with 160-byte datagrams. Subjects take turns, round by round, and
- * medians count; ratios are to the bare calls of the same run.
+ * UDP channels beside the bare system calls and what users would take instead, with 160-byte datagrams on loopback.
  *
  *   bench_udp [rounds [capacity|processor|many|roundtrip|sending|opening]]
  */
-#include <algorithm>
-#include <arpa/inet.h>
-#include <array>
+#include "processes.hpp"
+
 #include <asio.hpp>
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <in/in.h>
 #include <malloc.h>
-#include <map>
 #include <netinet/udp.h>
-#include <pb/pb.hpp>
-#include <poll.h>
-#include <sched.h>
-#include <string>
-#include <sys/epoll.h>
-#include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <time.h>
-#include <unistd.h>
 #include <uv.h>
-#include <vector>
 
 namespace {
 
+using namespace bench;
+
 constexpr std::size_t DATAGRAM = 160;
-constexpr int SEGMENTS = 40; // datagrams a call of the overloading sender
+constexpr int SEGMENTS = 40;         // datagrams a call of the overloading sender
+constexpr int64_t INTERVAL = 10'000; // ns between two datagrams of the other loads
 
-int64_t clockOf( clockid_t clock )
+int bareUdp( int &port )
 {
-    timespec time;
-    clock_gettime( clock, &time );
-    return time.tv_sec * 1'000'000'000 + time.tv_nsec;
+    return bareSocket( SOCK_DGRAM, port );
 }
 
-int64_t processorTime()
-{
-    return clockOf( CLOCK_PROCESS_CPUTIME_ID );
-}
+// ---- in: channels on loopback
 
-int64_t wallTime()
-{
-    return clockOf( CLOCK_MONOTONIC );
-}
-
-void check( bool ok, const char *what )
-{
-    if ( ok )
-        return;
-    std::perror( what );
-    std::exit( 1 );
-}
-
-/** What the processes of a measurement share. */
-struct Shared {
-    std::atomic<int> port; // of who receives, 0 until it is open
-    std::atomic<bool> done;
-    std::atomic<int64_t> count; // results
-    std::atomic<int64_t> wall;
-    std::atomic<int64_t> cpu;
-    double value;
-};
-
-/** Counts what a receiver gets, once it has warmed up, for a while; then the measurement is done. */
-class Meter {
-public:
-    explicit Meter( Shared &sharedMemory ) : shared( sharedMemory ) {}
-    /** One datagram more; false when there are enough. */
-    bool count()
-    {
-        if ( --warmUp == 0 )
-            begin();
-        // the clock is read now and then only
-        return warmUp > 0 || ( ++received & 255 ) != 0 || wallTime() - wall < DURATION || end();
-    }
-
-private:
-    static constexpr int64_t DURATION = 1'000'000'000;
-
-    void begin()
-    {
-        wall = wallTime();
-        cpu = processorTime();
-    }
-    bool end()
-    {
-        shared.count = received;
-        shared.wall = wallTime() - wall;
-        shared.cpu = processorTime() - cpu;
-        shared.done = true;
-        return false;
-    }
-
-    Shared &shared;
-    int64_t warmUp = 20'000;
-    int64_t received = 0;
-    int64_t wall = 0;
-    int64_t cpu = 0;
-};
-
-/** Adds the processor time of the process to the result, from here to the end of the scope. */
-class ProcessorTime {
-public:
-    explicit ProcessorTime( Shared &sharedMemory ) : shared( sharedMemory ) {}
-    ~ProcessorTime() { shared.cpu += processorTime() - start; }
-    ProcessorTime( const ProcessorTime & ) = delete;
-    ProcessorTime &operator=( const ProcessorTime & ) = delete;
-
-private:
-    Shared &shared;
-    int64_t start = processorTime();
-};
-
-sockaddr_in loopback( int port )
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
-    address.sin_port = htons( static_cast<uint16_t>( port ) );
-    return address;
-}
-
-/** A blocking socket on loopback, and its port. */
-int bareSocket( int &port )
-{
-    int fd = socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 );
-    sockaddr_in address = loopback( 0 );
-    socklen_t length = sizeof address;
-    check( fd >= 0 && bind( fd, reinterpret_cast<sockaddr *>( &address ), length ) == 0, "bind" );
-    check( getsockname( fd, reinterpret_cast<sockaddr *>( &address ), &length ) == 0, "getsockname" );
-    port = ntohs( address.sin_port );
-    return fd;
-}
-
-// ---- in: a stack on loopback, and channels
-
-struct Library {
-    Library()
-    {
-        if ( !pbRuntimeTryStart( "in", -1 ) )
-            std::exit( 1 );
-        pb::Ref<IN_OPTIONS> options = pb::adopt( inOptionsCreate() );
-        inOptionsSetFlags( options.handle(), IN_FLAG_LOOPBACK_ONLY );
-        inOptionsSetAddressVersion( options.handle(), IN_ADDRESS_VERSION_4 );
-        stack = pb::adopt( inStackCreate( options.get(), nullptr ) );
-        while ( !inStackHasAddress( stack.get() ) )
-            usleep( 1000 );
-    }
+struct Channels : Library {
     pb::Ref<IN_UDP_CHANNEL> channel()
     {
         auto chan = pb::adopt( inUdpChannelTryCreate( stack.get(), nullptr, nullptr, nullptr, -1, 0, nullptr ) );
@@ -167,113 +37,36 @@ struct Library {
     {
         return int( inUdpAddressPort( pb::adopt( inUdpChannelLocalAddress( chan ) ).get() ) );
     }
-    static pb::Ref<IN_UDP_ADDRESS> peer( int port )
+    static pb::Ref<IN_UDP_ADDRESS> peer( int port ) { return pb::adopt( inUdpAddressCreate( address().get(), port ) ); }
+    /** Hands each datagram to a function, in the way given, until that gives false. `begin` runs before. */
+    template <class Way, class Take>
+    static void receive( IN_UDP_CHANNEL *chan, const std::function<void()> &begin, Take take )
     {
-        return pb::adopt(
-            inUdpAddressCreate( pb::adopt( inAddressTryCreateFromCstr( "127.0.0.1", -1 ) ).get(), port ) );
+        auto add = [&]( PB_ALERTABLE *alertable ) {
+            inUdpChannelReceiveAddAlertable( chan, alertable );
+            begin();
+        };
+        Way::run( add, [&] {
+            while ( auto pkt = pb::adopt( inUdpChannelReceive( chan ) ) )
+                if ( !take( pkt.get() ) )
+                    return false;
+            return true;
+        } );
     }
-    pb::Ref<IN_STACK> stack;
 };
 
-/** Receives as a user with a thread of its own does: takes what is there, then waits on the alert. */
-class Receiver {
-public:
-    explicit Receiver( IN_UDP_CHANNEL *channel ) : chan( channel )
-    {
-        inUdpChannelReceiveAddAlertable( chan, alertable.get() );
-    }
-    pb::Ref<IN_UDP_PACKET> next()
-    {
-        for ( ;; ) {
-            if ( auto pkt = pb::adopt( inUdpChannelReceive( chan ) ) )
-                return pkt;
-            pbBarrierPass( barrier.get() );
-            pbBarrierBlock( barrier.get() );
-        }
-    }
-
-private:
-    IN_UDP_CHANNEL *chan;
-    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
-    pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableCreateBarrier( barrier.get() ) );
-};
-
-/** Receives as a user with a loop of his own does: takes what is there, then polls the descriptor of an alertable. */
-class Poller {
-public:
-    explicit Poller( IN_UDP_CHANNEL *channel ) : chan( channel )
-    {
-        check( bool( alertable ), "pbAlertableTryCreateDescriptor" );
-        polled = { pbAlertableDescriptor( alertable.get() ), POLLIN, 0 };
-        inUdpChannelReceiveAddAlertable( chan, alertable.get() );
-    }
-    pb::Ref<IN_UDP_PACKET> next()
-    {
-        for ( ;; ) {
-            if ( auto pkt = pb::adopt( inUdpChannelReceive( chan ) ) )
-                return pkt;
-            check( poll( &polled, 1, -1 ) == 1, "poll" );
-        }
-    }
-
-private:
-    IN_UDP_CHANNEL *chan;
-    pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableTryCreateDescriptor() );
-    pollfd polled{};
-};
-
+template <class Way>
 void receiveIn( Shared &shared, int otherChannels )
 {
-    Library library;
+    Channels library;
     std::vector<pb::Ref<IN_UDP_CHANNEL>> others;
     for ( int i = 0; i < otherChannels; ++i )
         others.push_back( library.channel() );
     pb::Ref<IN_UDP_CHANNEL> chan = library.channel();
-    Receiver receiver( chan.get() );
     Meter meter( shared );
-    shared.port = Library::portOf( chan.get() );
-    do
-        (void)receiver.next();
-    while ( meter.count() );
-}
-
-/** Receives as a user does who hands over a function: it is called on the engine's thread when datagrams begin to wait. */
-class Handler {
-public:
-    using Handle = bool( IN_UDP_CHANNEL *chan, IN_UDP_PACKET *pkt ); // false when that was the last one
-
-    static void run(
-        IN_UDP_CHANNEL *channel, const std::function<Handle> &function, const std::function<void()> &ready )
-    {
-        chan = channel;
-        handle = &function;
-        pb::Ref<PB_BARRIER> done = pb::adopt( pbBarrierCreate( 1 ) );
-        pb::Ref<PB_ALERTABLE> alertable = pb::adopt( pbAlertableCreate( take, pb::obj( done.get() ) ) );
-        inUdpChannelReceiveAddAlertable( chan, alertable.get() );
-        ready();
-        pbBarrierPass( done.get() );
-        inUdpChannelReceiveDelAlertable( chan, alertable.get() );
-    }
-
-private:
-    static void take( PB_OBJ *done )
-    {
-        while ( auto pkt = pb::adopt( inUdpChannelReceive( chan ) ) )
-            if ( !( *handle )( chan, pkt.get() ) )
-                return pbBarrierUnblock( pbBarrierFrom( done ) );
-    }
-    static inline IN_UDP_CHANNEL *chan;
-    static inline const std::function<Handle> *handle;
-};
-
-void receiveInFunction( Shared &shared, int )
-{
-    Library library;
-    pb::Ref<IN_UDP_CHANNEL> chan = library.channel();
-    Meter meter( shared );
-    Handler::run(
-        chan.get(), [&]( IN_UDP_CHANNEL *, IN_UDP_PACKET * ) { return meter.count(); },
-        [&] { shared.port = Library::portOf( chan.get() ); } );
+    Channels::receive<Way>(
+        chan.get(), [&] { shared.port = Channels::portOf( chan.get() ); },
+        [&]( IN_UDP_PACKET * ) { return meter.count(); } );
 }
 
 // ---- the others
@@ -281,7 +74,7 @@ void receiveInFunction( Shared &shared, int )
 void receiveBare( Shared &shared, int )
 {
     int port;
-    int fd = bareSocket( port );
+    int fd = bareUdp( port );
     Meter meter( shared );
     shared.port = port;
     std::array<char, 65535> buffer;
@@ -350,68 +143,23 @@ void overload( Shared &shared, int fd, const sockaddr_in &to )
         (void)sendto( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>( &to ), sizeof to );
 }
 
-/** 100,000 a second: every `tick` ns as many as are due. */
-void paced( Shared &shared, int fd, const sockaddr_in &to, int64_t tick )
-{
-    std::array<char, DATAGRAM> bytes{};
-    int64_t due = wallTime();
-    while ( !shared.done ) {
-        for ( due += tick; wallTime() < due; )
-            if ( tick >= 1'000'000 )
-                usleep( 100 );
-        for ( int64_t sent = 0; sent < tick / 10'000; ++sent )
-            (void)sendto( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>( &to ), sizeof to );
-    }
-}
-
 enum class Load { overload, ticks, smooth };
 
 void sendLoad( Shared &shared, Load load )
 {
-    while ( shared.port == 0 )
-        usleep( 1000 );
+    awaitPort( shared );
     int port;
-    int fd = bareSocket( port );
+    int fd = bareUdp( port );
     sockaddr_in to = loopback( shared.port );
     if ( load == Load::overload )
-        overload( shared, fd, to );
-    else
-        paced( shared, fd, to, load == Load::ticks ? 1'000'000 : 10'000 );
+        return overload( shared, fd, to );
+    std::array<char, DATAGRAM> bytes{};
+    paced( shared, INTERVAL, load == Load::ticks ? 100 * INTERVAL : INTERVAL, [&] {
+        (void)sendto( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>( &to ), sizeof to );
+    } );
 }
 
-// ---- processes
-
-/** The shared memory, cleared for the next measurement. */
-Shared &freshShared()
-{
-    static void *memory = mmap( nullptr, sizeof( Shared ), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0 );
-    return *new ( memory ) Shared{};
-}
-
-pid_t process( const std::function<void()> &body )
-{
-    pid_t child = fork();
-    check( child >= 0, "fork" );
-    if ( child == 0 ) {
-        body();
-        _exit( 0 );
-    }
-    return child;
-}
-
-void await( pid_t child )
-{
-    int status;
-    check( waitpid( child, &status, 0 ) == child && status == 0, "a measuring process" );
-}
-
-/** Runs the body in a process of its own and hands back the value that it gives. */
-double valueOf( const std::function<double()> &body )
-{
-    Shared &shared = freshShared();
-    await( process( [&] { shared.value = body(); } ) );
-    return shared.value;
-}
+// ---- receiving
 
 struct Receive {
     const char *name;
@@ -419,8 +167,8 @@ struct Receive {
     int otherChannels = 0;
 };
 
-const std::vector<Receive> receives{ { "bare", receiveBare }, { "in", receiveIn },
-    { "in, function", receiveInFunction }, { "asio", receiveAsio }, { "libuv", receiveUv<0> },
+const std::vector<Receive> receives{ { "bare", receiveBare }, { "in", receiveIn<WaitingThread> },
+    { "in, function", receiveIn<Function> }, { "asio", receiveAsio }, { "libuv", receiveUv<0> },
     { "libuv, multi", receiveUv<UV_UDP_RECVMMSG> } };
 
 /** What the subject gets under the load: datagrams a second, or the processor time of each in ns. */
@@ -438,22 +186,14 @@ double measureReceive( const Receive &subject, Load load, bool perSecond )
 
 constexpr int TRIPS = 50'000;
 
-void pinToOneCore()
-{
-    cpu_set_t cores;
-    CPU_ZERO( &cores );
-    CPU_SET( 0, &cores );
-    check( sched_setaffinity( 0, sizeof cores, &cores ) == 0, "sched_setaffinity" );
-}
-
 void answerBare( Shared &shared )
 {
     int port;
-    int fd = bareSocket( port );
+    int fd = bareUdp( port );
     shared.port = port;
     std::array<char, DATAGRAM> bytes;
     sockaddr_in from;
-    ProcessorTime time( shared );
+    ProcessorTime time( shared.cpu );
     for ( int i = 0; i < TRIPS; ++i ) {
         socklen_t length = sizeof from;
         ssize_t count = recvfrom( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr *>( &from ), &length );
@@ -464,100 +204,56 @@ void answerBare( Shared &shared )
 void askBare( Shared &shared )
 {
     int own;
-    int fd = bareSocket( own );
+    int fd = bareUdp( own );
     sockaddr_in to = loopback( shared.port );
     std::array<char, DATAGRAM> bytes{};
-    ProcessorTime time( shared );
+    ProcessorTime time( shared.cpu );
     for ( int i = 0; i < TRIPS; ++i ) {
         (void)sendto( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr *>( &to ), sizeof to );
         check( recv( fd, bytes.data(), bytes.size(), 0 ) > 0, "recv" );
     }
 }
 
-template <class From>
+template <class Way>
 void answerIn( Shared &shared )
 {
-    Library library;
-    auto chan = library.channel();
-    From receiver( chan.get() );
-    shared.port = Library::portOf( chan.get() );
-    ProcessorTime time( shared );
-    for ( int i = 0; i < TRIPS; ++i )
-        inUdpChannelSend( chan.get(), receiver.next().get() );
-}
-
-template <class From>
-void askIn( Shared &shared )
-{
-    Library library;
-    auto chan = library.channel();
-    From receiver( chan.get() );
-    auto to = Library::peer( shared.port );
-    std::array<char, DATAGRAM> bytes{};
-    ProcessorTime time( shared );
-    for ( int i = 0; i < TRIPS; ++i ) {
-        inUdpChannelSendBytes( chan.get(), to.get(), bytes.data(), bytes.size() );
-        (void)receiver.next();
-    }
-}
-
-void answerInFunction( Shared &shared )
-{
-    Library library;
+    Channels library;
     auto chan = library.channel();
     int left = TRIPS;
-    ProcessorTime time( shared );
-    Handler::run(
-        chan.get(),
-        [&]( IN_UDP_CHANNEL *channel, IN_UDP_PACKET *pkt ) {
-            inUdpChannelSend( channel, pkt );
+    ProcessorTime time( shared.cpu );
+    Channels::receive<Way>(
+        chan.get(), [&] { shared.port = Channels::portOf( chan.get() ); },
+        [&]( IN_UDP_PACKET *pkt ) {
+            inUdpChannelSend( chan.get(), pkt );
             return --left > 0;
-        },
-        [&] { shared.port = Library::portOf( chan.get() ); } );
+        } );
 }
 
-void askInFunction( Shared &shared )
+template <class Way>
+void askIn( Shared &shared )
 {
-    Library library;
+    Channels library;
     auto chan = library.channel();
-    auto to = Library::peer( shared.port );
+    auto to = Channels::peer( shared.port );
     std::array<char, DATAGRAM> bytes{};
     auto ask = [&] { inUdpChannelSendBytes( chan.get(), to.get(), bytes.data(), bytes.size() ); };
     int left = TRIPS;
-    ProcessorTime time( shared );
-    Handler::run(
-        chan.get(),
-        [&]( IN_UDP_CHANNEL *, IN_UDP_PACKET * ) {
-            if ( --left > 0 )
-                ask();
-            return left > 0;
-        },
-        ask );
+    ProcessorTime time( shared.cpu );
+    Channels::receive<Way>( chan.get(), ask, [&]( IN_UDP_PACKET * ) {
+        if ( --left > 0 )
+            ask();
+        return left > 0;
+    } );
 }
 
-struct Partners {
-    const char *name;
-    void ( *answer )( Shared &shared );
-    void ( *ask )( Shared &shared );
-};
+const std::vector<Ends> trips{ { "bare", answerBare, askBare }, { "in", answerIn<WaitingThread>, askIn<WaitingThread> },
+    { "in, function", answerIn<Function>, askIn<Function> },
+    { "in, descriptor", answerIn<PolledDescriptor>, askIn<PolledDescriptor> } };
 
-const std::vector<Partners> partners{ { "bare", answerBare, askBare }, { "in", answerIn<Receiver>, askIn<Receiver> },
-    { "in, function", answerInFunction, askInFunction }, { "in, descriptor", answerIn<Poller>, askIn<Poller> } };
-
-double roundTripTime( const Partners &subject )
+double roundTripTime( const Ends &ends )
 {
     Shared &shared = freshShared();
-    pid_t answering = process( [&] {
-        pinToOneCore();
-        subject.answer( shared );
-    } );
-    await( process( [&] {
-        pinToOneCore();
-        while ( shared.port == 0 )
-            usleep( 1000 );
-        subject.ask( shared );
-    } ) );
-    await( answering );
+    run( ends, shared, 0, 0 );
     return double( shared.cpu ) / TRIPS;
 }
 
@@ -578,8 +274,8 @@ double sendBare()
 {
     int port;
     int own;
-    bareSocket( port );
-    int fd = bareSocket( own );
+    bareUdp( port );
+    int fd = bareUdp( own );
     sockaddr_in to = loopback( port );
     std::array<char, DATAGRAM> bytes{};
     return sendRate(
@@ -589,10 +285,10 @@ double sendBare()
 double sendIn()
 {
     int port;
-    bareSocket( port );
-    Library library;
+    bareUdp( port );
+    Channels library;
     auto chan = library.channel();
-    auto to = Library::peer( port );
+    auto to = Channels::peer( port );
     std::array<char, DATAGRAM> bytes{};
     return sendRate( [&] { inUdpChannelSendBytes( chan.get(), to.get(), bytes.data(), bytes.size() ); } );
 }
@@ -600,7 +296,7 @@ double sendIn()
 double sendAsio()
 {
     int port;
-    bareSocket( port );
+    bareUdp( port );
     asio::io_context context( 1 );
     asio::ip::udp::socket socket( context, { asio::ip::make_address( "127.0.0.1" ), 0 } );
     asio::ip::udp::endpoint to( asio::ip::make_address( "127.0.0.1" ), static_cast<uint16_t>( port ) );
@@ -639,7 +335,7 @@ double openBare()
 
 double openIn()
 {
-    Library library;
+    Channels library;
     std::vector<pb::Ref<IN_UDP_CHANNEL>> channels;
     channels.reserve( CHANNELS );
     int64_t start = processorTime();
@@ -650,7 +346,7 @@ double openIn()
 
 double heapPerChannel()
 {
-    Library library;
+    Channels library;
     std::vector<pb::Ref<IN_UDP_CHANNEL>> channels;
     channels.reserve( 16'384 );
     std::size_t before = mallinfo2().uordblks;
@@ -659,40 +355,10 @@ double heapPerChannel()
     return double( mallinfo2().uordblks - before ) / 16'384;
 }
 
-struct Local {
-    const char *name;
-    double ( *measure )();
-};
-
 const std::vector<Local> senders{ { "bare", sendBare }, { "in", sendIn }, { "asio", sendAsio } };
 const std::vector<Local> openers{ { "bare", openBare<false> }, { "bare, options", openBare<true> }, { "in", openIn } };
 
-double measureLocal( const Local &subject )
-{
-    return valueOf( subject.measure );
-}
-
-// ---- rounds and medians
-
-/** Runs the subjects in turn and prints the medians, with their ratios to the first one. */
-template <class Subject>
-void compare( const char *title, const char *aim, int rounds, const std::vector<Subject> &subjects,
-    const std::function<double( const Subject & )> &measure )
-{
-    std::vector<std::vector<double>> values( subjects.size() );
-    for ( int round = 0; round < rounds; ++round )
-        for ( std::size_t i = 0; i < subjects.size(); ++i )
-            values[i].push_back( measure( subjects[i] ) );
-    std::printf( "\n%s; aim of in: %s\n", title, aim );
-    double first = 0;
-    for ( std::size_t i = 0; i < subjects.size(); ++i ) {
-        std::sort( values[i].begin(), values[i].end() );
-        double median = values[i][values[i].size() / 2];
-        first = i == 0 ? median : first;
-        std::printf( "  %-14s %14.1f   ratio %.2f\n", subjects[i].name, median, median / first );
-    }
-    std::fflush( stdout );
-}
+// ---- measurements
 
 void capacity( int rounds )
 {
@@ -710,15 +376,16 @@ void processorTimes( int rounds )
 
 void manyOpen( int rounds )
 {
-    const std::vector<Receive> subjects{ { "1 open", receiveIn, 0 }, { "16,384 open", receiveIn, 16'383 } };
+    const std::vector<Receive> subjects{
+        { "1 open", receiveIn<WaitingThread>, 0 }, { "16,384 open", receiveIn<WaitingThread>, 16'383 } };
     compare<Receive>( "processor time, ns a datagram, one channel of many in use", "at most 1.1", rounds, subjects,
         []( const Receive &subject ) { return measureReceive( subject, Load::ticks, false ); } );
 }
 
 void roundTrip( int rounds )
 {
-    compare<Partners>(
-        "round trip, ns of processor time, both ends on one core", "at most 1.6", rounds, partners, roundTripTime );
+    compare<Ends>(
+        "round trip, ns of processor time, both ends on one core", "at most 1.6", rounds, trips, roundTripTime );
 }
 
 void sending( int rounds )
@@ -733,29 +400,12 @@ void opening( int rounds )
     std::printf( "heap a channel with 16,384 open, bytes: %.0f; aim: at most 1536\n", valueOf( heapPerChannel ) );
 }
 
-struct Measurement {
-    std::string name;
-    void ( *run )( int rounds );
-};
-
 const Measurement measurements[] = { { "capacity", capacity }, { "processor", processorTimes }, { "many", manyOpen },
     { "roundtrip", roundTrip }, { "sending", sending }, { "opening", opening } };
-
-void raiseDescriptorLimit()
-{
-    rlimit limit;
-    getrlimit( RLIMIT_NOFILE, &limit );
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit( RLIMIT_NOFILE, &limit );
-}
 
 } // namespace
 
 int main( int argc, char **argv )
 {
-    int rounds = argc > 1 ? std::max( 1, std::atoi( argv[1] ) ) : 5;
-    raiseDescriptorLimit();
-    for ( const Measurement &measurement : measurements )
-        if ( argc < 3 || measurement.name == argv[2] )
-            measurement.run( rounds );
+    return runMeasurements( argc, argv, measurements );
 }
