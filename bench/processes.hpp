@@ -16,12 +16,14 @@
 #include <cstdlib>
 #include <functional>
 #include <in/in.h>
+#include <net/if.h>
 #include <pb/pb.hpp>
 #include <poll.h>
 #include <sched.h>
 #include <span>
 #include <string>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -293,6 +295,21 @@ inline void awaitPort( const Shared &shared )
         usleep( 1000 );
 }
 
+/**
+ * Moves the process into a network namespace of its own, where it may: what lingers of earlier connections then counts for
+ * nothing.
+ */
+inline void moveToOwnNetwork()
+{
+    if ( unshare( CLONE_NEWNET ) != 0 )
+        return;
+    int fd = socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 );
+    ifreq request{ .ifr_ifrn = { "lo" }, .ifr_ifru = {} };
+    request.ifr_flags = IFF_UP | IFF_RUNNING;
+    check( fd >= 0 && ioctl( fd, SIOCSIFFLAGS, &request ) == 0, "SIOCSIFFLAGS" );
+    close( fd );
+}
+
 /** Two processes; the first one opens a port and tells it, the second one begins then. */
 struct Ends {
     const char *name;
@@ -300,19 +317,22 @@ struct Ends {
     void ( *second )( Shared &shared );
 };
 
-/** Runs both to their end, each on its core. */
+/** Runs both to their end, each on its core, in a network of their own. */
 inline void run( const Ends &ends, Shared &shared, int firstCore, int secondCore )
 {
-    pid_t first = process( [&] {
-        pinTo( firstCore );
-        ends.first( shared );
-    } );
     await( process( [&] {
-        pinTo( secondCore );
-        awaitPort( shared );
-        ends.second( shared );
+        moveToOwnNetwork();
+        pid_t first = process( [&] {
+            pinTo( firstCore );
+            ends.first( shared );
+        } );
+        await( process( [&] {
+            pinTo( secondCore );
+            awaitPort( shared );
+            ends.second( shared );
+        } ) );
+        await( first );
     } ) );
-    await( first );
 }
 
 /** One process that hands back a value. */
