@@ -87,8 +87,16 @@ TEST( Stack, TcpBlacklist )
     in___StackTcpBlacklist( stack.get(), tcpAddress( 1 ).get() );
     EXPECT_TRUE( blacklisted( stack, 1 ) );
     EXPECT_FALSE( blacklisted( stack, 2 ) );
+    pb::Ref<PB_STORE> shown = pb::adopt( inStackTcpBlacklist( stack.get() ) );
+    pb::Ref<PB_STORE> entry = pb::adopt( pbStoreStoreAt( shown.get(), 0 ) );
+    PB_INT left = -1;
+    EXPECT_EQ( pbStoreLength( shown.get() ), 1 );
+    EXPECT_EQ( pb::text( pb::adopt( pbStoreValueCstr( entry.get(), "address", -1 ) ).get() ),
+        textOf( tcpAddress( 1 ).get() ) );
+    EXPECT_TRUE( pbStoreValueIntCstr( entry.get(), &left, "milliseconds", -1 ) && left > 0 && left <= 150 ) << left;
     EXPECT_TRUE( eventually( [&] { return !blacklisted( stack, 1 ); } ) );
     EXPECT_GE( pbTimestamp() - start, 150 );
+    EXPECT_EQ( pbStoreLength( pb::adopt( inStackTcpBlacklist( stack.get() ) ).get() ), 0 );
 
     // the options last given count, whether the process has adopted them or not
     inStackSetOptions( stack.get(), optionsOf( R"({"tcpOptions":{"blacklistEnabled":false}})" ).get() );

@@ -102,6 +102,11 @@ PB_STORE *inStackSelection( IN_STACK *stack )
     return in___NwUtilExplainSelection( options.get(), address.get() );
 }
 
+PB_STORE *inStackTcpBlacklist( IN_STACK *stack )
+{
+    return in___StackImpTcpBlacklistStore( impOf( stack ) );
+}
+
 CS_STATUS_REPORTER *inStackCsStatus( IN_STACK *stack )
 {
     return in___StackImpCsStatus( impOf( stack ) );

@@ -48,6 +48,13 @@ PB_API void inStackConfiguration( IN_STACK *stack, IN_OPTIONS **optionalOptions,
  */
 PB_API PB_STORE *inStackSelection( IN_STACK *stack );
 
+/**
+ * The remote TCP addresses that refused a connection of this stack's and are passed over for a time, a new array store, in
+ * the order of the addresses: for each a store with its "address" and the "milliseconds" until the entry ends. A channel
+ * enters the address that refused it when it is released. inTcpOptionsBlacklistTimeout says for how long.
+ */
+PB_API PB_STORE *inStackTcpBlacklist( IN_STACK *stack );
+
 /** The status reporter, a new reference: up or not, and the item "inStackAddress". It fires like the stack's updates. */
 PB_API CS_STATUS_REPORTER *inStackCsStatus( IN_STACK *stack );
 PB_API void inStackTraceCompleteAnchor( IN_STACK *stack, TR_ANCHOR *anchor );

@@ -335,3 +335,22 @@ PB_BOOL in___StackImpTcpIsBlacklisted( IN___STACK_IMP *imp, IN_TCP_ADDRESS *ta )
     pb::Lock lock( imp->monitor );
     return imp->tcpBlacklist.has( inTcpAddressObj( ta ) );
 }
+
+PB_STORE *in___StackImpTcpBlacklistStore( IN___STACK_IMP *imp )
+{
+    std::vector<std::pair<pb::Ref<PB_OBJ>, PB_INT>> entries;
+    {
+        pb::Lock lock( imp->monitor );
+        entries = imp->tcpBlacklist.entries();
+    }
+    PB_INT now = pbTimestamp();
+    pb::Ref<PB_STORE> array = pb::adopt( pbStoreCreateArray() );
+    for ( const auto &[address, expiry] : entries ) {
+        pb::Ref<PB_STORE> entry = pb::adopt( pbStoreCreate() );
+        pbStoreSetValueCstr( entry.handle(), "address", -1, pb::adopt( pbObjToString( address.get() ) ).get() );
+        // the process takes it out a moment after its end
+        pbStoreSetValueIntCstr( entry.handle(), "milliseconds", -1, std::max<PB_INT>( expiry - now, 0 ) );
+        pbStoreAppendStore( array.handle(), entry.get() );
+    }
+    return array.give();
+}

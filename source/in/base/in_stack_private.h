@@ -35,6 +35,7 @@ void in___StackImpUpdateAddSignalable( IN___STACK_IMP *imp, PB_SIGNALABLE *signa
 void in___StackImpUpdateDelSignalable( IN___STACK_IMP *imp, PB_SIGNALABLE *signalable );
 void in___StackImpTcpBlacklist( IN___STACK_IMP *imp, IN_TCP_ADDRESS *ta );
 PB_BOOL in___StackImpTcpIsBlacklisted( IN___STACK_IMP *imp, IN_TCP_ADDRESS *ta );
+PB_STORE *in___StackImpTcpBlacklistStore( IN___STACK_IMP *imp );
 
 void in___StackCsStartup();
 void in___StackCsShutdown();

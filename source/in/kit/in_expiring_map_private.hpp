@@ -36,6 +36,18 @@ public:
         }
         return expired;
     }
+    /** Every key, in key order, and when its entry ends. */
+    std::vector<std::pair<pb::Ref<PB_OBJ>, PB_INT>> entries() const
+    {
+        std::vector<std::pair<pb::Ref<PB_OBJ>, PB_INT>> all;
+        pb::Ref<PB_VECTOR> keys = pb::adopt( pbDictKeysVector( values.get() ) );
+        for ( PB_INT i = 0; i < pbVectorLength( keys.get() ); ++i ) {
+            pb::Ref<PB_OBJ> key = pb::adopt( pbVectorObjAt( keys.get(), i ) );
+            PB_INT expiry = pbPriorityMapPriority( expiries.get(), key.get() );
+            all.emplace_back( std::move( key ), expiry );
+        }
+        return all;
+    }
     /** When the next entry ends; nothing when there is none. */
     std::optional<PB_INT> nextExpiry() const
     {
