@@ -63,6 +63,7 @@ struct TcpChannel final : in::Slot, in::TcpPath {
     std::atomic<bool> isActive = false;
     std::atomic<bool> isWritable = false;
     std::atomic<bool> terminated = false;
+    std::atomic<int> reason = 0; // the errno for which it has failed
     bool receiveFull PB_GUARDED_BY( monitor ) = false;
     bool peerClosed PB_GUARDED_BY( monitor ) = false;
     bool sendFailed PB_GUARDED_BY( monitor ) = false;
@@ -97,6 +98,7 @@ struct TcpChannel final : in::Slot, in::TcpPath {
     pb::Ref<IN_TCP_ADDRESS> remoteAddress() override { return remote; }
     PB_INT flags() override { return channelFlags; }
     bool error() override { return isError; }
+    int errorReason() override { return reason; }
     bool end() override { return isEnd; }
     bool active() override { return isActive; }
     void errorAddSignalable( PB_SIGNALABLE *s ) override { pbSignalAddSignalable( errorOne().get(), s ); }
@@ -130,7 +132,7 @@ private:
     void connectedLocked( in::Wakes &wakes ) PB_REQUIRES( monitor );
     void shutdownLocked( in::Wakes &wakes ) PB_REQUIRES( monitor );
     void endLocked( in::Wakes &wakes ) PB_REQUIRES( monitor );
-    int connectError() const;
+    int socketError() const;
     Reading read();
     void takeInLocked( const Reading &reading, in::Wakes &wakes ) PB_REQUIRES( monitor );
     void queueLocked( PB_INT count ) PB_REQUIRES( monitor );
@@ -247,8 +249,8 @@ void TcpChannel::updateLocked( in::Wakes &wakes )
 
 // serving
 
-/** Why the attempt to connect has failed; 0 while it has not. Takes the error from the socket. */
-int TcpChannel::connectError() const
+/** Takes the error from the socket; 0 for none. While the attempt to connect goes on, why it has failed. */
+int TcpChannel::socketError() const
 {
     int error = 0;
     socklen_t length = sizeof error;
@@ -284,9 +286,10 @@ void TcpChannel::takeInLocked( const Reading &reading, in::Wakes &wakes )
 {
     if ( reading.count > 0 )
         queueLocked( reading.count );
-    else if ( reading.count < 0 && reading.error != EAGAIN && reading.error != EINTR )
+    else if ( reading.count < 0 && reading.error != EAGAIN && reading.error != EINTR ) {
+        reason = reading.error;
         failLocked( wakes );
-    else if ( reading.count == 0 ) {
+    } else if ( reading.count == 0 ) {
         peerClosed = true;
         if ( waiting == 0 )
             endLocked( wakes );
@@ -304,18 +307,24 @@ void TcpChannel::connectedLocked( in::Wakes &wakes )
 
 void TcpChannel::serve( PB_INT conds, in::Wakes &wakes )
 {
-    bool refused = !isActive && connectError() != 0;
+    int connecting = isActive ? 0 : socketError();
+    bool refused = connecting != 0;
     Reading reading;
     if ( !refused && ( conds & UNIX_FD_READABLE ) )
         reading = read();
     pb::Lock lock( monitor );
-    if ( refused )
+    if ( refused ) {
         isErrorConnect = true;
+        reason = connecting;
+    }
     if ( !refused && ( conds & UNIX_FD_WRITABLE ) )
         connectedLocked( wakes );
     takeInLocked( reading, wakes );
-    if ( refused || sendFailed || ( conds & UNIX_FD_ERROR ) )
+    if ( refused || sendFailed || ( conds & UNIX_FD_ERROR ) ) {
+        if ( reason == 0 )
+            reason = socketError();
         failLocked( wakes );
+    }
     updateLocked( wakes );
 }
 
@@ -341,10 +350,12 @@ PB_INT TcpChannel::send( const PB_BYTE *bytes, PB_INT byteCount, in::Wakes &wake
 void TcpChannel::notSent( int why, in::Wakes &wakes )
 {
     pb::Lock lock( monitor );
-    if ( why == EAGAIN || why == EINTR )
+    if ( why == EAGAIN || why == EINTR ) {
         isWritable = false;
-    else
+    } else {
         sendFailed = true;
+        reason = why;
+    }
     updateLocked( wakes );
 }
 

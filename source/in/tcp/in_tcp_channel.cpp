@@ -8,6 +8,7 @@
 #include <in/channel/in_channel_private.hpp>
 #include <in/imp/in_imp_tcp_private.h>
 #include <in/tcp/in_tcp_channel_private.h>
+#include <unix/unix.h>
 
 struct IN_TCP_CHANNEL : in::ChannelParts {
     IN_TCP_CHANNEL() : ChannelParts( "IN_TCP_CHANNEL" ) {}
@@ -102,6 +103,9 @@ void traceEnd( IN_TCP_CHANNEL *chan )
     trStreamTextFormatCstr( chan->stream.get(),
         "[in___TcpChannelFreeFunc()] end: %b, error: %b, mapped: %b, active: %b", -1, chan->path->end(),
         chan->path->error(), chan->path->mapped(), chan->path->active() );
+    if ( int reason = chan->path->errorReason() )
+        trStreamTextFormatCstr(
+            chan->stream.get(), "[in___TcpChannelFreeFunc()] %~s", -1, unixErrorToString( reason ) );
     if ( IN___IMP_TCP_CHANNEL_OK( chan->intImpTcpChannel ) && in___ImpTcpChannelErrorConnect( chan->intImpTcpChannel ) )
         in___StackTcpBlacklist( chan->stack.get(), chan->path->remoteAddress().get() );
 }

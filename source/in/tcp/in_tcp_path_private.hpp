@@ -24,6 +24,8 @@ public:
     virtual bool active() = 0;
     virtual void activeAddSignalable( PB_SIGNALABLE *signalable ) = 0;
     virtual void activeDelSignalable( PB_SIGNALABLE *signalable ) = 0;
+    /** The errno for which it has failed; 0 when there is none. */
+    virtual int errorReason() { return 0; }
 
     /** Takes the first ones of 1 or more bytes: how many, 0 when none can be taken now. Wakes are the caller's to fire. */
     virtual PB_INT send( const PB_BYTE *bytes, PB_INT byteCount, Wakes &wakes ) = 0;
