@@ -1,5 +1,5 @@
 /* Listening and echoing. */
-#include <algorithm>
+#include <tool/tool_excerpt.hpp>
 #include <tool/tool_listening.hpp>
 
 namespace {
@@ -10,22 +10,6 @@ using tool::take;
 std::string remoteOf( IN_UDP_PACKET *pkt )
 {
     return take( inUdpAddressToString( pb::adopt( inUdpPacketRemoteAddress( pkt ) ).get() ) );
-}
-
-/** The beginning of a payload: as text when it is plain text, else as hexadecimal digits. */
-std::pair<const char *, std::string> excerpt( PB_BUFFER *payload )
-{
-    constexpr std::size_t shown = 64;
-    const PB_BYTE *bytes = pbBufferBacking( payload );
-    std::string text( bytes, bytes + std::min( static_cast<std::size_t>( pbBufferLength( payload ) ), shown ) );
-    while ( !text.empty() && ( text.back() == '\n' || text.back() == '\r' ) )
-        text.pop_back();
-    if ( std::ranges::all_of( text, []( char ch ) { return ch >= ' ' && ch <= '~'; } ) )
-        return { "text", text };
-    std::string digits;
-    for ( char ch : text )
-        digits += fmt::format( "{:02x}", static_cast<uint8_t>( ch ) );
-    return { "hex", digits };
 }
 
 } // namespace
@@ -57,9 +41,8 @@ void tool::Listening::print( std::size_t lane, IN_UDP_PACKET *pkt, const std::op
         object["number"] = stamp->number;
         text += fmt::format( "  #{}", stamp->number );
     } else {
-        auto [key, payload] = excerpt( pb::adopt( inUdpPacketPayload( pkt ) ).get() );
-        object[key] = payload;
-        text += "  " + ( key == std::string_view( "text" ) ? '"' + payload + '"' : payload );
+        pb::Ref<PB_BUFFER> payload = pb::adopt( inUdpPacketPayload( pkt ) );
+        text += "  " + addExcerpt( object, { pbBufferBacking( payload.get() ), std::size_t( length ) } );
     }
     output.line( object, text );
 }
@@ -77,7 +60,7 @@ void tool::Listening::arrived( std::size_t lane, IN_UDP_PACKET *pkt )
         print( lane, pkt, stamp );
 }
 
-std::string tool::Listening::progress() const
+std::string tool::Listening::progress()
 {
     uint64_t missing = 0;
     for ( const auto &[number, stream] : streams )
@@ -110,7 +93,7 @@ void tool::listen( const Output &output, const Lanes &lanes, const RunOptions &o
                            : options.quiet ? Listening::Does::count
                                            : Listening::Does::print;
     Listening listening( output, lanes, does, options.count );
-    Session session( lanes, listening, options );
+    Session session( listening, options );
     Json local = Json::array();
     std::string text;
     for ( const Lane &lane : lanes ) {

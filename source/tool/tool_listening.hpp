@@ -4,21 +4,21 @@
 
 #include <map>
 #include <tool/tool_datagram.hpp>
-#include <tool/tool_session.hpp>
+#include <tool/tool_lanes.hpp>
 #include <tool/tool_statistics.hpp>
 
 namespace tool {
 
-class Listening : public Activity {
+class Listening : public LaneActivity {
 public:
     enum class Does { print, count, echo };
 
     Listening( const Output &printsTo, const Lanes &openLanes, Does itsJob, uint64_t countWanted )
-        : output( printsTo ), lanes( openLanes ), does( itsJob ), wanted( countWanted )
+        : LaneActivity( openLanes ), output( printsTo ), does( itsJob ), wanted( countWanted )
     {}
     void arrived( std::size_t lane, IN_UDP_PACKET *pkt ) override;
     bool complete() const override { return wanted > 0 && meter.count >= wanted; }
-    std::string progress() const override;
+    std::string progress() override;
     Report report( double seconds ) const;
 
 private:
@@ -33,7 +33,6 @@ private:
     void print( std::size_t lane, IN_UDP_PACKET *pkt, const std::optional<Stamp> &stamp ) const;
 
     const Output &output;
-    const Lanes &lanes;
     Does does;
     uint64_t wanted;
     Meter meter;

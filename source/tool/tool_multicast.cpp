@@ -49,17 +49,17 @@ void tool::addMulticastCommands( CLI::App &app, Output &output )
     addNumber( *listener, "PORT", group->port, "", "The port", 1, 65535 )->required();
     addText(
         *listener, "--interface", group->interface, "NAME", "Join on this interface (default: the system chooses)" );
-    group->run.addOptions( *listener );
+    group->run.addOptions( *listener, "datagrams" );
     group->run.addQuiet( *listener );
     listener->callback( [=, &output] { listen( output, join( *group ), group->run, false ); } );
 
     auto options = std::make_shared<SendOptions>();
     auto channels = std::make_shared<ChannelChoice>();
     CLI::App *sender = multicast->add_subcommand( "send", "Send numbered, time-stamped datagrams to a group" );
-    options->addOptions( *sender, "GROUP", false );
+    options->addOptions( *sender, "GROUP", "datagram", 65507, false );
     channels->addOptions( *sender );
     sender->callback( [=, &output] {
-        checkGroup( options->target().get() );
-        send( output, channels->open( IN_UDP_FLAG_NO_RECEIVE, options->target().get() ), *options );
+        checkGroup( options->target.parsed().get() );
+        send( output, channels->open( IN_UDP_FLAG_NO_RECEIVE, options->target.parsed().get() ), *options );
     } );
 }

@@ -1,4 +1,5 @@
 /* Sending and pinging. */
+#include <tool/tool_percentiles.hpp>
 #include <tool/tool_sending.hpp>
 
 namespace {
@@ -6,40 +7,14 @@ namespace {
 using tool::Json;
 using tool::take;
 
-int64_t nanoseconds( tool::Time time )
-{
-    return std::chrono::nanoseconds( time.time_since_epoch() ).count();
-}
-
 } // namespace
 
-void tool::SendOptions::addOptions( CLI::App &command, const char *addressName, bool pings )
+tool::Sending::Sending( const Lanes &openLanes, const SendOptions &itsOptions )
+    : LaneActivity( openLanes ), options( itsOptions ), bytes( static_cast<std::size_t>( itsOptions.size ) )
 {
-    addText( command, addressName, address, "", "Send to this address" )->required();
-    addNumber( command, "PORT", port, "", "Send to this port", 1, 65535 )->required();
-    addNumber( command, "--rate", rate, "PER_SECOND", "Datagrams per second, up to 1000000", 0.001, 1e6 )
-        ->capture_default_str();
-    addNumber( command, "--size", size, "BYTES", "Size of each datagram, 24 to 65507 bytes", Stamp::SIZE, 65507 )
-        ->capture_default_str();
-    run.addOptions( command );
-    if ( !pings )
-        return;
-    addNumber( command, "--wait", patience, "SECONDS", "Wait this long for the last echoes", 0, 3600 )
-        ->capture_default_str();
-    run.addQuiet( command );
-}
-
-pb::Ref<IN_ADDRESS> tool::SendOptions::target() const
-{
-    return parse( address, inAddressTryCreateFromString, "an IP address; write one like 192.0.2.1 or 2001:db8::1" );
-}
-
-tool::Sending::Sending( const Lanes &lanes, const SendOptions &itsOptions )
-    : options( itsOptions ), bytes( static_cast<std::size_t>( itsOptions.size ) )
-{
-    pb::Ref<IN_ADDRESS> address = options.target();
+    pb::Ref<IN_ADDRESS> address = options.target.parsed();
     for ( const Lane &lane : lanes ) {
-        PB_INT port = options.port + static_cast<PB_INT>( streams.size() );
+        PB_INT port = options.target.port + static_cast<PB_INT>( streams.size() );
         auto number = static_cast<uint32_t>( pbRandomNonNegativeIntRange( 0, UINT32_MAX ) );
         streams.push_back( { lane, pb::adopt( inUdpAddressCreate( address.get(), port ) ), number } );
     }
@@ -56,7 +31,7 @@ void tool::Sending::sendNext()
     Stream &stream = nextStream();
     IN_UDP_CHANNEL *channel = stream.lane.channel.get();
     Time now = Clock::now();
-    Stamp{ stream.number, stream.sent, nanoseconds( now ) }.write( bytes );
+    Stamp{ stream.number, stream.sent, nanosecondsOf( now ) }.write( bytes );
     PB_INT errorsBefore = inUdpChannelSendErrorCount( channel );
     inUdpChannelSendBytes( channel, stream.target.get(), bytes.data(), options.size );
     if ( inUdpChannelSendErrorCount( channel ) > errorsBefore ) {
@@ -86,8 +61,8 @@ void tool::Sending::checkAllSent() const
         fail( "{} datagram{} not sent; QUELVARIS_TRACE=stderr tells why", notSent, notSent == 1 ? " was" : "s were" );
 }
 
-tool::Pinging::Pinging( const Lanes &lanes, const SendOptions &itsOptions, const Output &printsTo )
-    : Sending( lanes, itsOptions ), output( printsTo )
+tool::Pinging::Pinging( const Lanes &openLanes, const SendOptions &itsOptions, const Output &printsTo )
+    : Sending( openLanes, itsOptions ), output( printsTo )
 {
     for ( const Stream &stream : streams )
         inUdpMatchSet( targets.handle(), stream.target.get() );
@@ -124,7 +99,7 @@ void tool::Pinging::arrived( std::size_t lane, IN_UDP_PACKET *pkt )
         print( *stamp, pkt, double( roundTrip ) / 1e6 );
 }
 
-std::string tool::Pinging::progress() const
+std::string tool::Pinging::progress()
 {
     return fmt::format( "sent {}, {} back, {} not yet, p50 {:.3f} ms, p99 {:.3f} ms", sent.text(), received.count,
         lost(), roundTrips.percentile( 0.5 ), roundTrips.percentile( 0.99 ) );
@@ -140,20 +115,11 @@ uint64_t tool::Pinging::sum( uint64_t ( Sequence::*count )() const ) const
 
 tool::Json tool::Pinging::lanesJson() const
 {
-    Json lanes = Json::array();
+    Json all = Json::array();
     for ( const Stream &stream : streams )
-        lanes.push_back( { { "lane", stream.lane.name }, { "sent", stream.sent },
+        all.push_back( { { "lane", stream.lane.name }, { "sent", stream.sent },
             { "lost", stream.sent - stream.echoes.received() } } );
-    return lanes;
-}
-
-tool::Json tool::Pinging::roundTripJson() const
-{
-    if ( received.count == 0 )
-        return nullptr;
-    return { { "min", roundTrips.lowest() }, { "avg", roundTrips.average() }, { "p50", roundTrips.percentile( 0.5 ) },
-        { "p90", roundTrips.percentile( 0.9 ) }, { "p99", roundTrips.percentile( 0.99 ) },
-        { "max", roundTrips.highest() } };
+    return all;
 }
 
 tool::Report tool::Pinging::report( double seconds ) const
@@ -163,7 +129,7 @@ tool::Report tool::Pinging::report( double seconds ) const
     uint64_t outOfOrder = sum( &Sequence::outOfOrder );
     report.json.update( { { "received", received.count }, { "receivedPerSecond", received.perSecond() },
         { "lost", lost() }, { "lostPercent", lostPercent() }, { "duplicates", duplicates },
-        { "outOfOrder", outOfOrder }, { "others", others }, { "roundTripMilliseconds", roundTripJson() } } );
+        { "outOfOrder", outOfOrder }, { "others", others }, { "roundTripMilliseconds", percentiles( roundTrips ) } } );
     if ( streams.size() > 1 )
         report.json["lanes"] = lanesJson();
 
@@ -172,17 +138,14 @@ tool::Report tool::Pinging::report( double seconds ) const
             { "duplicates", std::to_string( duplicates ) }, { "out of order", std::to_string( outOfOrder ) } } );
     if ( others > 0 )
         report.text["no echoes"] = std::to_string( others );
-    std::string times;
-    for ( const auto &[name, value] : report.json["roundTripMilliseconds"].items() )
-        times += fmt::format( "{}{} {:.3f}", times.empty() ? "" : ", ", name, value.get<double>() );
-    report.text["round trip"] = received.count ? times + " ms" : "none";
+    report.text["round trip"] = percentilesText( roundTrips );
     return report;
 }
 
 void tool::send( const Output &output, const Lanes &lanes, const SendOptions &options )
 {
     Sending sending( lanes, options );
-    Session session( lanes, sending, options.run );
+    Session session( sending, options.run );
     session.run( options.rate, false );
     output.report( sending.report( session.seconds() ) );
     sending.checkAllSent();
@@ -191,7 +154,7 @@ void tool::send( const Output &output, const Lanes &lanes, const SendOptions &op
 void tool::ping( const Output &output, const Lanes &lanes, const SendOptions &options )
 {
     Pinging pinging( lanes, options, output );
-    Session session( lanes, pinging, options.run );
+    Session session( pinging, options.run );
     session.run( options.rate, pinging.printsEchoes() );
     output.report( pinging.report( session.seconds() ) );
     pinging.checkAllSent();

@@ -3,34 +3,21 @@
 #define TOOL_SENDING_HPP
 
 #include <tool/tool_datagram.hpp>
-#include <tool/tool_session.hpp>
+#include <tool/tool_lanes.hpp>
+#include <tool/tool_send_options.hpp>
 #include <tool/tool_statistics.hpp>
 
 namespace tool {
 
-/** What is sent, where to and how. */
-struct SendOptions {
-    std::string address;
-    int port = 0;
-    double rate = 1;     // datagrams a second
-    int64_t size = 160;  // bytes each
-    double patience = 1; // seconds to wait for the last echoes
-    RunOptions run;
-
-    /** `pings` adds what only matters when echoes are awaited; `addressName` is what the help calls the address. */
-    void addOptions( CLI::App &command, const char *addressName, bool pings );
-    pb::Ref<IN_ADDRESS> target() const;
-};
-
-class Sending : public Activity {
+class Sending : public LaneActivity {
 public:
     /** Sends to the address and port; with two lanes, to the port and the next one. */
-    Sending( const Lanes &lanes, const SendOptions &itsOptions );
+    Sending( const Lanes &openLanes, const SendOptions &itsOptions );
 
     void sendNext() override;
     void arrived( std::size_t, IN_UDP_PACKET * ) override {}
     bool complete() const override { return options.run.count > 0 && tried() >= options.run.count; }
-    std::string progress() const override { return "sent " + sent.text(); }
+    std::string progress() override { return "sent " + sent.text(); }
     virtual Report report( double seconds ) const;
     /** Ends the command as failed when the system refused a datagram. */
     void checkAllSent() const;
@@ -62,7 +49,7 @@ public:
     void arrived( std::size_t lane, IN_UDP_PACKET *pkt ) override;
     double patience() const override { return options.patience; }
     bool allThere() const override { return received.count == sent.count; }
-    std::string progress() const override;
+    std::string progress() override;
     Report report( double seconds ) const override;
     uint64_t lost() const { return sent.count - received.count; }
     /** At a low rate every echo is printed. */
@@ -75,7 +62,6 @@ private:
     /** How many echoes came twice, or late, on all lanes. */
     uint64_t sum( uint64_t ( Sequence::*count )() const ) const;
     Json lanesJson() const;
-    Json roundTripJson() const;
 
     const Output &output;
     pb::Ref<IN_UDP_MATCH> targets = pb::adopt( inUdpMatchCreate() );

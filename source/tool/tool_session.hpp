@@ -1,11 +1,11 @@
 /*
- * The loop that listening, echoing, sending and pinging have in common, over UDP channels and multicast receivers: takes
- * what arrives, sends what is due, tells the progress, ends by count, by time or by a signal. One thread.
+ * The loop that listening, echoing, sending and pinging have in common: takes what has arrived, sends what is due, tells the
+ * progress, ends by count, by time or by a signal. One thread.
  */
 #ifndef TOOL_SESSION_HPP
 #define TOOL_SESSION_HPP
 
-#include <in/in.h>
+#include <functional>
 #include <optional>
 #include <tool/tool.hpp>
 #include <tool/tool_pace.hpp>
@@ -13,46 +13,39 @@
 
 namespace tool {
 
-/** One socket: a channel, or a multicast receiver. */
-struct Lane {
-    std::string name; // "rtp", "rtcp", or empty when there is only one
-    pb::Ref<IN_UDP_CHANNEL> channel;
-    pb::Ref<IN_UDP_MULTICAST_RECEIVER> receiver;
-
-    std::string localAddress() const;
-    void wakes( const Wake &wake ) const;
-    bool failed() const;
-    pb::Ref<IN_UDP_PACKET> receive() const;
-};
-using Lanes = std::vector<Lane>;
-
 /** How long a command goes on, and what it says meanwhile. */
 struct RunOptions {
-    uint64_t count = 0;  // of datagrams; 0: any number
+    uint64_t count = 0;  // of what the command counts; 0: any number
     double duration = 0; // in seconds; 0: until interrupted
     bool quiet = false;
     bool progress = false;
 
-    void addOptions( CLI::App &command );
+    /** `counted` is what --count counts; with null there is no such option. */
+    void addOptions( CLI::App &command, const char *counted );
     /** For commands that print a line for what arrives. */
     void addQuiet( CLI::App &command );
 };
 
-/** What a command does with its lanes. */
+/** What a command does. */
 class Activity {
 public:
     virtual ~Activity() = default;
 
-    virtual void arrived( std::size_t lane, IN_UDP_PACKET *pkt ) = 0;
-    /** Sends one datagram more. */
+    /** Everything that the command follows is to fire this, from now on. */
+    virtual void follow( const Wake &wake ) = 0;
+    /** Takes what has arrived, and does what can be done, a limited part of it: whether there may be more. */
+    virtual bool proceed() = 0;
+    /** Sends one piece more. */
     virtual void sendNext() {}
-    /** Whether there have been as many as there should be. */
+    /** Whether there has been as much as there should be. */
     virtual bool complete() const = 0;
-    /** For how many seconds to go on taking what arrives when no more is sent, unless everything is there already. */
+    /** No more is to be sent. */
+    virtual void finish() {}
+    /** For how many seconds to go on with what arrives when no more is sent, unless everything is there already. */
     virtual double patience() const { return 0; }
     virtual bool allThere() const { return true; }
     /** What has happened so far, in a line. */
-    virtual std::string progress() const = 0;
+    virtual std::string progress() = 0;
 };
 
 /** Once a second a line on standard error, on a terminal always the same one. */
@@ -60,12 +53,14 @@ class Progress {
 public:
     /** Printed when asked for; otherwise on a terminal that no other output goes to. */
     Progress( bool wanted, bool linesArePrinted );
+    /** Printed only when asked for. */
+    explicit Progress( bool wanted );
     ~Progress();
     Progress( const Progress & ) = delete;
     Progress &operator=( const Progress & ) = delete;
 
     Time nextTime() const { return next; }
-    void show( Time now, const Activity &activity );
+    void show( Time now, const std::function<std::string()> &text );
 
 private:
     bool overwrites;
@@ -76,17 +71,15 @@ private:
 
 class Session {
 public:
-    Session( const Lanes &openLanes, Activity &itsActivity, const RunOptions &itsOptions );
-    /** Runs to the end. With a rate, datagrams a second are sent. Progress is not shown between printed lines. */
+    Session( Activity &itsActivity, const RunOptions &itsOptions );
+    /** Runs to the end. With a rate, so many pieces a second are sent. Progress is not shown between printed lines. */
     void run( double rate, bool linesArePrinted );
     double seconds() const { return secondsBetween( start, Clock::now() ); }
 
 private:
-    bool takeArrived();
     void sendDue();
     bool over( Time now );
 
-    const Lanes &lanes;
     Activity &activity;
     const RunOptions &options;
     Wake wake;

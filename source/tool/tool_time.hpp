@@ -22,6 +22,12 @@ inline Time later( Time from, double seconds )
     return step < Time::max() - from ? from + std::chrono::duration_cast<Clock::duration>( step ) : Time::max();
 }
 
+/** The time as it goes into a time stamp. */
+inline int64_t nanosecondsOf( Time time )
+{
+    return std::chrono::nanoseconds( time.time_since_epoch() ).count();
+}
+
 /** Nanoseconds since a time stamp that came in a datagram; it may be anything, so what does not fit wraps around. */
 inline int64_t nanosecondsSince( int64_t stamped, Time now )
 {

@@ -20,7 +20,7 @@ void addReceiving( CLI::App &udp, const tool::Output &output, bool echoes )
                : udp.add_subcommand( "listen", "Print what arrives, and what is missing from numbered streams" );
     given->channels.addOptions( *command );
     given->channels.addPeerOptions( *command );
-    given->run.addOptions( *command );
+    given->run.addOptions( *command, "datagrams" );
     if ( !echoes )
         given->run.addQuiet( *command );
     command->callback( [=, &output] { tool::listen( output, given->channels.open(), given->run, echoes ); } );
@@ -29,10 +29,10 @@ void addReceiving( CLI::App &udp, const tool::Output &output, bool echoes )
 /** Opens what a command sends on: channels for RTP and RTCP go to a pair of ports too. */
 tool::Lanes openFor( const Given &given, PB_INT flags )
 {
-    if ( given.channels.isPair() && given.send.port % 2 )
+    if ( given.channels.isPair() && given.send.target.port % 2 )
         tool::refuse(
-            "port {} is odd; with --rtp give the even one of RTP, the next one is for RTCP", given.send.port );
-    return given.channels.open( flags, given.send.target().get() );
+            "port {} is odd; with --rtp give the even one of RTP, the next one is for RTCP", given.send.target.port );
+    return given.channels.open( flags, given.send.target.parsed().get() );
 }
 
 void addSending( CLI::App &udp, const tool::Output &output, bool pings )
@@ -41,7 +41,7 @@ void addSending( CLI::App &udp, const tool::Output &output, bool pings )
     CLI::App *command = pings ? udp.add_subcommand( "ping",
                                     "Send numbered datagrams to an echo; show loss, order and round-trip times" )
                               : udp.add_subcommand( "send", "Send numbered, time-stamped datagrams" );
-    given->send.addOptions( *command, "ADDRESS", pings );
+    given->send.addOptions( *command, "ADDRESS", "datagram", 65507, pings );
     given->channels.addOptions( *command );
     given->channels.addPeerOptions( *command );
     command->callback( [=, &output] {
