@@ -1,6 +1,6 @@
 /*
  * quelvaris-in, the diagnostic program. It uses the library as any module does: loaded by the runtime, public functions
- * only. Exit codes: 0, 1 when the command found something wrong, 2 when the command line is.
+ * only. Exit codes: 0, 1 when the command found something wrong, 2 when the command line is; a command may have further ones.
  */
 #include <fcntl.h>
 #include <in/in.h>
@@ -111,7 +111,9 @@ void addCommands( CLI::App &app, tool::Output &output )
     tool::addInterfacesCommand( app, output );
     tool::addStackCommand( app, output );
     tool::addUdpCommands( app, output );
+    tool::addTcpCommands( app, output );
     tool::addMulticastCommands( app, output );
+    tool::addPortCommand( app, output );
     tool::addValueCommands( app, output );
     tool::addHostCommands( app, output );
     tool::addConfigCommands( app, output );
@@ -142,7 +144,7 @@ int run( int argc, char **argv )
     try {
         app.parse( argc, argv );
         tool::flush();
-        return 0;
+        return output.exitCode;
     } catch ( const CLI::ParseError &error ) {
         if ( error.get_exit_code() == 0 )
             return answer( app, error );

@@ -56,6 +56,7 @@ std::string printable( std::string_view text );
 class Output {
 public:
     bool json = false;
+    int exitCode = 0; // of a command that did what it should
 
     /** Prints the results: in JSON as they are; as text an array item by item, an object as lines of key and value. */
     void print( const Json &results ) const;
@@ -171,7 +172,9 @@ void addConfigCommands( CLI::App &app, Output &output );
 void addInterfacesCommand( CLI::App &app, Output &output );
 void addStackCommand( CLI::App &app, Output &output );
 void addUdpCommands( CLI::App &app, Output &output );
+void addTcpCommands( CLI::App &app, Output &output );
 void addMulticastCommands( CLI::App &app, Output &output );
+void addPortCommand( CLI::App &app, Output &output );
 
 } // namespace tool
 

@@ -51,6 +51,7 @@ Json describe( const NamedStack &named )
     item["address"] = chosen.address ? Json( addressOf( chosen ) ) : Json();
     item["primaryInterface"] = chosen.primary ? Json( primaryOf( chosen ) ) : Json();
     item["interfaces"] = identifiers( chosen );
+    item["tcpBlacklist"] = tool::toJson( pb::adopt( inStackTcpBlacklist( named.stack.get() ) ).get() );
     item["options"] = tool::toJson( pb::adopt( inOptionsStore( chosen.options.get(), false ) ).get() );
     if ( !named.ignored.empty() )
         item["ignored"] = named.ignored;
@@ -69,6 +70,16 @@ std::string verdict( const Json &candidate )
         candidate.contains( "chosen" ) ? ": chosen" : "" );
 }
 
+/** The remote addresses that are passed over, each with how long it still is. */
+Json blacklistText( const Json &entries )
+{
+    Json texts = Json::array();
+    for ( const Json &entry : entries )
+        texts.push_back( fmt::format(
+            "{} (for {:.0f} s)", entry["address"].get<std::string>(), entry["milliseconds"].get<double>() / 1000 ) );
+    return texts;
+}
+
 /** For people: the description without the candidates, and those as a table. */
 void printText( const tool::Output &output, Json item )
 {
@@ -77,6 +88,7 @@ void printText( const tool::Output &output, Json item )
         rows.push_back( { candidate["address"], fmt::format( "{}", fmt::join( candidate["interfaces"], ", " ) ),
             verdict( candidate ) } );
     item.erase( "candidates" );
+    item["tcpBlacklist"] = blacklistText( item["tcpBlacklist"] );
     for ( const char *key : { "address", "primaryInterface" } )
         if ( item[key].is_null() )
             item[key] = "none";

@@ -39,6 +39,8 @@ public:
     Interrupt( const Interrupt & ) = delete;
     Interrupt &operator=( const Interrupt & ) = delete;
 
+    /** Has it fired too when one comes. */
+    void addSignalable( PB_SIGNALABLE *signalable ) { pbSignalAddSignalable( signal.get(), signalable ); }
     bool came() const { return pbSignalAsserted( signal.get() ); }
 
 private:

@@ -95,6 +95,13 @@ TEST( CommandLine, IsAnsweredInOneLine )
         { "udp listen --interface \"it's\"", 1,
             "no address; this tells why: quelvaris-in stack --interface 'it'\\''s'" },
         { "udp listen --config " HOST_JSON, 2, "choose one with --stack: host, loopback" },
+        { "tcp", 2, "a command is missing; there are connect, listen, send, ping" },
+        { "tcp listen --echo --discard", 2, "--echo excludes --discard" },
+        { "tcp listen --loopback --answer /nonexistent", 1, "/nonexistent cannot be read" },
+        { "tcp connect 127.0.0.1 1 --loopback", 1, "127.0.0.1:1: Connection refused (ECONNREFUSED)" },
+        { "tcp ping 127.0.0.1 1 --loopback --connect --count 2 --rate 99 --json > /dev/null", 1,
+            "2 of 2 connections could not be made: Connection refused (ECONNREFUSED)" },
+        { "port 127.0.0.1 65536", 2, "PORT: '65536' is not a number from 0 to 65535" },
         { "stack --name host", 2, "--name requires --config" },
         { "stack --config /nonexistent.json", 1, "/nonexistent.json" },
         { "stack --config " HOST_JSON " --name voice", 1, "has no stack 'voice'; it has host, loopback" },
@@ -126,8 +133,9 @@ TEST( Output, ThatCannotBeWrittenFails )
     const std::pair<const char *, const char *> cases[] = {
         { " > /dev/full", "No space left on device" }, { " >&-", "Bad file descriptor" } };
     for ( const char *arguments : { "--help", "--version", "modules", "--json modules", "address ::1",
-              "interfaces --watch", "--json stack --watch", "config normalise " HOST_JSON, "udp listen --loopback",
-              "udp ping 127.0.0.1 9 --loopback --count 1", "udp send 127.0.0.1 9 --loopback --count 1" } )
+              "interfaces --watch", "--json stack --watch", "port ::1 1", "tcp listen --loopback",
+              "config normalise " HOST_JSON, "udp listen --loopback", "udp ping 127.0.0.1 9 --loopback --count 1",
+              "udp send 127.0.0.1 9 --loopback --count 1" } )
         for ( auto [redirection, error] : cases ) {
             Program program( std::string( TOOL " " ) + arguments + redirection );
             EXPECT_EQ( program.exitCode(), 1 ) << arguments << redirection;
@@ -279,6 +287,7 @@ TEST_F( Tool, StackTellsWhatItChoseAndWhy )
     EXPECT_EQ( stack["up"], true );
     EXPECT_EQ( stack["address"], "10.9.0.1" );
     EXPECT_EQ( stack["primaryInterface"], "v0" );
+    EXPECT_EQ( stack["tcpBlacklist"], Json::array() );
     std::map<std::string, std::string> candidates;
     for ( const Json &candidate : stack["candidates"] )
         candidates[candidate["address"]] =
@@ -443,6 +452,8 @@ TEST_F( Tool, SignalsEndWhatIsRunning )
         { "stack --watch", "CANDIDATE", "score" },
         { "udp listen --loopback", "listening", "received  0" },
         { "udp echo --loopback --rtp", "listening", "received  0" },
+        { "tcp listen --loopback --rtp", "listening", "0 still open" },
+        { "port 127.0.0.1 1 --watch", "not in use", "" },
         { "udp ping 127.0.0.1 7003 --loopback --wait 5", "#0", "round trip" },
         { "multicast listen 239.1.2.3 7000 --interface v0", "listening", "received  0" },
     };
