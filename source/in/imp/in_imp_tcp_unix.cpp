@@ -185,6 +185,7 @@ bool TcpChannel::tryAccepted(
 {
     fd = std::move( connection );
     local = probableLocal;
+    isActive = isWritable = true; // nothing has been sent yet, so there is room
     return in::applySteps( fd.get(), steps, *plan, failure ) && in::readLocalAddress( fd.get(), local, failure ) &&
            in::readRemoteAddress( fd.get(), remote, failure );
 }
@@ -193,6 +194,8 @@ void TcpChannel::begin( in::Wakes &wakes )
 {
     plan = nullptr;
     pb::Lock lock( monitor );
+    if ( isActive ) // accepted
+        activateLocked( wakes );
     updateLocked( wakes );
 }
 
