@@ -1,7 +1,7 @@
 /*
  * TCP channels and listeners beside the bare system calls and what users would take instead, on loopback.
  *
- *   bench_tcp [rounds [receiving|sending|accepting|connecting|roundtrip]]
+ *   bench_tcp [rounds [receiving|sending|accepting|connecting|roundtrip|messages|many|memory|ports]]
  */
 #include "processes.hpp"
 
@@ -45,13 +45,25 @@ int bareConnect( int port )
     return fd;
 }
 
-/** Listens, tells the port and takes the one connection. */
-int bareServe( Shared &shared )
+/** Listens, tells the port and takes so many connections. */
+std::vector<int> bareServe( Shared &shared, int count )
 {
     int port;
     int listener = bareListener( port );
     shared.port = port;
-    return bareAccept( listener );
+    std::vector<int> fds;
+    while ( int( fds.size() ) < count )
+        fds.push_back( bareAccept( listener ) );
+    close( listener );
+    return fds;
+}
+
+std::vector<int> bareConnections( int port, int count )
+{
+    std::vector<int> fds;
+    while ( int( fds.size() ) < count )
+        fds.push_back( bareConnect( port ) );
+    return fds;
 }
 
 // ---- in: channels and listeners on loopback
@@ -101,12 +113,15 @@ struct Channels : Library {
             usleep( 100 );
         }
     }
-    /** Listens, tells the port and takes the one connection. */
-    pb::Ref<IN_TCP_CHANNEL> serve( Shared &shared )
+    /** Listens, tells the port and takes so many connections. */
+    std::vector<pb::Ref<IN_TCP_CHANNEL>> serve( Shared &shared, int count )
     {
         auto lsn = listener();
         shared.port = portOf( lsn.get() );
-        return accepted( lsn.get() );
+        std::vector<pb::Ref<IN_TCP_CHANNEL>> channels;
+        while ( int( channels.size() ) < count )
+            channels.push_back( accepted( lsn.get() ) );
+        return channels;
     }
 };
 
@@ -215,7 +230,7 @@ private:
 
 void receiveBare( Shared &shared )
 {
-    int fd = bareServe( shared );
+    int fd = bareServe( shared, 1 ).front();
     std::vector<char> block( BLOCK );
     Bulk bulk( shared );
     ssize_t count;
@@ -241,7 +256,7 @@ template <class Way>
 void receiveBulkIn( Shared &shared )
 {
     Channels library;
-    auto chan = library.serve( shared );
+    auto chan = library.serve( shared, 1 ).front();
     Bulk bulk( shared );
     receiveIn<Way>( chan.get(), [&]( PB_BUFFER *, PB_INT count ) { return bulk.add( count ); } );
 }
@@ -521,7 +536,7 @@ double connectionRate( const Ends &ends )
 
 void answerBare( Shared &shared )
 {
-    int fd = bareServe( shared );
+    int fd = bareServe( shared, 1 ).front();
     std::array<char, MESSAGE> bytes;
     ProcessorTime time( shared.cpu );
     for ( int i = 0; i < TRIPS; ++i ) {
@@ -545,7 +560,7 @@ template <class Way>
 void answerIn( Shared &shared )
 {
     Channels library;
-    auto chan = library.serve( shared );
+    auto chan = library.serve( shared, 1 ).front();
     int left = TRIPS;
     ProcessorTime time( shared.cpu );
     receiveIn<Way>( chan.get(), [&]( PB_BUFFER *block, PB_INT count ) {
@@ -584,6 +599,239 @@ double roundTripTime( const Ends &ends )
     return double( shared.cpu ) / TRIPS;
 }
 
+// ---- messages: many connections that each get and send back 50 messages a second; who sends back opens the port
+
+constexpr int TALKS = 1'000;
+constexpr int64_t INTERVAL = 1'000'000'000 / ( TALKS * 50 ); // ns between two messages
+
+/** Sends on one connection after the other, and takes the answer of the last time. */
+void talk( Shared &shared )
+{
+    const std::vector<int> fds = bareConnections( shared.port, TALKS );
+    std::array<char, MESSAGE> bytes{};
+    std::size_t next = 0;
+    while ( !shared.ready )
+        usleep( 1000 );
+    paced( shared, INTERVAL, INTERVAL, [&] {
+        int fd = fds[next++ % fds.size()];
+        (void)recv( fd, bytes.data(), bytes.size(), MSG_DONTWAIT );
+        (void)send( fd, bytes.data(), bytes.size(), MSG_NOSIGNAL );
+    } );
+}
+
+void echoBare( Shared &shared )
+{
+    EpollLoop loop;
+    for ( int fd : bareServe( shared, TALKS ) )
+        loop.add( fd, fd );
+    Meter meter( shared );
+    std::vector<char> block( BLOCK );
+    shared.ready = true;
+    loop.run( [&]( int fd ) {
+        ssize_t count = recv( fd, block.data(), block.size(), MSG_DONTWAIT );
+        if ( count > 0 )
+            (void)send( fd, block.data(), static_cast<std::size_t>( count ), MSG_NOSIGNAL | MSG_DONTWAIT );
+        return meter.count();
+    } );
+}
+
+/** Sends back what waits; false when the meter has enough. */
+bool echo( IN_TCP_CHANNEL *chan, pb::Ref<PB_BUFFER> &block, Meter &meter )
+{
+    for ( ;; ) {
+        pbBufferClear( block.handle() );
+        PB_INT count = inTcpChannelReceive( chan, block.handle(), -1 );
+        if ( count == 0 )
+            return true;
+        inTcpChannelSend( chan, block.get(), 0, count );
+        if ( !meter.count() )
+            return false;
+    }
+}
+
+void echoInFunction( Shared &shared )
+{
+    Channels library;
+    auto channels = library.serve( shared, TALKS );
+    Meter meter( shared );
+    pb::Ref<PB_BUFFER> block = emptyBlock();
+    Handler handler( [&]( PB_OBJ *object ) { return echo( inTcpChannelFrom( object ), block, meter ); } );
+    for ( const auto &chan : channels )
+        inTcpChannelReceiveAddAlertable( chan.get(), Handler::alertable( inTcpChannelObj( chan.get() ) ).get() );
+    shared.ready = true;
+    handler.pass();
+}
+
+void echoInDescriptor( Shared &shared )
+{
+    Channels library;
+    auto channels = library.serve( shared, TALKS );
+    EpollLoop loop;
+    std::vector<pb::Ref<PB_ALERTABLE>> alertables;
+    for ( const auto &chan : channels ) {
+        alertables.push_back( pb::adopt( pbAlertableTryCreateDescriptor() ) );
+        inTcpChannelReceiveAddAlertable( chan.get(), alertables.back().get() );
+        loop.add( pbAlertableDescriptor( alertables.back().get() ), int( alertables.size() ) - 1 );
+    }
+    Meter meter( shared );
+    pb::Ref<PB_BUFFER> block = emptyBlock();
+    shared.ready = true;
+    loop.run( [&]( int number ) { return echo( channels[static_cast<std::size_t>( number )].get(), block, meter ); } );
+}
+
+void echoAsio( Shared &shared )
+{
+    asio::io_context context( 1 );
+    AsioTcp::acceptor acceptor( context, asioEndpoint( 0 ) );
+    shared.port = acceptor.local_endpoint().port();
+    std::vector<AsioTcp::socket> sockets;
+    for ( int i = 0; i < TALKS; ++i )
+        sockets.push_back( acceptor.accept() );
+    std::vector<std::array<char, MESSAGE>> blocks( sockets.size() );
+    Meter meter( shared );
+    std::function<void( std::size_t )> receive = [&]( std::size_t i ) {
+        sockets[i].async_read_some( asio::buffer( blocks[i] ), [&, i]( const std::error_code &, std::size_t count ) {
+            sockets[i].async_write_some( asio::buffer( blocks[i], count ),
+                [&, i]( const std::error_code &, std::size_t ) { meter.count() ? receive( i ) : context.stop(); } );
+        } );
+    };
+    for ( std::size_t i = 0; i < sockets.size(); ++i )
+        receive( i );
+    shared.ready = true;
+    context.run();
+}
+
+void echoUv( Shared &shared )
+{
+    Meter meter( shared );
+    UvListener listener( shared, [&]( uv_tcp_t *connection ) {
+        connection->data = &meter;
+        uv_read_start( reinterpret_cast<uv_stream_t *>( connection ), UvListener::allocate,
+            []( uv_stream_t *stream, ssize_t count, const uv_buf_t *bytes ) {
+                if ( count <= 0 )
+                    return;
+                uv_buf_t answer = uv_buf_init( bytes->base, static_cast<unsigned>( count ) );
+                uv_try_write( stream, &answer, 1 );
+                if ( !static_cast<Meter *>( stream->data )->count() )
+                    uv_stop( stream->loop );
+            } );
+    } );
+    shared.ready = true;
+    listener.run();
+}
+
+const std::vector<Ends> echoes{ { "bare", echoBare, talk }, { "in, function", echoInFunction, talk },
+    { "in, descriptor", echoInDescriptor, talk }, { "asio", echoAsio, talk }, { "libuv", echoUv, talk } };
+
+double messageTime( const Ends &ends )
+{
+    Shared &shared = freshShared();
+    run( ends, shared, 1, 0 );
+    return double( shared.cpu ) / double( shared.count );
+}
+
+// ---- many that are open
+
+constexpr int OPEN = 16'384;
+
+/** Answers on the first of so many connections. */
+template <int Count>
+void answerAmong( Shared &shared )
+{
+    Channels library;
+    auto channels = library.serve( shared, Count );
+    int left = TRIPS;
+    ProcessorTime time( shared.cpu );
+    receiveIn<WaitingThread>( channels.front().get(), [&]( PB_BUFFER *block, PB_INT count ) {
+        inTcpChannelSend( channels.front().get(), block, 0, count );
+        return --left > 0;
+    } );
+}
+
+template <int Count>
+void askAmong( Shared &shared )
+{
+    const std::vector<int> fds = bareConnections( shared.port, Count );
+    std::array<char, MESSAGE> bytes{};
+    for ( int i = 0; i < TRIPS; ++i ) {
+        (void)send( fds.front(), bytes.data(), bytes.size(), MSG_NOSIGNAL );
+        check( recv( fds.front(), bytes.data(), bytes.size(), 0 ) == MESSAGE, "recv" );
+    }
+}
+
+const std::vector<Ends> amongOthers{
+    { "1 open", answerAmong<1>, askAmong<1> }, { "16,384 open", answerAmong<OPEN>, askAmong<OPEN> } };
+
+void holdAccepted( Shared &shared )
+{
+    const std::vector<int> fds = bareServe( shared, OPEN );
+    while ( !shared.done )
+        usleep( 1000 );
+}
+
+void holdConnected( Shared &shared )
+{
+    const std::vector<int> fds = bareConnections( shared.port, OPEN );
+    while ( !shared.done )
+        usleep( 1000 );
+}
+
+void fillConnected( Shared &shared )
+{
+    Channels library;
+    std::vector<pb::Ref<IN_TCP_CHANNEL>> channels;
+    channels.reserve( OPEN );
+    std::size_t before = heap();
+    for ( int i = 0; i < OPEN; ++i )
+        channels.push_back( library.connected( shared.port ) );
+    shared.value = double( heap() - before ) / OPEN;
+    shared.done = true;
+}
+
+void fillAccepted( Shared &shared )
+{
+    Channels library;
+    auto lsn = library.listener();
+    std::vector<pb::Ref<IN_TCP_CHANNEL>> channels;
+    channels.reserve( OPEN );
+    std::size_t before = heap();
+    shared.port = Channels::portOf( lsn.get() );
+    for ( int i = 0; i < OPEN; ++i )
+        channels.push_back( Channels::accepted( lsn.get() ) );
+    shared.value = double( heap() - before ) / OPEN;
+    shared.done = true;
+}
+
+double heapPerChannel( const Ends &ends )
+{
+    Shared &shared = freshShared();
+    run( ends, shared, 0, 1 );
+    return shared.value;
+}
+
+/** The processor time of a call with 10,000 sockets on the host, ns. */
+double portUsedTime()
+{
+    constexpr int SOCKETS = 10'000;
+    constexpr int CALLS = 20;
+    moveToOwnNetwork();
+    int port;
+    int listener = bareListener( port );
+    std::vector<int> fds;
+    for ( int i = 0; i < SOCKETS / 2; ++i ) {
+        fds.push_back( bareConnect( port ) );
+        fds.push_back( bareAccept( listener ) );
+    }
+    Library library;
+    std::vector<double> times;
+    for ( int i = 0; i < CALLS; ++i ) {
+        int64_t start = processorTime();
+        check( !inTcpPortUsed( Library::address().get(), 1 ), "inTcpPortUsed" );
+        times.push_back( double( processorTime() - start ) );
+    }
+    return medianOf( times );
+}
+
 // ---- measurements
 
 void receiving( int rounds )
@@ -617,8 +865,36 @@ void roundTrip( int rounds )
         "at most 1.35 with a function, 1.75 with a thread, 1.6 with a descriptor", rounds, trips, roundTripTime );
 }
 
+void messages( int rounds )
+{
+    compare<Ends>(
+        "processor time, ns a message, 1,000 connections with 50 messages of 200 bytes a second each, sent back",
+        "at most 1.1 with a function", rounds, echoes, messageTime );
+}
+
+void manyOpen( int rounds )
+{
+    compare<Ends>( "answering, ns of processor time, one channel of many in use", "at most 1.1", rounds, amongOthers,
+        roundTripTime );
+}
+
+void memory( int )
+{
+    std::printf( "\nheap an idle channel with 16,384 open, bytes: %.0f connected, %.0f accepted; aim: at most 1280\n",
+        heapPerChannel( { "", holdAccepted, fillConnected } ), heapPerChannel( { "", fillAccepted, holdConnected } ) );
+    std::fflush( stdout );
+}
+
+void ports( int )
+{
+    std::printf(
+        "\ninTcpPortUsed with 10,000 sockets on the host, ms: %.2f; aim: at most 10\n", valueOf( portUsedTime ) / 1e6 );
+    std::fflush( stdout );
+}
+
 const Measurement measurements[] = { { "receiving", receiving }, { "sending", sending }, { "accepting", accepting },
-    { "connecting", connecting }, { "roundtrip", roundTrip } };
+    { "connecting", connecting }, { "roundtrip", roundTrip }, { "messages", messages }, { "many", manyOpen },
+    { "memory", memory }, { "ports", ports } };
 
 } // namespace
 

@@ -1,14 +1,15 @@
 /*
  * UDP channels beside the bare system calls and what users would take instead, with 160-byte datagrams on loopback.
  *
- *   bench_udp [rounds [capacity|processor|many|roundtrip|sending|opening]]
+ *   bench_udp [rounds [capacity|processor|many|roundtrip|sending|opening|voice]]
  */
 #include "processes.hpp"
 
 #include <asio.hpp>
 #include <cstring>
-#include <malloc.h>
+#include <mutex>
 #include <netinet/udp.h>
+#include <thread>
 #include <uv.h>
 
 namespace {
@@ -27,9 +28,9 @@ int bareUdp( int &port )
 // ---- in: channels on loopback
 
 struct Channels : Library {
-    pb::Ref<IN_UDP_CHANNEL> channel()
+    pb::Ref<IN_UDP_CHANNEL> channel( PB_INT port = IN_UDP_PORT_INVALID )
     {
-        auto chan = pb::adopt( inUdpChannelTryCreate( stack.get(), nullptr, nullptr, nullptr, -1, 0, nullptr ) );
+        auto chan = pb::adopt( inUdpChannelTryCreate( stack.get(), nullptr, nullptr, nullptr, port, 0, nullptr ) );
         check( bool( chan ), "inUdpChannelTryCreate" );
         return chan;
     }
@@ -143,7 +144,15 @@ void overload( Shared &shared, int fd, const sockaddr_in &to )
         (void)sendto( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>( &to ), sizeof to );
 }
 
-enum class Load { overload, ticks, smooth };
+/** One datagram a call, as fast as it goes. */
+void fullRate( Shared &shared, int fd, const sockaddr_in &to )
+{
+    std::array<char, DATAGRAM> bytes{};
+    while ( !shared.done )
+        (void)sendto( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>( &to ), sizeof to );
+}
+
+enum class Load { overload, full, ticks, smooth };
 
 void sendLoad( Shared &shared, Load load )
 {
@@ -153,6 +162,8 @@ void sendLoad( Shared &shared, Load load )
     sockaddr_in to = loopback( shared.port );
     if ( load == Load::overload )
         return overload( shared, fd, to );
+    if ( load == Load::full )
+        return fullRate( shared, fd, to );
     std::array<char, DATAGRAM> bytes{};
     paced( shared, INTERVAL, load == Load::ticks ? 100 * INTERVAL : INTERVAL, [&] {
         (void)sendto( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>( &to ), sizeof to );
@@ -171,12 +182,25 @@ const std::vector<Receive> receives{ { "bare", receiveBare }, { "in", receiveIn<
     { "in, function", receiveIn<Function> }, { "asio", receiveAsio }, { "libuv", receiveUv<0> },
     { "libuv, multi", receiveUv<UV_UDP_RECVMMSG> } };
 
-/** What the subject gets under the load: datagrams a second, or the processor time of each in ns. */
+/**
+ * What the subject gets under the load: datagrams a second, or the processor time of each in ns. Under the loads of single
+ * datagrams the sender has one core alone, and the subject the other one.
+ */
 double measureReceive( const Receive &subject, Load load, bool perSecond )
 {
     Shared &shared = freshShared();
-    pid_t sender = process( [&] { sendLoad( shared, load ); } );
-    await( process( [&] { subject.receive( shared, subject.otherChannels ); } ) );
+    auto pin = [load]( int core ) {
+        if ( load == Load::smooth || load == Load::full )
+            pinTo( core );
+    };
+    pid_t sender = process( [&] {
+        pin( 0 );
+        sendLoad( shared, load );
+    } );
+    await( process( [&] {
+        pin( 1 );
+        subject.receive( shared, subject.otherChannels );
+    } ) );
     await( sender );
     return perSecond ? double( shared.count ) * 1e9 / double( shared.wall )
                      : double( shared.cpu ) / double( shared.count );
@@ -308,15 +332,25 @@ double sendAsio()
 
 constexpr int CHANNELS = 16'000;
 
+constexpr int FIRST_PORT = 8'192; // of the given ones, which end before those that the system gives out
+
+/** The port of a channel: a given one, or 0 for any. */
+template <bool Given>
+int portOf( int channel )
+{
+    return Given ? FIRST_PORT + channel : 0;
+}
+
 /** Bare; with options, all that a channel's socket is opened with. */
-template <bool Options>
+template <bool Options, bool Given>
 double openBare()
 {
+    moveToOwnNetwork();
     int64_t start = processorTime();
     int set = epoll_create1( EPOLL_CLOEXEC );
     for ( int i = 0; i < CHANNELS; ++i ) {
         int fd = socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
-        sockaddr_in address = loopback( 0 );
+        sockaddr_in address = loopback( portOf<Given>( i ) );
         socklen_t length = sizeof address;
         int on = 1;
         int off = 0;
@@ -333,14 +367,16 @@ double openBare()
     return double( processorTime() - start ) / CHANNELS;
 }
 
+template <bool Given>
 double openIn()
 {
+    moveToOwnNetwork();
     Channels library;
     std::vector<pb::Ref<IN_UDP_CHANNEL>> channels;
     channels.reserve( CHANNELS );
     int64_t start = processorTime();
     for ( int i = 0; i < CHANNELS; ++i )
-        channels.push_back( library.channel() );
+        channels.push_back( library.channel( Given ? portOf<Given>( i ) : IN_UDP_PORT_INVALID ) );
     return double( processorTime() - start ) / CHANNELS;
 }
 
@@ -349,14 +385,311 @@ double heapPerChannel()
     Channels library;
     std::vector<pb::Ref<IN_UDP_CHANNEL>> channels;
     channels.reserve( 16'384 );
-    std::size_t before = mallinfo2().uordblks;
+    std::size_t before = heap();
     for ( int i = 0; i < 16'384; ++i )
         channels.push_back( library.channel() );
-    return double( mallinfo2().uordblks - before ) / 16'384;
+    return double( heap() - before ) / 16'384;
 }
 
 const std::vector<Local> senders{ { "bare", sendBare }, { "in", sendIn }, { "asio", sendAsio } };
-const std::vector<Local> openers{ { "bare", openBare<false> }, { "bare, options", openBare<true> }, { "in", openIn } };
+const std::vector<Local> openers{
+    { "bare", openBare<false, false> }, { "bare, options", openBare<true, false> }, { "in", openIn<false> } };
+const std::vector<Local> givenOpeners{ { "bare", openBare<false, true> }, { "in", openIn<true> } };
+
+// ---- voice: many channels with 50 datagrams a second each, every one answered
+
+constexpr std::size_t VOICE = 172; // bytes; at the front, when it was sent
+using Voice = std::array<char, VOICE>;
+
+/** Sends to one channel after the other, and takes an answer. */
+void talk( Shared &shared )
+{
+    int own;
+    int fd = bareUdp( own );
+    Voice bytes{};
+    int next = 0;
+    int64_t interval = 1'000'000'000 / ( int64_t( shared.channels ) * 50 );
+    paced( shared, interval, interval, [&] {
+        sockaddr_in to = loopback( shared.ports[static_cast<std::size_t>( next )] );
+        next = ( next + 1 ) % shared.channels;
+        int64_t now = wallTime();
+        (void)recv( fd, bytes.data(), bytes.size(), MSG_DONTWAIT );
+        std::memcpy( bytes.data(), &now, sizeof now );
+        (void)sendto( fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>( &to ), sizeof to );
+    } );
+}
+
+/** When a datagram was sent. */
+int64_t sentAt( const void *bytes )
+{
+    int64_t sent;
+    std::memcpy( &sent, bytes, sizeof sent );
+    return sent;
+}
+
+int64_t sentAt( IN_UDP_PACKET *pkt )
+{
+    return sentAt( static_cast<const void *>( pbBufferBacking( pb::adopt( inUdpPacketPayload( pkt ) ).get() ) ) );
+}
+
+/** Counts what was answered, and now and then looks how long that took. The result is the median. */
+class Answers {
+public:
+    explicit Answers( Shared &itsShared ) : shared( itsShared ), meter( itsShared ) {}
+    /** False when there are enough. */
+    template <class Datagram>
+    bool count( Datagram *datagram )
+    {
+        if ( ++answered % 16 == 0 )
+            delays.push_back( double( wallTime() - sentAt( datagram ) ) );
+        if ( meter.count() )
+            return true;
+        shared.value = medianOf( delays );
+        return false;
+    }
+
+private:
+    Shared &shared;
+    Meter meter;
+    int64_t answered = 0;
+    std::vector<double> delays;
+};
+
+/** Hands over from the thread that receives to the one that answers. */
+template <class Item>
+class Queue {
+public:
+    void push( Item item )
+    {
+        std::unique_lock lock( mutex );
+        waiting.push_back( std::move( item ) );
+        bool first = waiting.size() == 1;
+        lock.unlock();
+        if ( first )
+            pbBarrierUnblock( barrier.get() );
+    }
+    /** Works off what waits, until the function gives false. */
+    template <class Work>
+    void run( Work work )
+    {
+        for ( ;; ) {
+            pbBarrierPass( barrier.get() );
+            pbBarrierBlock( barrier.get() );
+            for ( Item &item : take() )
+                if ( !work( item ) )
+                    return;
+        }
+    }
+
+private:
+    std::vector<Item> &take()
+    {
+        taken.clear();
+        std::unique_lock lock( mutex );
+        std::swap( taken, waiting );
+        return taken;
+    }
+    std::mutex mutex;
+    std::vector<Item> waiting;
+    std::vector<Item> taken;
+    pb::Ref<PB_BARRIER> barrier = pb::adopt( pbBarrierCreate( 1 ) );
+};
+
+struct BareDatagram {
+    int fd;
+    sockaddr_in from;
+    Voice bytes;
+    bool receive( int itsFd )
+    {
+        fd = itsFd;
+        socklen_t length = sizeof from;
+        return recvfrom( fd, bytes.data(), bytes.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>( &from ),
+                   &length ) == VOICE;
+    }
+    void answer() const
+    {
+        (void)sendto(
+            fd, bytes.data(), bytes.size(), MSG_DONTWAIT, reinterpret_cast<const sockaddr *>( &from ), sizeof from );
+    }
+};
+
+/** Opens the channels of the load, which begins then. */
+EpollLoop openVoice( Shared &shared )
+{
+    EpollLoop loop;
+    for ( int i = 0; i < shared.channels; ++i ) {
+        int fd = bareUdp( shared.ports[static_cast<std::size_t>( i )] );
+        loop.add( fd, fd );
+    }
+    return loop;
+}
+
+void answerVoiceBare( Shared &shared )
+{
+    EpollLoop loop = openVoice( shared );
+    Answers answers( shared );
+    BareDatagram datagram;
+    shared.port = shared.ports[0];
+    loop.run( [&]( int fd ) {
+        if ( !datagram.receive( fd ) )
+            return true;
+        datagram.answer();
+        return answers.count( datagram.bytes.data() );
+    } );
+}
+
+/** What one would write: one thread receives, and feeds another one that answers. */
+void answerVoiceBareWorker( Shared &shared )
+{
+    static Queue<BareDatagram> queue; // outlives this function, as the thread does
+    EpollLoop loop = openVoice( shared );
+    Answers answers( shared );
+    std::thread( [loop]() mutable {
+        BareDatagram datagram;
+        loop.run( [&]( int fd ) {
+            if ( datagram.receive( fd ) )
+                queue.push( datagram );
+            return true;
+        } );
+    } ).detach();
+    shared.port = shared.ports[0];
+    queue.run( [&]( const BareDatagram &datagram ) {
+        datagram.answer();
+        return answers.count( datagram.bytes.data() );
+    } );
+}
+
+/** Channels of which each calls the handler with itself. The load begins then. */
+std::vector<pb::Ref<IN_UDP_CHANNEL>> openVoice( Shared &shared, Channels &library )
+{
+    std::vector<pb::Ref<IN_UDP_CHANNEL>> channels;
+    for ( int i = 0; i < shared.channels; ++i ) {
+        auto chan = library.channel();
+        auto alertable = Handler::alertable( inUdpChannelObj( chan.get() ) );
+        inUdpChannelReceiveAddAlertable( chan.get(), alertable.get() );
+        shared.ports[static_cast<std::size_t>( i )] = Channels::portOf( chan.get() );
+        channels.push_back( chan );
+    }
+    shared.port = shared.ports[0];
+    return channels;
+}
+
+void answerVoiceInFunction( Shared &shared )
+{
+    Channels library;
+    Answers answers( shared );
+    Handler handler( [&]( PB_OBJ *object ) {
+        IN_UDP_CHANNEL *chan = inUdpChannelFrom( object );
+        while ( auto pkt = pb::adopt( inUdpChannelReceive( chan ) ) ) {
+            inUdpChannelSend( chan, pkt.get() );
+            if ( !answers.count( pkt.get() ) )
+                return false;
+        }
+        return true;
+    } );
+    auto channels = openVoice( shared, library );
+    handler.pass();
+}
+
+void answerVoiceInWorker( Shared &shared )
+{
+    struct Received {
+        IN_UDP_CHANNEL *chan;
+        pb::Ref<IN_UDP_PACKET> pkt;
+    };
+    static Queue<Received> queue; // outlives this function, as the functions do
+    Channels library;
+    Answers answers( shared );
+    Handler handler( []( PB_OBJ *object ) {
+        IN_UDP_CHANNEL *chan = inUdpChannelFrom( object );
+        while ( auto pkt = pb::adopt( inUdpChannelReceive( chan ) ) )
+            queue.push( { chan, std::move( pkt ) } );
+        return true;
+    } );
+    auto channels = openVoice( shared, library );
+    queue.run( [&]( const Received &received ) {
+        inUdpChannelSend( received.chan, received.pkt.get() );
+        return answers.count( received.pkt.get() );
+    } );
+}
+
+void answerVoiceAsio( Shared &shared )
+{
+    using asio::ip::udp;
+    asio::io_context context( 1 );
+    struct Channel {
+        udp::socket socket;
+        udp::endpoint from{};
+        Voice bytes{};
+    };
+    std::vector<Channel> channels;
+    for ( int i = 0; i < shared.channels; ++i ) {
+        channels.push_back( { udp::socket( context, { asio::ip::make_address( "127.0.0.1" ), 0 } ) } );
+        channels.back().socket.non_blocking( true );
+        shared.ports[static_cast<std::size_t>( i )] = channels.back().socket.local_endpoint().port();
+    }
+    Answers answers( shared );
+    std::function<void( Channel & )> receive = [&]( Channel &channel ) {
+        channel.socket.async_receive_from(
+            asio::buffer( channel.bytes ), channel.from, [&]( const std::error_code &, std::size_t ) {
+                std::error_code error;
+                channel.socket.send_to( asio::buffer( channel.bytes ), channel.from, 0, error );
+                answers.count( channel.bytes.data() ) ? receive( channel ) : context.stop();
+            } );
+    };
+    for ( Channel &channel : channels )
+        receive( channel );
+    shared.port = shared.ports[0];
+    context.run();
+}
+
+void answerVoiceUv( Shared &shared )
+{
+    uv_loop_t loop;
+    uv_loop_init( &loop );
+    Answers answers( shared );
+    std::vector<uv_udp_t> handles( static_cast<std::size_t>( shared.channels ) );
+    auto allocate = []( uv_handle_t *, std::size_t, uv_buf_t *buffer ) {
+        static std::array<char, 65536> memory;
+        *buffer = uv_buf_init( memory.data(), memory.size() );
+    };
+    auto answer = []( uv_udp_t *udp, ssize_t count, const uv_buf_t *bytes, const sockaddr *from, unsigned ) {
+        if ( count <= 0 || !from )
+            return;
+        uv_buf_t buffer = uv_buf_init( bytes->base, static_cast<unsigned>( count ) );
+        uv_udp_try_send( udp, &buffer, 1, from );
+        if ( !static_cast<Answers *>( udp->data )->count( bytes->base ) )
+            uv_stop( udp->loop );
+    };
+    for ( std::size_t i = 0; i < handles.size(); ++i ) {
+        uv_udp_init( &loop, &handles[i] );
+        sockaddr_in address = loopback( 0 );
+        int length = sizeof address;
+        uv_udp_bind( &handles[i], reinterpret_cast<sockaddr *>( &address ), 0 );
+        uv_udp_getsockname( &handles[i], reinterpret_cast<sockaddr *>( &address ), &length );
+        shared.ports[i] = ntohs( address.sin_port );
+        handles[i].data = &answers;
+        uv_udp_recv_start( &handles[i], allocate, answer );
+    }
+    shared.port = shared.ports[0];
+    uv_run( &loop, UV_RUN_DEFAULT );
+}
+
+const std::vector<Ends> voices{ { "bare", answerVoiceBare, talk }, { "in, function", answerVoiceInFunction, talk },
+    { "in, worker", answerVoiceInWorker, talk }, { "bare, worker", answerVoiceBareWorker, talk },
+    { "asio", answerVoiceAsio, talk }, { "libuv", answerVoiceUv, talk } };
+
+const std::vector<Ends> workers{ { "bare, worker", answerVoiceBareWorker, talk },
+    { "in, worker", answerVoiceInWorker, talk }, { "in, function", answerVoiceInFunction, talk } };
+
+/** The load and who answers, each on a core of its own. */
+Shared &runVoice( const Ends &ends, int channels )
+{
+    Shared &shared = freshShared();
+    shared.channels = channels;
+    run( ends, shared, 1, 0 );
+    return shared;
+}
 
 // ---- measurements
 
@@ -364,13 +697,15 @@ void capacity( int rounds )
 {
     compare<Receive>( "capacity, datagrams a second that the consumer gets", "at least 1.1, reach for 1.25", rounds,
         receives, []( const Receive &subject ) { return measureReceive( subject, Load::overload, true ); } );
+    compare<Receive>( "capacity without offload of the sender, datagrams a second", "at least 0.9 with a thread",
+        rounds, receives, []( const Receive &subject ) { return measureReceive( subject, Load::full, true ); } );
 }
 
 void processorTimes( int rounds )
 {
     compare<Receive>( "processor time, ns a datagram, 100,000 a second in ticks of 1 ms", "at most 2.0", rounds,
         receives, []( const Receive &subject ) { return measureReceive( subject, Load::ticks, false ); } );
-    compare<Receive>( "processor time, ns a datagram, one every 10 us", "none", rounds, receives,
+    compare<Receive>( "processor time, ns a datagram, one every 10 us", "at most 2.2 with a thread", rounds, receives,
         []( const Receive &subject ) { return measureReceive( subject, Load::smooth, false ); } );
 }
 
@@ -397,11 +732,24 @@ void opening( int rounds )
 {
     compare<Local>(
         "opening, ns of processor time a channel, 16,000 of them", "at most 1.5", rounds, openers, measureLocal );
-    std::printf( "heap a channel with 16,384 open, bytes: %.0f; aim: at most 1536\n", valueOf( heapPerChannel ) );
+    compare<Local>( "opening on given ports, ns of processor time a channel, 16,000 of them", "at most 2.0", rounds,
+        givenOpeners, measureLocal );
+    std::printf( "heap a channel with 16,384 open, bytes: %.0f; aim: at most 1024\n", valueOf( heapPerChannel ) );
+}
+
+void voice( int rounds )
+{
+    compare<Ends>( "voice, ns of processor time a datagram, 1,000 channels with 50 a second each, answered",
+        "at most 1.08 with functions, 1.4 with a worker", rounds, voices, []( const Ends &ends ) {
+            const Shared &shared = runVoice( ends, 1'000 );
+            return double( shared.cpu ) / double( shared.count );
+        } );
+    compare<Ends>( "voice, median delay in ns of an answer, 3,000 channels", "at most 1.0 with a worker", rounds,
+        workers, []( const Ends &ends ) { return runVoice( ends, 3'000 ).value; } );
 }
 
 const Measurement measurements[] = { { "capacity", capacity }, { "processor", processorTimes }, { "many", manyOpen },
-    { "roundtrip", roundTrip }, { "sending", sending }, { "opening", opening } };
+    { "roundtrip", roundTrip }, { "sending", sending }, { "opening", opening }, { "voice", voice } };
 
 } // namespace
 

@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <functional>
 #include <in/in.h>
+#include <malloc.h>
 #include <net/if.h>
 #include <pb/pb.hpp>
 #include <poll.h>
@@ -61,12 +62,15 @@ inline void check( bool ok, const char *what )
 
 /** What the processes of a measurement share. */
 struct Shared {
-    std::atomic<int> port; // of who opens first, 0 until it is open
+    std::atomic<int> port;   // of who opens first, 0 until it is open
+    std::atomic<bool> ready; // to be loaded
     std::atomic<bool> done;
     std::atomic<int64_t> count; // results
     std::atomic<int64_t> wall;
     std::atomic<int64_t> cpu;
     double value;
+    int channels;                // of many that are in use
+    std::array<int, 3000> ports; // theirs
 };
 
 /** Counts what a receiver gets, once it has warmed up, for a while; then the measurement is done. */
@@ -154,6 +158,31 @@ inline int bareSocket( int type, int &port )
     port = ntohs( address.sin_port );
     return fd;
 }
+
+/** Descriptors that are polled together. */
+class EpollLoop {
+public:
+    void add( int fd, int number )
+    {
+        epoll_event event{ EPOLLIN, { .fd = number } };
+        check( epoll_ctl( set, EPOLL_CTL_ADD, fd, &event ) == 0, "epoll_ctl" );
+    }
+    /** Calls the function with the numbers of those that are ready, until it gives false. */
+    template <class Serve>
+    void run( Serve serve )
+    {
+        std::array<epoll_event, 64> events;
+        for ( ;; ) {
+            int count = epoll_wait( set, events.data(), int( events.size() ), -1 );
+            for ( int i = 0; i < count; ++i )
+                if ( !serve( events[static_cast<std::size_t>( i )].data.fd ) )
+                    return;
+        }
+    }
+
+private:
+    int set = epoll_create1( EPOLL_CLOEXEC );
+};
 
 // ---- in: a stack on loopback, and the ways to wait
 
@@ -335,6 +364,12 @@ inline void run( const Ends &ends, Shared &shared, int firstCore, int secondCore
     } ) );
 }
 
+/** Bytes that the process has allocated. */
+inline std::size_t heap()
+{
+    return mallinfo2().uordblks;
+}
+
 /** One process that hands back a value. */
 struct Local {
     const char *name;
@@ -348,6 +383,12 @@ inline double measureLocal( const Local &subject )
 
 // ---- rounds and medians
 
+inline double medianOf( std::vector<double> values )
+{
+    std::sort( values.begin(), values.end() );
+    return values.empty() ? 0 : values[values.size() / 2];
+}
+
 /** Runs the subjects in turn and prints the medians, with their ratios to the first one. */
 template <class Subject>
 void compare( const char *title, const char *aim, int rounds, const std::vector<Subject> &subjects,
@@ -360,8 +401,7 @@ void compare( const char *title, const char *aim, int rounds, const std::vector<
     std::printf( "\n%s; aim of in: %s\n", title, aim );
     double first = 0;
     for ( std::size_t i = 0; i < subjects.size(); ++i ) {
-        std::sort( values[i].begin(), values[i].end() );
-        double median = values[i][values[i].size() / 2];
+        double median = medianOf( values[i] );
         first = i == 0 ? median : first;
         std::printf( "  %-14s %14.1f   ratio %.2f\n", subjects[i].name, median, median / first );
     }
