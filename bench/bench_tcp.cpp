@@ -1,7 +1,9 @@
 /*
  * TCP channels and listeners beside the bare system calls and what users would take instead, on loopback.
  *
- *   bench_tcp [rounds [receiving|sending|accepting|connecting|roundtrip|messages|many|memory|ports]]
+ *   bench_tcp [rounds [measurement [subject]]]
+ *
+ * Measurements: receiving, sending, accepting, connecting, roundtrip, messages, many, memory, ports.
  */
 #include "processes.hpp"
 

@@ -1,7 +1,9 @@
 /*
  * UDP channels beside the bare system calls and what users would take instead, with 160-byte datagrams on loopback.
  *
- *   bench_udp [rounds [capacity|processor|many|roundtrip|sending|opening|voice]]
+ *   bench_udp [rounds [measurement [subject]]]
+ *
+ * Measurements: capacity, processor, many, roundtrip, sending, opening, voice.
  */
 #include "processes.hpp"
 

@@ -389,11 +389,16 @@ inline double medianOf( std::vector<double> values )
     return values.empty() ? 0 : values[values.size() / 2];
 }
 
+/** The only subject to measure, for a profile of it; null for all. */
+inline const char *onlySubject = nullptr;
+
 /** Runs the subjects in turn and prints the medians, with their ratios to the first one. */
 template <class Subject>
-void compare( const char *title, const char *aim, int rounds, const std::vector<Subject> &subjects,
+void compare( const char *title, const char *aim, int rounds, std::vector<Subject> subjects,
     const std::function<double( const Subject & )> &measure )
 {
+    if ( onlySubject )
+        std::erase_if( subjects, []( const Subject &subject ) { return std::string( onlySubject ) != subject.name; } );
     std::vector<std::vector<double>> values( subjects.size() );
     for ( int round = 0; round < rounds; ++round )
         for ( std::size_t i = 0; i < subjects.size(); ++i )
@@ -421,10 +426,11 @@ inline void raiseDescriptorLimit()
     setrlimit( RLIMIT_NOFILE, &limit );
 }
 
-/** The main function of such a program. Its arguments are the rounds, and the only measurement to make. */
+/** The main function of such a program. Its arguments are the rounds, the only measurement, and its only subject. */
 inline int runMeasurements( int argc, char **argv, std::span<const Measurement> measurements )
 {
     int rounds = argc > 1 ? std::max( 1, std::atoi( argv[1] ) ) : 5;
+    onlySubject = argc > 3 ? argv[3] : nullptr;
     raiseDescriptorLimit();
     for ( const Measurement &measurement : measurements )
         if ( argc < 3 || measurement.name == argv[2] )
