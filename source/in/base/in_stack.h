@@ -49,9 +49,10 @@ PB_API void inStackConfiguration( IN_STACK *stack, IN_OPTIONS **optionalOptions,
 PB_API PB_STORE *inStackSelection( IN_STACK *stack );
 
 /**
- * The remote TCP addresses that refused a connection of this stack's and are passed over for a time, a new array store, in
- * the order of the addresses: for each a store with its "address" and the "milliseconds" until the entry ends. A channel
- * enters the address that refused it when it is released. inTcpOptionsBlacklistTimeout says for how long.
+ * The remote TCP addresses to which a connection of this stack's could not be made lately, a new array store, in the order
+ * of the addresses: for each a store with its "address" and the "milliseconds" until the entry ends. A channel enters the
+ * address when it is released, for the time of inTcpOptionsBlacklistTimeout. Who has several addresses to choose from tries
+ * these last; inTcpChannelTryCreate does not ask.
  */
 PB_API PB_STORE *inStackTcpBlacklist( IN_STACK *stack );
 

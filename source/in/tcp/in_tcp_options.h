@@ -14,7 +14,7 @@ IN_OPTIONS_CLASS( IN_TCP_OPTIONS, inTcpOptions );
 IN_OPTIONAL( IN_TCP_OPTIONS, inTcpOptions, PortRange, IN_TCP_PORT_RANGE );
 /* Names: inTcpOptionsPortRange, inTcpOptionsHasPortRange, inTcpOptionsSetPortRange, inTcpOptionsDelPortRange */
 
-/** Whether remote addresses that refused are passed over for a time; default true, key "blacklistEnabled". */
+/** Whether the stack remembers for a time to which remote addresses no connection could be made; default true, key "blacklistEnabled". */
 IN_SETTING( IN_TCP_OPTIONS, inTcpOptions, BlacklistEnabled, PB_BOOL );
 /* Names: inTcpOptionsBlacklistEnabled, inTcpOptionsSetBlacklistEnabled, inTcpOptionsBlacklistEnabledDefault,
    inTcpOptionsSetBlacklistEnabledDefault */
