@@ -373,6 +373,36 @@ TEST( TcpRaces, FunctionsThatTakeSendAndRelease )
     }
 }
 
+// The error of a reset goes to whoever calls first, and one thread sends while another closes this direction.
+TEST( TcpRaces, ResetsAndHalfClosesWhileAnotherThreadSends )
+{
+    pb::Ref<IN_STACK> stack = test::loopbackStack();
+    BareTcp listening = BareTcp::listening();
+    for ( int i = 0; i < cycles( 300 ); ++i ) {
+        Stream near( connectTo( stack.get(), listening.address().get() ) );
+        BareTcp peer = listening.accepted();
+        ASSERT_TRUE( near.connected() );
+        std::atomic<bool> done = false;
+        std::jthread sender( [&] {
+            pb::Ref<PB_BUFFER> buf = test::buffer( "x" );
+            while ( !done )
+                inTcpChannelSend( near.chan.get(), buf.get(), 0, 1 );
+        } );
+        std::this_thread::sleep_for( std::chrono::microseconds( 50 + i % 300 ) );
+        if ( i % 2 ) {
+            peer.reset();
+            while ( !inTcpChannelEnd( near.chan.get() ) )
+                ;
+            EXPECT_TRUE( inTcpChannelError( near.chan.get() ) ) << "a reset is no clean end";
+        } else {
+            inTcpChannelTerminate( near.chan.get() );
+            peer.rest();
+            EXPECT_FALSE( inTcpChannelError( near.chan.get() ) ) << "the peer may go on sending";
+        }
+        done = true;
+    }
+}
+
 // Connecting, accepting and closing at any moment, by eight threads; a peer resets in between.
 TEST( TcpRaces, EightThreadsConnectAcceptAndClose )
 {

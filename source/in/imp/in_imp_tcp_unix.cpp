@@ -2,8 +2,8 @@
  * TCP channels: the records of the engine that serves all connections, its thread, sending and receiving.
  *
  * The thread reads without any lock, which is safe because a slot that is served is not released, and only the thread reads.
- * What it read it queues under the channel's monitor. Users send without the monitor too: the channel above lets one thread
- * send at a time, and the socket stays open as long as somebody holds the channel. Everything else happens under it.
+ * What it read it queues under the channel's monitor. Everything else happens under it, sending too: a send that fails and
+ * a half-close must not overlap, and what a send found out must be known before the thread judges what it read.
  *
  * The states are atomic, so that they are looked at without the monitor. They change under it, and only become true; what
  * follows from another is stored later: whoever sees the end of a failed channel sees the failure.
@@ -11,8 +11,8 @@
  * Errors. The kernel hands out a socket's error once, to the first call that meets it:
  * - A refused connection is readable, writable and in error at the same time. While the attempt is not over, the thread asks
  *   for the error before it reads.
- * - A send that meets a reset takes the error, and the thread would see a clean end. So the failure is remembered, and all
- *   conditions are asked for, which a dead socket has; the thread then ends the channel.
+ * - A send that meets a reset takes the error, and the thread would see a clean end. So the failure is remembered, no end is
+ *   told any more, and all conditions are asked for, which a dead socket has; the thread then fails the channel.
  */
 #include <in/imp/in_imp_sockaddr_unix_private.h>
 #include <in/imp/in_imp_tcp_opening_private.hpp>
@@ -61,9 +61,9 @@ struct TcpChannel final : in::Slot, in::TcpPath {
     std::atomic<bool> isError = false;
     std::atomic<bool> isEnd = false;
     std::atomic<bool> isActive = false;
-    std::atomic<bool> isWritable = false;
-    std::atomic<bool> terminated = false;
     std::atomic<int> reason = 0; // the errno for which it has failed
+    bool isWritable PB_GUARDED_BY( monitor ) = false;
+    bool terminated PB_GUARDED_BY( monitor ) = false;
     bool receiveFull PB_GUARDED_BY( monitor ) = false;
     bool peerClosed PB_GUARDED_BY( monitor ) = false;
     bool sendFailed PB_GUARDED_BY( monitor ) = false;
@@ -120,6 +120,8 @@ private:
     struct Reading {
         ssize_t count = -1;
         int error = EAGAIN;
+
+        bool failed() const { return count < 0 && error != EAGAIN && error != EINTR; }
     };
 
     pb::Ref<PB_SIGNAL> activeOne() PB_EXCLUDES( monitor );
@@ -136,7 +138,9 @@ private:
     Reading read();
     void takeInLocked( const Reading &reading, in::Wakes &wakes ) PB_REQUIRES( monitor );
     void queueLocked( PB_INT count ) PB_REQUIRES( monitor );
-    void notSent( int why, in::Wakes &wakes ) PB_EXCLUDES( monitor );
+    void judgeLocked( PB_INT conds, int connectError, const Reading &reading, in::Wakes &wakes ) PB_REQUIRES( monitor );
+    void notSentLocked( int why, in::Wakes &wakes ) PB_REQUIRES( monitor );
+    void endIfLastLocked( in::Wakes &wakes ) PB_REQUIRES( monitor );
 };
 
 struct TcpEngine : in::PortedEngine<TcpChannel> {
@@ -185,7 +189,7 @@ bool TcpChannel::tryAccepted(
 {
     fd = std::move( connection );
     local = probableLocal;
-    isActive = isWritable = true; // nothing has been sent yet, so there is room
+    isActive = true;
     return in::applySteps( fd.get(), steps, *plan, failure ) && in::readLocalAddress( fd.get(), local, failure ) &&
            in::readRemoteAddress( fd.get(), remote, failure );
 }
@@ -195,7 +199,7 @@ void TcpChannel::begin( in::Wakes &wakes )
     plan = nullptr;
     pb::Lock lock( monitor );
     if ( isActive ) // accepted
-        activateLocked( wakes );
+        connectedLocked( wakes );
     updateLocked( wakes );
 }
 
@@ -285,18 +289,20 @@ void TcpChannel::queueLocked( PB_INT count )
     pbBufferClear( engine->chunk.handle() );
 }
 
+/** Nothing more comes when the peer has closed and the last byte was taken, and it was no failure that closed it. */
+void TcpChannel::endIfLastLocked( in::Wakes &wakes )
+{
+    if ( peerClosed && waiting == 0 && !sendFailed )
+        endLocked( wakes );
+}
+
 void TcpChannel::takeInLocked( const Reading &reading, in::Wakes &wakes )
 {
     if ( reading.count > 0 )
         queueLocked( reading.count );
-    else if ( reading.count < 0 && reading.error != EAGAIN && reading.error != EINTR ) {
-        reason = reading.error;
-        failLocked( wakes );
-    } else if ( reading.count == 0 ) {
+    if ( reading.count == 0 )
         peerClosed = true;
-        if ( waiting == 0 )
-            endLocked( wakes );
-    }
+    endIfLastLocked( wakes );
 }
 
 /** The socket takes bytes; for the first time, when the connection is there. */
@@ -308,26 +314,31 @@ void TcpChannel::connectedLocked( in::Wakes &wakes )
     activateLocked( wakes );
 }
 
+/** Fails the channel when anything says so. */
+void TcpChannel::judgeLocked( PB_INT conds, int connectError, const Reading &reading, in::Wakes &wakes )
+{
+    if ( connectError )
+        isErrorConnect = true;
+    if ( !connectError && !reading.failed() && !sendFailed && !( conds & UNIX_FD_ERROR ) )
+        return;
+    if ( connectError || reading.failed() )
+        reason = connectError ? connectError : reading.error;
+    if ( reason == 0 )
+        reason = socketError();
+    failLocked( wakes );
+}
+
 void TcpChannel::serve( PB_INT conds, in::Wakes &wakes )
 {
-    int connecting = isActive ? 0 : socketError();
-    bool refused = connecting != 0;
+    int connectError = isActive ? 0 : socketError();
     Reading reading;
-    if ( !refused && ( conds & UNIX_FD_READABLE ) )
+    if ( !connectError && ( conds & UNIX_FD_READABLE ) )
         reading = read();
     pb::Lock lock( monitor );
-    if ( refused ) {
-        isErrorConnect = true;
-        reason = connecting;
-    }
-    if ( !refused && ( conds & UNIX_FD_WRITABLE ) )
+    if ( !connectError && ( conds & UNIX_FD_WRITABLE ) )
         connectedLocked( wakes );
+    judgeLocked( conds, connectError, reading, wakes ); // first: whoever sees the end is to see the failure too
     takeInLocked( reading, wakes );
-    if ( refused || sendFailed || ( conds & UNIX_FD_ERROR ) ) {
-        if ( reason == 0 )
-            reason = socketError();
-        failLocked( wakes );
-    }
     updateLocked( wakes );
 }
 
@@ -340,22 +351,21 @@ void in___ImpTcpUnixChannelThreadFunc( PB_OBJ * )
 
 PB_INT TcpChannel::send( const PB_BYTE *bytes, PB_INT byteCount, in::Wakes &wakes )
 {
+    pb::Lock lock( monitor );
     if ( !isActive || isEnd || !isWritable || terminated )
         return 0;
     PB_INT wanted = std::min( byteCount, SEND_MAX );
     ssize_t sent = ::send( fd.get(), bytes, static_cast<std::size_t>( wanted ), MSG_NOSIGNAL );
     if ( sent != wanted )
-        notSent( sent < 0 ? errno : EAGAIN, wakes );
+        notSentLocked( sent < 0 ? errno : EAGAIN, wakes );
     return std::max<PB_INT>( sent, 0 );
 }
 
 /** The socket has taken less than it was given: it is full, or dead. */
-void TcpChannel::notSent( int why, in::Wakes &wakes )
+void TcpChannel::notSentLocked( int why, in::Wakes &wakes )
 {
-    pb::Lock lock( monitor );
-    if ( why == EAGAIN || why == EINTR ) {
-        isWritable = false;
-    } else {
+    isWritable = false;
+    if ( why != EAGAIN && why != EINTR ) {
         sendFailed = true;
         reason = why;
     }
@@ -399,8 +409,7 @@ PB_INT TcpChannel::receive( PB_BUFFER **buf, PB_INT maxByteCount, in::Wakes &wak
         count += moveFirst( receiveBuffer, buf, maxByteCount - count, former );
     waiting -= count;
     receiveFull = receiveFull && waiting > RECEIVE_RESUME;
-    if ( waiting == 0 && peerClosed )
-        endLocked( wakes );
+    endIfLastLocked( wakes );
     updateLocked( wakes );
     return count;
 }
