@@ -60,11 +60,15 @@ std::vector<int> bareServe( Shared &shared, int count )
     return fds;
 }
 
+/** So many connections. Waits now and then until the other end has taken those that there are, for its backlog is short. */
 std::vector<int> bareConnections( int port, int count )
 {
     std::vector<int> fds;
-    while ( int( fds.size() ) < count )
+    while ( int( fds.size() ) < count ) {
         fds.push_back( bareConnect( port ) );
+        if ( fds.size() % LEAD == 0 )
+            usleep( 2000 );
+    }
     return fds;
 }
 
