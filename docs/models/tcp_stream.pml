@@ -3,8 +3,8 @@
  * channel is active, and the kernel with a peer. README.md beside this file says which step is which function, what is
  * checked, and what is taken as given.
  *
- * A step (atomic, d_step, a statement) is a section under the channel's monitor, the thread's system call outside of it, or
- * one access to an atomic variable. The states are looked at without the monitor, so the thread stores a failure in a step of its own.
+ * A step (atomic, d_step, a statement) is a section under the channel's monitor, a system call, or one access to an
+ * atomic variable. The states are looked at without the monitor, so the thread stores a failure in a step of its own.
  *
  * What is searched is set from outside: BYTES (that the peer sends), TO_SEND (bytes that the user sends, all at once if
  * there is room), and at most one seeded fault.
@@ -56,7 +56,7 @@ byte registered = ALL; /* in the observer's set; 0: not a member */
 
 /* The channel. */
 bool monitor;
-bool isErrorConnect, isError, isEnd, isActive, isWritable, terminated;
+bool isErrorConnect, isError, isEnd, isActive, isWritable, terminated, sending;
 bool isFull, peerClosed, sendFailed;
 byte conds = ALL; /* what the channel has asked for */
 chan queue = [BOUND + SOCKET] of { byte };
@@ -107,10 +107,14 @@ inline shutdownLocked()
 }
 
 /*
- * A send may have taken the error of a reset, and the thread then reads the end of a connection that was reset. So no end
- * is told after a send that has failed.
+ * A send may have taken the error of a reset, and the thread then reads the end of a connection that was reset. So the
+ * end is not told while a send is under way or when one has failed; a send that has not failed tells it afterwards.
  */
-#define ENDS ( peerClosed && len( queue ) == 0 && !sendFailed )
+#ifdef END_WHILE_SENDING
+#define ENDS ( peerClosed && len( queue ) == 0 )
+#else
+#define ENDS ( peerClosed && len( queue ) == 0 && !sending && !sendFailed )
+#endif
 
 inline endIfLast()
 {
@@ -217,8 +221,8 @@ waiting:
         :: peerClosed && !MUST_FAIL -> goto ending
 #endif
 #ifdef END_FIRST
-        :: peerClosed && len( queue ) == 0 -> goto ending
-        :: MUST_FAIL && !( peerClosed && len( queue ) == 0 ) -> goto failing
+        :: peerClosed && len( queue ) == 0 && !sending -> goto ending
+        :: MUST_FAIL && !( peerClosed && len( queue ) == 0 && !sending ) -> goto failing
 #else
         :: MUST_FAIL -> goto failing
         :: ENDS && !MUST_FAIL -> goto ending
@@ -320,32 +324,49 @@ inline send()
     }
 }
 
+/* A socket that the channel has shut down takes no bytes; that is no failure. */
+#ifdef SHUTDOWN_FAILS
+#define FAILS true
+#else
+#define FAILS ( got == RESET || !terminated )
+#endif
+
 #define DONE ( isEnd || isError || terminated )
 
 active proctype Sender()
 {
     byte left = TO_SEND, tells, got;
+    bool fails;
 
     do
     :: left == 0 || DONE -> break
     :: atomic { !DONE && ( !isActive || !isWritable ) -> told & ( SEND | END | FAILED ) -> told = told & ~SEND }
-    :: left > 0 && !DONE && isActive && isWritable ->
-#ifdef SEND_UNLOCKED
-        send();
-#endif
+    :: atomic { left > 0 && !DONE && isActive && isWritable -> sending = true };
+        atomic {
+            send();
+            sending = ( got != SOME );
+            if
+            :: got == SOME && !peerClosed -> got = NOTHING; goto next
+            :: else
+            fi
+        };
         atomic {
             !monitor;
-#ifndef SEND_UNLOCKED
             if
-            :: DONE || !isWritable -> goto next
-            :: else -> send()
-            fi;
-#endif
-            isWritable = got == SOME;
+            :: got == SOME
+            :: else ->
+                isWritable = false;
+                if
 #ifndef FORGETS_FAILURE
-            sendFailed = got == RESET || got == BROKEN;
+                :: ( got == RESET || got == BROKEN ) && FAILS -> sendFailed = true
 #endif
+                :: else
+                fi
+            fi;
+            fails = got == RESET || got == BROKEN;
             got = NOTHING;
+            sending = false;
+            endIfLast();
 #ifdef FULL_UNWATCHED
             sendAlert = isWritable;
 #else
@@ -353,6 +374,10 @@ active proctype Sender()
 #endif
             fire()
         };
+        if
+        :: atomic { fails && !terminated && told & ( SEND | END | FAILED ) -> told = told & ~SEND; fails = false }
+        :: !fails || terminated -> fails = false
+        fi;
 next:
         skip
     od;

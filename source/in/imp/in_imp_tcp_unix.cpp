@@ -2,8 +2,9 @@
  * TCP channels: the records of the engine that serves all connections, its thread, sending and receiving.
  *
  * The thread reads without any lock, which is safe because a slot that is served is not released, and only the thread reads.
- * What it read it queues under the channel's monitor. Everything else happens under it, sending too: a send that fails and
- * a half-close must not overlap, and what a send found out must be known before the thread judges what it read.
+ * What it read it queues under the channel's monitor. A user sends without it too: the send wakes the peer, who may wake
+ * this channel's thread before the sender goes on. The channel above lets one thread send at a time, and the socket stays
+ * open as long as somebody holds the channel. Everything else happens under the monitor.
  *
  * The states are atomic, so that they are looked at without the monitor. They change under it, and only become true; what
  * follows from another is stored later: whoever sees the end of a failed channel sees the failure.
@@ -11,8 +12,10 @@
  * Errors. The kernel hands out a socket's error once, to the first call that meets it:
  * - A refused connection is readable, writable and in error at the same time. While the attempt is not over, the thread asks
  *   for the error before it reads.
- * - A send that meets a reset takes the error, and the thread would see a clean end. So the failure is remembered, no end is
- *   told any more, and all conditions are asked for, which a dead socket has; the thread then fails the channel.
+ * - A send that meets a reset takes the error, and the thread would see a clean end. So no end is told while a send is under
+ *   way or when one has failed. A send that went well looks whether the end is due. One that failed is remembered, and all
+ *   conditions are asked for, which a dead socket has; the thread then fails the channel.
+ * - A send that overlaps a half-close of another thread fails too (EPIPE); that is no failure of the channel.
  */
 #include <in/imp/in_imp_sockaddr_unix_private.h>
 #include <in/imp/in_imp_tcp_opening_private.hpp>
@@ -62,10 +65,11 @@ struct TcpChannel final : in::Slot, in::TcpPath {
     std::atomic<bool> isEnd = false;
     std::atomic<bool> isActive = false;
     std::atomic<int> reason = 0; // the errno for which it has failed
-    bool isWritable PB_GUARDED_BY( monitor ) = false;
-    bool terminated PB_GUARDED_BY( monitor ) = false;
+    std::atomic<bool> isWritable = false;
+    std::atomic<bool> terminated = false;
+    std::atomic<bool> peerClosed = false;
+    std::atomic<bool> sending = false; // a send is under way
     bool receiveFull PB_GUARDED_BY( monitor ) = false;
-    bool peerClosed PB_GUARDED_BY( monitor ) = false;
     bool sendFailed PB_GUARDED_BY( monitor ) = false;
     PB_INT waiting PB_GUARDED_BY( monitor ) = 0; // bytes in the buffer
     std::list<pb::Ref<PB_BUFFER>> receiveBuffer PB_GUARDED_BY( monitor );
@@ -139,7 +143,8 @@ private:
     void takeInLocked( const Reading &reading, in::Wakes &wakes ) PB_REQUIRES( monitor );
     void queueLocked( PB_INT count ) PB_REQUIRES( monitor );
     void judgeLocked( PB_INT conds, int connectError, const Reading &reading, in::Wakes &wakes ) PB_REQUIRES( monitor );
-    void notSentLocked( int why, in::Wakes &wakes ) PB_REQUIRES( monitor );
+    PB_INT trySend( const PB_BYTE *bytes, PB_INT byteCount, in::Wakes &wakes ) PB_EXCLUDES( monitor );
+    void notSent( int why, in::Wakes &wakes ) PB_EXCLUDES( monitor );
     void endIfLastLocked( in::Wakes &wakes ) PB_REQUIRES( monitor );
 };
 
@@ -289,10 +294,10 @@ void TcpChannel::queueLocked( PB_INT count )
     pbBufferClear( engine->chunk.handle() );
 }
 
-/** Nothing more comes when the peer has closed and the last byte was taken, and it was no failure that closed it. */
+/** Nothing more comes when the peer has closed and the last byte was taken, and no send knows better. */
 void TcpChannel::endIfLastLocked( in::Wakes &wakes )
 {
-    if ( peerClosed && waiting == 0 && !sendFailed )
+    if ( peerClosed && waiting == 0 && !sending && !sendFailed )
         endLocked( wakes );
 }
 
@@ -351,21 +356,34 @@ void in___ImpTcpUnixChannelThreadFunc( PB_OBJ * )
 
 PB_INT TcpChannel::send( const PB_BYTE *bytes, PB_INT byteCount, in::Wakes &wakes )
 {
-    pb::Lock lock( monitor );
+    sending = true;
+    PB_INT sent = trySend( bytes, byteCount, wakes );
+    sending = false;
+    if ( peerClosed ) { // the end may have waited for this send
+        pb::Lock lock( monitor );
+        endIfLastLocked( wakes );
+        updateLocked( wakes );
+    }
+    return sent;
+}
+
+PB_INT TcpChannel::trySend( const PB_BYTE *bytes, PB_INT byteCount, in::Wakes &wakes )
+{
     if ( !isActive || isEnd || !isWritable || terminated )
         return 0;
     PB_INT wanted = std::min( byteCount, SEND_MAX );
     ssize_t sent = ::send( fd.get(), bytes, static_cast<std::size_t>( wanted ), MSG_NOSIGNAL );
     if ( sent != wanted )
-        notSentLocked( sent < 0 ? errno : EAGAIN, wakes );
+        notSent( sent < 0 ? errno : EAGAIN, wakes );
     return std::max<PB_INT>( sent, 0 );
 }
 
-/** The socket has taken less than it was given: it is full, or dead. */
-void TcpChannel::notSentLocked( int why, in::Wakes &wakes )
+/** The socket has taken less than it was given: it is full, or dead, or was shut down here. */
+void TcpChannel::notSent( int why, in::Wakes &wakes )
 {
+    pb::Lock lock( monitor );
     isWritable = false;
-    if ( why != EAGAIN && why != EINTR ) {
+    if ( why != EAGAIN && why != EINTR && !( why == EPIPE && terminated ) ) {
         sendFailed = true;
         reason = why;
     }
