@@ -21,17 +21,11 @@ constexpr Step steps[] = {
         []( const in::TcpPlan & ) { return in::when( true, 1 ); } },
 };
 
-struct TcpListener final : in::Slot, in::TcpListenerPath {
-    using Plan = in::TcpPlan;
-    explicit TcpListener( const Plan &itsPlan );
+struct TcpListener final : in::TcpRecord, in::TcpListenerPath {
+    explicit TcpListener( const in::TcpPlan &itsPlan ) : TcpRecord( itsPlan ), options( pb::share( itsPlan.options ) )
+    {}
 
-    const PB_INT listenerFlags;
     const pb::Ref<IN_TCP_OPTIONS> options;
-    const pb::Ref<IN_QOS_STACK> qosStack;
-    const Plan *plan; // while it is opened
-    unsigned interfaceNumber = 0;
-    pb::Ref<IN_TCP_ADDRESS> local;
-
     std::atomic<bool> failed = false;
     std::atomic<int> reason = 0; // the errno for which it has failed
     bool pendingFull PB_GUARDED_BY( monitor ) = false;
@@ -40,12 +34,8 @@ struct TcpListener final : in::Slot, in::TcpListenerPath {
     in::WantedAlert listenAlert PB_GUARDED_BY( monitor );
 
     // opening and closing, for the ported engine
-    bool tryOpen( in::OpenFailure &failure );
-    unsigned scope() const { return interfaceNumber; }
+    bool tryOpen( in::OpenFailure &failure ) { return tryOpenWith( steps, failure ); }
     in::PortAttempt tryFinish( in::OpenFailure &failure );
-    bool occupiesPort() const { return true; }
-    pb::Ref<IN_ADDRESS> address() const { return pb::adopt( inTcpAddressAddress( local.get() ) ); }
-    PB_INT port() const { return inTcpAddressPort( local.get() ); }
     void begin( in::Wakes &wakes ) PB_EXCLUDES( monitor );
     void fail( in::Wakes &wakes ) PB_EXCLUDES( monitor );
 
@@ -66,7 +56,7 @@ struct TcpListener final : in::Slot, in::TcpListenerPath {
     // the path of a listener
     pb::Ref<IN_QOS_STACK> optionalQosStack() override { return qosStack; }
     pb::Ref<IN_TCP_ADDRESS> localAddress() override { return local; }
-    PB_INT flags() override { return listenerFlags; }
+    PB_INT flags() override { return tcpFlags; }
     bool error() override { return failed; }
     int errorReason() override { return reason; }
     void errorAddSignalable( PB_SIGNALABLE *s ) override { pbSignalAddSignalable( errorOne().get(), s ); }
@@ -88,21 +78,6 @@ using TcpListenerEngine = in::PortedEngine<TcpListener>;
 
 constinit pb::GlobalState<TcpListenerEngine> engine;
 
-TcpListener::TcpListener( const Plan &itsPlan )
-    : listenerFlags( inTcpFlagsNormalize( itsPlan.open.flags ) ), options( pb::share( itsPlan.options ) ),
-      qosStack( pb::share( itsPlan.open.optionalQosStack ) ), plan( &itsPlan )
-{}
-
-bool TcpListener::tryOpen( in::OpenFailure &failure )
-{
-    std::optional<unsigned> index = in::interfaceIndex( plan->open.optionalScopeInterface, failure );
-    if ( !index )
-        return false;
-    interfaceNumber = *index;
-    fd = in::openSocket( plan->open.localAddress, SOCK_STREAM, IPPROTO_TCP, failure );
-    return fd && in::applySteps( fd.get(), steps, *plan, failure );
-}
-
 in::PortAttempt TcpListener::tryFinish( in::OpenFailure &failure )
 {
     if ( listen( fd.get(), BACKLOG ) != 0 ) {
@@ -110,8 +85,7 @@ in::PortAttempt TcpListener::tryFinish( in::OpenFailure &failure )
         // others may be bound to the port that do not listen
         return failure.error == EADDRINUSE ? in::PortAttempt::other : in::PortAttempt::failed;
     }
-    local = pb::adopt( inTcpAddressCreate( plan->open.localAddress, in::PORT_MAX ) );
-    return in::readLocalAddress( fd.get(), local, failure ) ? in::PortAttempt::done : in::PortAttempt::failed;
+    return tryReadLocal( failure ) ? in::PortAttempt::done : in::PortAttempt::failed;
 }
 
 void TcpListener::begin( in::Wakes &wakes )
@@ -134,7 +108,7 @@ void TcpListener::updateLocked( in::Wakes &wakes )
     listenAlert.level( wakes, !pending.empty() );
 }
 
-/** Whether an accept that failed for that says nothing about the listener: nobody waits, or the one who waited has gone. */
+/** Whether an accept that failed for that says nothing about the listener: nothing waits, or what waited has gone. */
 bool isNobody( int error )
 {
     return error == EAGAIN || error == EINTR || error == ECONNABORTED || error == EPROTO;
@@ -184,7 +158,7 @@ pb::Fd TcpListener::take()
 PB_INT TcpListener::tryMakeChannel( pb::Fd connection, in::OpenFailure &failure )
 {
     pb::Ref<IN_ADDRESS> ownAddress = address();
-    in::OpenPlan open{ .localAddress = ownAddress.get(), .flags = listenerFlags, .optionalQosStack = qosStack.get() };
+    in::OpenPlan open{ .localAddress = ownAddress.get(), .flags = tcpFlags, .optionalQosStack = qosStack.get() };
     return in::tryAcceptTcpChannel( std::move( connection ), in::TcpPlan( open, options.get() ), local, failure );
 }
 

@@ -18,6 +18,45 @@ struct TcpPlan {
     std::optional<int> keepAliveSeconds; // none: no keep-alive
 };
 
+/** What the records of channels and listeners have in common, and how they are opened, for the ported engine. */
+struct TcpRecord : Slot {
+    using Plan = TcpPlan;
+    explicit TcpRecord( const Plan &itsPlan )
+        : tcpFlags( inTcpFlagsNormalize( itsPlan.open.flags ) ), qosStack( pb::share( itsPlan.open.optionalQosStack ) ),
+          plan( &itsPlan )
+    {}
+
+    unsigned scope() const { return interfaceNumber; }
+    bool occupiesPort() const { return true; }
+    pb::Ref<IN_ADDRESS> address() const { return pb::adopt( inTcpAddressAddress( local.get() ) ); }
+    PB_INT port() const { return inTcpAddressPort( local.get() ); }
+
+    const PB_INT tcpFlags;
+    const pb::Ref<IN_QOS_STACK> qosStack;
+    const Plan *plan; // while it is opened
+    unsigned interfaceNumber = 0;
+    pb::Ref<IN_TCP_ADDRESS> local;
+
+protected:
+    /** A socket with these options, not bound. */
+    template <std::size_t Count>
+    bool tryOpenWith( const SocketStep<Plan> ( &steps )[Count], OpenFailure &failure )
+    {
+        std::optional<unsigned> index = interfaceIndex( plan->open.optionalScopeInterface, failure );
+        if ( !index )
+            return false;
+        interfaceNumber = *index;
+        fd = openSocket( plan->open.localAddress, SOCK_STREAM, IPPROTO_TCP, failure );
+        return fd && applySteps( fd.get(), steps, *plan, failure );
+    }
+    /** Reads the local address of the bound socket. */
+    bool tryReadLocal( OpenFailure &failure )
+    {
+        local = pb::adopt( inTcpAddressCreate( plan->open.localAddress, PORT_MAX ) );
+        return readLocalAddress( fd.get(), local, failure );
+    }
+};
+
 /** The ports in use. Accepted channels share the port of their listener, so each is counted. */
 PortTable &tcpPorts();
 

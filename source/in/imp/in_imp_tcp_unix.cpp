@@ -49,15 +49,11 @@ constexpr Step steps[] = {
     in::priorityStep<in::TcpPlan>,
 };
 
-struct TcpChannel final : in::Slot, in::TcpPath {
-    using Plan = in::TcpPlan;
-    explicit TcpChannel( const Plan &itsPlan );
+struct TcpChannel final : in::TcpRecord, in::TcpPath {
+    explicit TcpChannel( const in::TcpPlan &itsPlan )
+        : TcpRecord( itsPlan ), remote( pb::share( itsPlan.optionalRemoteAddress ) )
+    {}
 
-    const PB_INT channelFlags;
-    const pb::Ref<IN_QOS_STACK> qosStack;
-    const Plan *plan; // while it is opened
-    unsigned interfaceNumber = 0;
-    pb::Ref<IN_TCP_ADDRESS> local;
     pb::Ref<IN_TCP_ADDRESS> remote;
 
     std::atomic<bool> isErrorConnect = false;
@@ -81,13 +77,9 @@ struct TcpChannel final : in::Slot, in::TcpPath {
     in::WantedAlert receiveAlert PB_GUARDED_BY( monitor );
 
     // opening and closing, for the ported engine
-    bool tryOpen( in::OpenFailure &failure );
-    unsigned scope() const { return interfaceNumber; }
+    bool tryOpen( in::OpenFailure &failure ) { return tryOpenWith( steps, failure ); }
     in::PortAttempt tryFinish( in::OpenFailure &failure );
     bool tryAccepted( pb::Fd connection, const pb::Ref<IN_TCP_ADDRESS> &probableLocal, in::OpenFailure &failure );
-    bool occupiesPort() const { return true; }
-    pb::Ref<IN_ADDRESS> address() const { return pb::adopt( inTcpAddressAddress( local.get() ) ); }
-    PB_INT port() const { return inTcpAddressPort( local.get() ); }
     void begin( in::Wakes &wakes ) PB_EXCLUDES( monitor );
     void fail( in::Wakes &wakes ) PB_EXCLUDES( monitor );
 
@@ -100,7 +92,7 @@ struct TcpChannel final : in::Slot, in::TcpPath {
     pb::Ref<IN_QOS_STACK> optionalQosStack() override { return qosStack; }
     pb::Ref<IN_TCP_ADDRESS> localAddress() override { return local; }
     pb::Ref<IN_TCP_ADDRESS> remoteAddress() override { return remote; }
-    PB_INT flags() override { return channelFlags; }
+    PB_INT flags() override { return tcpFlags; }
     bool error() override { return isError; }
     int errorReason() override { return reason; }
     bool end() override { return isEnd; }
@@ -156,27 +148,11 @@ struct TcpEngine : in::PortedEngine<TcpChannel> {
 constinit pb::GlobalState<in::PortTable> in___ImpTcpPorts;
 constinit pb::GlobalState<TcpEngine> engine;
 
-TcpChannel::TcpChannel( const Plan &itsPlan )
-    : channelFlags( inTcpFlagsNormalize( itsPlan.open.flags ) ), qosStack( pb::share( itsPlan.open.optionalQosStack ) ),
-      plan( &itsPlan ), remote( pb::share( itsPlan.optionalRemoteAddress ) )
-{}
-
 // opening
-
-bool TcpChannel::tryOpen( in::OpenFailure &failure )
-{
-    std::optional<unsigned> index = in::interfaceIndex( plan->open.optionalScopeInterface, failure );
-    if ( !index )
-        return false;
-    interfaceNumber = *index;
-    fd = in::openSocket( plan->open.localAddress, SOCK_STREAM, IPPROTO_TCP, failure );
-    return fd && in::applySteps( fd.get(), steps, *plan, failure );
-}
 
 in::PortAttempt TcpChannel::tryFinish( in::OpenFailure &failure )
 {
-    local = pb::adopt( inTcpAddressCreate( plan->open.localAddress, in::PORT_MAX ) );
-    if ( !in::readLocalAddress( fd.get(), local, failure ) )
+    if ( !tryReadLocal( failure ) )
         return in::PortAttempt::failed;
     std::array<PB_BYTE, sizeof( sockaddr_in6 )> record;
     PB_INT length = 0;
