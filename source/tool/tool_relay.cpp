@@ -2,7 +2,6 @@
 #include <climits>
 #include <cstring>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -11,14 +10,6 @@
 #include <unistd.h>
 
 namespace {
-
-void raiseEvent( PB_OBJ *boxed )
-{
-    uint64_t one = 1;
-    // it cannot be full, and where it is readable already nothing is missing
-    [[maybe_unused]] ssize_t written =
-        write( static_cast<int>( pbBoxedIntValue( pbBoxedIntFrom( boxed ) ) ), &one, sizeof one );
-}
 
 /** Waits until the descriptor is ready, or may be, or the other one is readable. */
 void waitFor( int fd, short condition, const tool::Stop &stop )
@@ -57,22 +48,16 @@ bool inputIsLeft()
 
 } // namespace
 
-tool::Stop::Stop() : event( eventfd( 0, EFD_CLOEXEC | EFD_NONBLOCK ) )
+tool::Stop::Stop()
 {
-    if ( !event )
+    if ( !raised )
         fail( "no event descriptor: {}", strerrordesc_np( errno ) );
 }
 
-pb::Ref<PB_SIGNALABLE> tool::Stop::signalable() const
+bool tool::Stop::came() const
 {
-    pb::Ref<PB_BOXED_INT> boxed = pb::adopt( pbBoxedIntCreate( fd() ) );
-    return pb::adopt( pbSignalableCreate( raiseEvent, pb::obj( boxed.get() ) ) );
-}
-
-void tool::Stop::now()
-{
-    happened = true;
-    pbSignalableSignal( signalable().get() );
+    pollfd stopped{ fd(), POLLIN, 0 };
+    return poll( &stopped, 1, 0 ) > 0;
 }
 
 tool::Relay::Relay( pb::Ref<IN_TCP_CHANNEL> connected ) : channel( std::move( connected ) )
@@ -158,8 +143,7 @@ void tool::Relay::writeAll()
     auto left = static_cast<std::size_t>( pbBufferLength( output.get() ) );
     while ( left > 0 ) {
         waitFor( STDOUT_FILENO, POLLOUT, stopOutput );
-        pollfd stopped{ stopOutput.fd(), POLLIN, 0 };
-        if ( poll( &stopped, 1, 0 ) > 0 )
+        if ( stopOutput.came() )
             return;
         ssize_t count = writeSome( bytes, left );
         if ( count < 0 && !isFor( errno ) )
@@ -195,7 +179,7 @@ void tool::Relay::receive( Interrupt &interrupt, Progress &progress )
 void tool::Relay::run( bool wantsProgress )
 {
     Interrupt interrupt( wake );
-    interrupt.addSignalable( stopOutput.signalable().get() );
+    interrupt.addSignalable( stopOutput.signalable() );
     Progress progress( wantsProgress );
     inputThread = std::thread( [this] { sendInput(); } ); // after the interrupt, whose signals it is not to get
     receive( interrupt, progress );

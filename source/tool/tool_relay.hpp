@@ -1,6 +1,6 @@
 /*
  * Standard input to a TCP connection and back to standard output. Each direction has a thread of its own and holds at most
- * one buffer: who reads or takes nothing holds up the other end, and never the other direction.
+ * one buffer: an end that takes nothing holds up the other end, and never the other direction.
  *
  * The descriptors may be anything, also shared with other programs, so they are left as they are: both threads wait in
  * poll(2), and read and write no more than goes without blocking.
@@ -21,15 +21,14 @@ namespace tool {
 class Stop {
 public:
     Stop();
-    int fd() const { return event.get(); }
-    bool came() const { return happened; }
-    void now();
-    /** Makes the descriptor readable when it is fired; it must not be fired when this is gone. */
-    pb::Ref<PB_SIGNALABLE> signalable() const;
+    int fd() const { return pbSignalableDescriptor( raised.get() ); }
+    bool came() const;
+    void now() { pbSignalableSignal( raised.get() ); }
+    /** Stops when it is fired. */
+    PB_SIGNALABLE *signalable() const { return raised.get(); }
 
 private:
-    pb::Fd event;
-    std::atomic<bool> happened = false;
+    pb::Ref<PB_SIGNALABLE> raised = pb::adopt( pbSignalableTryCreateDescriptor() );
 };
 
 class Relay {
