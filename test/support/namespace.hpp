@@ -8,6 +8,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <net/ethernet.h>
+#include <poll.h>
 #include <sched.h>
 #include <support/test_support.h>
 #include <sys/socket.h>
@@ -94,6 +96,19 @@ public:
 private:
     pid_t process;
 };
+
+/** The type-of-service byte of the IPv4 packet that ends with the payload, off a packet socket; -1 when none comes. */
+inline int tosOf( const pb::Fd &packets, const std::string &payload )
+{
+    std::array<char, 2048> frame;
+    for ( pollfd ready{ packets.get(), POLLIN, 0 }; poll( &ready, 1, test::WAIT_LIMIT ) == 1; ) {
+        ssize_t count = recv( packets.get(), frame.data(), frame.size(), 0 );
+        std::string_view text( frame.data(), static_cast<std::size_t>( std::max<ssize_t>( count, 0 ) ) );
+        if ( text.ends_with( payload ) )
+            return static_cast<unsigned char>( text[ETH_HLEN + 1] );
+    }
+    return -1;
+}
 
 } // namespace test
 

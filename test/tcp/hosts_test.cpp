@@ -2,7 +2,6 @@
 #include <in/tcp_support.hpp>
 #include <net/ethernet.h>
 #include <netpacket/packet.h>
-#include <poll.h>
 #include <support/namespace.hpp>
 #include <thread>
 
@@ -12,6 +11,7 @@ using test::BareTcp;
 using test::eventually;
 using test::sh;
 using test::Stream;
+using test::tosOf;
 
 test::Peer *peer = nullptr;
 
@@ -58,19 +58,6 @@ protected:
         return listener;
     }
 };
-
-/** The type-of-service byte of the next IPv4 packet of TCP that ends with the payload, off a packet socket; -1 for none. */
-int tosOf( const pb::Fd &packets, const std::string &payload )
-{
-    std::array<char, 2048> frame;
-    for ( pollfd ready{ packets.get(), POLLIN, 0 }; poll( &ready, 1, test::WAIT_LIMIT ) == 1; ) {
-        ssize_t count = recv( packets.get(), frame.data(), frame.size(), 0 );
-        std::string_view text( frame.data(), static_cast<std::size_t>( std::max<ssize_t>( count, 0 ) ) );
-        if ( text.ends_with( payload ) )
-            return static_cast<unsigned char>( text[ETH_HLEN + 1] );
-    }
-    return -1;
-}
 
 } // namespace
 

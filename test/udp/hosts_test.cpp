@@ -77,19 +77,6 @@ protected:
     }
 };
 
-/** The type-of-service byte of the IPv4 packet with that payload, off a packet socket; -1 when none comes. */
-int tosOf( const pb::Fd &packets, const std::string &payload )
-{
-    std::array<char, 2048> frame;
-    for ( pollfd ready{ packets.get(), POLLIN, 0 }; poll( &ready, 1, test::WAIT_LIMIT ) == 1; ) {
-        ssize_t count = recv( packets.get(), frame.data(), frame.size(), 0 );
-        std::string_view text( frame.data(), static_cast<std::size_t>( std::max<ssize_t>( count, 0 ) ) );
-        if ( text.ends_with( payload ) )
-            return static_cast<unsigned char>( text[ETH_HLEN + 1] );
-    }
-    return -1;
-}
-
 /** The priority of this process's socket on that port; -1 when there is none. */
 int priorityOfSocket( PB_INT port )
 {
