@@ -8,8 +8,9 @@
  * the thread that took the count from 0 to 1 or from 1 to 0: it looks at the count, writes or reads, and looks again, until
  * the count still says what it did. So whatever the order in which threads come to their calls:
  *
- *   - The last call agrees with the last count. Who made it looked at the count after it and found it agreeing. If the
- *     count moved to or from 0 after that look, the thread that moved it makes a call too, and that would be a later one.
+ *   - The last call agrees with the last count. The thread that made it looked at the count afterwards and found it
+ *     agreeing. If the count moved to or from 0 after that look, the thread that moved it makes a call too, and that would
+ *     be a later one.
  *   - A thread that set an alert and comes late, when the alert has been unset again, finds the count at 0 and does not
  *     write. If it found the count at 1, writes, and the unsetting thread's read came before that, it finds 0 after the
  *     write and reads. The descriptor was readable for that moment: one wake-up too many, never one too few.

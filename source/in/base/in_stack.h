@@ -51,8 +51,8 @@ PB_API PB_STORE *inStackSelection( IN_STACK *stack );
 /**
  * The remote TCP addresses to which a connection of this stack's could not be made lately, a new array store, in the order
  * of the addresses: for each a store with its "address" and the "milliseconds" until the entry ends. A channel enters the
- * address when it is released, for the time of inTcpOptionsBlacklistTimeout. Who has several addresses to choose from tries
- * these last; inTcpChannelTryCreate does not ask.
+ * address when it is released, for the time of inTcpOptionsBlacklistTimeout. A program that has several addresses to choose
+ * from tries these last; inTcpChannelTryCreate does not ask.
  */
 PB_API PB_STORE *inStackTcpBlacklist( IN_STACK *stack );
 

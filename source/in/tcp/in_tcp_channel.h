@@ -1,6 +1,6 @@
 /*
  * A TCP connection (RFC 9293): opened on a stack towards a remote address, or taken from a listener. All calls return at
- * once; who wants to wait registers with a signal or an alert. One thread may send while another one receives.
+ * once; to wait, register with a signal or an alert. One thread may send while another one receives.
  *
  * A channel connects; it is active when that is over, with success or without. It ends when the peer has closed and the last
  * byte was taken, and at once when the connection fails. These states never go back.

@@ -15,7 +15,7 @@ PB_CLASS( IN_TCP_CHANNEL_LISTENER, inTcpChannelListener )
 /**
  * Listens on the stack's address, or through a map stack: on the port, or with -1 on one of the port range of the stack's
  * options, or else on one that the system picks. The flags, the options of this moment and the QoS stack, with the marks
- * that it has then, are those of the connections. Connections of whom the filter refuses are closed, and never handed out.
+ * that it has then, are those of the connections. Connections from addresses that the filter refuses are closed, and not handed out.
  * Null when the stack has no address, or the system refuses; the reason is in the trace stream "IN_TCP_CHANNEL_LISTENER",
  * with which the anchor is completed. Aborts on a port outside 1..65535 other than -1.
  */

@@ -1,4 +1,4 @@
-/* Proposals. The monitor guards whose the channel is; the rest does not change. */
+/* Proposals. The monitor guards the channel; the rest does not change. */
 #include <in/tcp/in_tcp_channel_proposal_private.h>
 
 struct IN_TCP_CHANNEL_PROPOSAL : PB_OBJ {
